@@ -1,0 +1,17 @@
+# Flags of every target of ours, and of nobody who links to us.
+add_library(qatester_flags INTERFACE)
+target_compile_options(qatester_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow=compatible-local -Wconversion -Wsign-conversion
+  -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  # Arithmetic that clients compare bit for bit: no fused multiply-add, no reordering.
+  -ffp-contract=off
+  -fstack-protector-strong)
+target_compile_definitions(qatester_flags INTERFACE
+  $<$<AND:$<CONFIG:Release>,$<STREQUAL:${QATESTER_SANITIZE},>>:_FORTIFY_SOURCE=2>)
+target_link_options(qatester_flags INTERFACE -Wl,-z,relro,-z,now -Wl,--no-undefined)
+
+if(QATESTER_SANITIZE)
+  add_compile_options(-fsanitize=${QATESTER_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${QATESTER_SANITIZE})
+endif()

@@ -1,0 +1,102 @@
+#pragma once
+
+// The one place that knows which FFmpeg is installed. The rest of the media floor works by the
+// contract of FFmpeg's older calls: one packet in, at most one picture or block out, the bytes of
+// the packet consumed, and nothing flushed at the end of the file.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libswscale/swscale.h>
+}
+
+namespace qatester::ffmpeg {
+
+/// The most bytes a decoded audio block may have.
+constexpr int kMaxAudioBlockBytes = 192000;
+
+/// For handles that FFmpeg frees through a pointer to the handle.
+template <typename T, void (*Free)(T**)>
+struct FreeByAddress {
+  void operator()(T* handle) const { Free(&handle); }
+};
+
+using UniqueFrame = std::unique_ptr<AVFrame, FreeByAddress<AVFrame, av_frame_free>>;
+
+/// A packet on the stack whose payload is released at the end of its scope.
+class ScopedPacket {
+ public:
+  ScopedPacket();
+  ~ScopedPacket();
+  ScopedPacket(const ScopedPacket&) = delete;
+  ScopedPacket& operator=(const ScopedPacket&) = delete;
+
+  AVPacket* get() { return &packet_; }
+  AVPacket* operator->() { return &packet_; }
+  AVPacket& operator*() { return packet_; }
+  /// Forgets the payload: it now belongs to somebody else.
+  void release();
+
+ private:
+  AVPacket packet_;
+};
+
+/// Opens a local file. Returns 0, or a negative error code with `*container` null. `interrupt` may
+/// hold no callback. FFmpeg's own logging is silenced for the whole process.
+int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
+                  AVFormatContext** container);
+
+/// Reads packets until the streams are described; negative on failure.
+int findStreamInfo(AVFormatContext* container);
+
+/// Closes and nulls; null-safe.
+void closeContainer(AVFormatContext** container);
+
+/// Whether the container's input has met an I/O error (reaching the end is none).
+bool hasReadError(const AVFormatContext* container);
+
+/// What a negative result of a call of FFmpeg's means, in words.
+std::string errorText(int error);
+
+/// Gives `packet` no payload and no time stamps.
+void blankPacket(AVPacket* packet);
+
+/// Makes sure that nobody else owns or changes the packet's payload; false when out of memory.
+bool makePayloadPrivate(AVPacket* packet);
+
+/// A decoder's context for a stream, not opened yet: its parameters are those of the stream. Null
+/// when out of memory. Released with `freeDecoder`.
+AVCodecContext* makeDecoderContext(const AVStream* stream, const AVCodec* decoder);
+
+/// Opens a context made above for video or audio; false when the decoder refuses.
+bool openDecoder(AVCodecContext* context, const AVCodec* decoder);
+
+/// Closes and nulls; null-safe.
+void freeDecoder(AVCodecContext** context);
+
+/// Decodes one packet. Returns the bytes consumed (the whole packet) or a negative error code, and
+/// sets `*gotPicture` when `picture` (released first) holds one. An empty packet is consumed
+/// without reaching the decoder, for which it would mean the end of the stream.
+int decodeVideo(AVCodecContext* context, AVFrame* picture, bool* gotPicture,
+                const AVPacket* packet);
+
+/// The planes of `picture` in a record of their own that owns nothing, so that it may be released
+/// with plain `av_free`. Valid as long as `picture` keeps its buffers. Null when out of memory.
+AVFrame* borrowPicture(const AVFrame& picture);
+
+/// The sample format in which `decodeAudio` delivers: 8-, 16- and 32-bit integers as decoded, float
+/// PCM as it is, everything else that is float as signed 16-bit; always interleaved.
+int deliveredSampleFormat(const AVCodecContext* context);
+
+/// Decodes the first block of a packet into `output` (`kMaxAudioBlockBytes` bytes), interleaved and
+/// in `sampleFormat` (one of `deliveredSampleFormat`'s). Returns how many blocks the packet holds,
+/// or a negative error code; `*outputBytes` is 0 when there is no block. A block that does not fit
+/// is an error.
+int decodeAudio(AVCodecContext* context, int sampleFormat, uint8_t* output, int* outputBytes,
+                const AVPacket* packet);
+
+}  // namespace qatester::ffmpeg

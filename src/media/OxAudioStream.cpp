@@ -1,0 +1,167 @@
+#include "media/OxAudioStream.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "media/FFmpeg.h"
+#include "media/PacketQueue.h"
+
+extern "C" {
+#include <libavutil/samplefmt.h>
+}
+
+namespace ffmpeg = qatester::ffmpeg;
+
+static_assert(OxAudioStream::kAudioBufferBytes == ffmpeg::kMaxAudioBlockBytes);
+
+namespace {
+
+char channelTooLarge[] = "Channel is too large";
+
+uint8_t* allocateBlock(std::size_t bytes) {
+  void* block = nullptr;
+  while (block == nullptr) {
+    block = std::malloc(std::max<std::size_t>(bytes, 1));
+  }
+  return static_cast<uint8_t*>(block);
+}
+
+}  // namespace
+
+OxAudioStream::OxAudioStream(AVFormatContext* formatContext, int streamIndex)
+    : formatContext(formatContext), streamIndex(streamIndex) {
+  if (formatContext == nullptr || streamIndex < 0 ||
+      static_cast<unsigned>(streamIndex) >= formatContext->nb_streams) {
+    return;
+  }
+  AVStream* candidate = formatContext->streams[streamIndex];
+  codec = avcodec_find_decoder(candidate->codecpar->codec_id);
+  codecContext = ffmpeg::makeDecoderContext(candidate, codec);
+  if (codecContext == nullptr || codecContext->codec_type != AVMEDIA_TYPE_AUDIO ||
+      !ffmpeg::openDecoder(codecContext, codec)) {
+    return;
+  }
+  durationSeconds = static_cast<int32_t>(formatContext->duration) / 1000000;
+  sampleRate = codecContext->sample_rate;
+  sampleFormat = ffmpeg::deliveredSampleFormat(codecContext);
+  bytesPerSample = av_get_bytes_per_sample(static_cast<AVSampleFormat>(sampleFormat));
+  stream = candidate;
+  OxPackets::packet_queue_init(&packetQueue);
+}
+
+OxAudioStream::~OxAudioStream() {
+  ffmpeg::freeDecoder(&codecContext);
+  av_packet_unref(&audioPacket);
+  if (packetQueue != nullptr) {
+    OxPackets::packet_queue_flush(packetQueue);
+    delete packetQueue;
+  }
+}
+
+int OxAudioStream::getNumberOfChannels() {
+  return codecContext != nullptr ? codecContext->ch_layout.nb_channels : -1;
+}
+
+/// One call of the decoder on the whole of `audioPacket`. Returns the bytes that it consumed, so
+/// that the packet is used up after as many calls as it holds blocks, or a negative error code.
+int OxAudioStream::decodeFromPacketStart(int* outputSize) {
+  if (callsLeft_ == 0) {
+    const int blocks = ffmpeg::decodeAudio(codecContext, sampleFormat, audioBuffer,
+                                           &firstBlockBytes_, &audioPacket);
+    if (blocks < 0) {
+      return blocks;
+    }
+    callsLeft_ = std::max(1, blocks);
+  }
+  *outputSize = firstBlockBytes_;
+  const int consumed = audioPacketSize / callsLeft_;
+  --callsLeft_;
+  return consumed;
+}
+
+int OxAudioStream::decodeFrame(double* time) {
+  if (packetQueue == nullptr) {
+    return -1;
+  }
+  int outputSize = 0;
+  for (;;) {
+    while (audioPacketSize != 0) {
+      outputSize = 0;
+      const int consumed = decodeFromPacketStart(&outputSize);
+      if (consumed < 0) {
+        audioPacketSize = 0;
+        break;
+      }
+      audioPacketData += consumed;
+      audioPacketSize -= consumed;
+      if (outputSize < 1) {
+        continue;
+      }
+      *time = audioClock;
+      const double bytesPerSecond =
+          static_cast<double>(getNumberOfChannels()) * 2.0 * static_cast<double>(sampleRate);
+      audioClock += static_cast<double>(outputSize) / bytesPerSecond;
+      return outputSize;
+    }
+    av_packet_unref(&audioPacket);
+    callsLeft_ = 0;
+    if (OxPackets::packet_queue_get(packetQueue, &audioPacket, 1) < 0) {
+      return -1;
+    }
+    if (OxPackets::isFlushMarker(audioPacket)) {
+      ffmpeg::blankPacket(&audioPacket);
+      avcodec_flush_buffers(codecContext);
+      continue;
+    }
+    audioPacketData = audioPacket.data;
+    audioPacketSize = audioPacket.size;
+    if (audioPacket.pts != AV_NOPTS_VALUE) {
+      audioClock = static_cast<double>(stream->time_base.num) /
+                   static_cast<double>(stream->time_base.den) *
+                   static_cast<double>(audioPacket.pts);
+    }
+  }
+}
+
+OxAudioSample OxAudioStream::getNextSample() {
+  OxAudioSample sample;
+  sample.sampleFormat = sampleFormat;
+  sample.bytesPerSample = bytesPerSample;
+  if (audioBufferIndex >= audioBufferSize) {
+    double time = 0.0;
+    const int bytes = decodeFrame(&time);
+    if (bytes < 0) {
+      return sample;
+    }
+    audioBufferSize = static_cast<unsigned int>(bytes);
+    audioBufferIndex = 0;
+  }
+  const unsigned int copied = audioBufferSize - audioBufferIndex;
+  sample.buffer = allocateBlock(copied);
+  std::memcpy(sample.buffer, audioBuffer + audioBufferIndex, copied);
+  audioBufferIndex += copied;
+  sample.numberOfSamples = bytesPerSample > 0 ? static_cast<int>(copied) / bytesPerSample : 0;
+  return sample;
+}
+
+OxAudioSample OxAudioStream::getSampleChannel(OxAudioSample sample, unsigned short channel) {
+  const int channels = getNumberOfChannels();
+  OxAudioSample result;
+  result.sampleFormat = sample.sampleFormat;
+  result.bytesPerSample = sample.bytesPerSample;
+  if (channels <= static_cast<int>(channel)) {
+    // Callers know the empty block by its count; the text must not be released.
+    result.buffer = reinterpret_cast<uint8_t*>(channelTooLarge);
+    return result;
+  }
+  result.numberOfSamples = sample.numberOfSamples / channels;
+  const auto width = static_cast<std::size_t>(sample.bytesPerSample);
+  const auto count = static_cast<std::size_t>(result.numberOfSamples);
+  result.buffer = allocateBlock(count * width);
+  for (std::size_t k = 0; k < count; ++k) {
+    std::memcpy(result.buffer + k * width,
+                sample.buffer + (k * static_cast<std::size_t>(channels) + channel) * width, width);
+  }
+  return result;
+}

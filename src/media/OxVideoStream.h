@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "foundation/Export.h"
+
+struct AVCodec;
+struct AVCodecContext;
+struct AVFormatContext;
+struct AVFrame;
+struct AVStream;
+struct PacketQueue;
+struct SwsContext;
+
+namespace qatester {
+struct BufferControl;
+}
+
+/// A decoded picture in the decoder's own planar format.
+struct OxVideoFrameYUV {
+  /// Planes in `data`, row strides in bytes in `linesize`; `pts` is the picture's time in whole
+  /// microseconds. The receiver releases the record with `av_free`; the planes belong to the
+  /// decoder and stay valid until the next decode call on the same stream.
+  AVFrame* frame = nullptr;
+  int width = 0;   ///< pixels
+  int height = 0;  ///< pixels
+  /// False at the end of the stream; every other field is then zero or null.
+  bool valid = false;
+  double time = 0.0;  ///< seconds
+};
+
+/// A picture converted to packed 8-bit blue, green, red.
+struct OxVideoFrameRGB {
+  /// `height` rows of `width` * 3 bytes without gaps. The receiver releases it with `free`.
+  uint8_t* buffer = nullptr;
+  int width = 0;   ///< pixels
+  int height = 0;  ///< pixels
+  bool valid = false;
+  double time = 0.0;  ///< seconds
+};
+
+/// Decodes one video stream of an opened container, whose packets a buffering thread puts into
+/// `packetQueue`. Used by one thread only. A stream whose decoder did not open has no queue, and
+/// its operations yield invalid records at once.
+class QATESTER_API OxVideoStream {
+ public:
+  /// The container is not owned and must outlive this object. `control` is what an `OxWrap` shares
+  /// with its streams; null for a stream that stands alone.
+  OxVideoStream(AVFormatContext* formatContext, int streamIndex,
+                std::shared_ptr<qatester::BufferControl> control = nullptr);
+  ~OxVideoStream();
+
+  OxVideoStream(const OxVideoStream&) = delete;
+  OxVideoStream& operator=(const OxVideoStream&) = delete;
+
+  /// The declared average rate in frames per second; -1 without a container, NaN when undeclared.
+  float getFPS();
+
+  /// The container's duration in seconds; -1 without a container, about -9.2e12 when unknown.
+  double getDurationSeconds();
+
+  /// The number of frames that the container declares; -1 without a container, 0 when unknown.
+  int64_t getFrameCount();
+
+  /// The next decoded picture in display order, timed by the decoding time stamp of the packet that
+  /// completed it. Blocks while the queue is empty, for about 2 s; invalid at the end of the
+  /// stream. Pictures that a decoder still holds at the end of the file are not delivered.
+  OxVideoFrameYUV getNextYUVFrame();
+
+  /// Converts a picture of this stream. The caller owns the new record (`delete`) and its buffer
+  /// (`free`); `valid` is false when there is nothing to convert or no memory.
+  OxVideoFrameRGB* getRGBFromYUV(OxVideoFrameYUV* yuv);
+
+  /// The next picture, converted; blocks and ends like `getNextYUVFrame`.
+  OxVideoFrameRGB getNextRGBFrame();
+
+  /// Repositions the container. The target is `milliseconds` * 1,000,000 modulo 2^32, divided by
+  /// 1000, in microseconds: clients rely on positions of 4,295 ms and more wrapping. Pauses 500 s.
+  void seekToMS(unsigned long milliseconds);
+
+  /// "YUV420P pixel format.", "YUV422P pixel format.", "YUV444P pixel format." or "Other".
+  std::string getPixelFormat();
+
+  /// The pixel format's own name, such as "yuv422p10le"; "unknown" without one.
+  std::string getPixelFormatName();
+
+  /// Whether no further packet will come: known in until-ready mode only, false otherwise.
+  bool hasEnded();
+
+  /// The pause of a caller that got no picture; until-ready it ends when a packet is there, or when
+  /// none is on its way.
+  void pauseForPacket(unsigned seconds);
+
+  AVFormatContext* formatContext = nullptr;
+  AVCodecContext* codecContext = nullptr;
+  const AVCodec* codec = nullptr;
+  AVStream* stream = nullptr;
+  int streamIndex = -1;
+  PacketQueue* packetQueue = nullptr;
+  SwsContext* swsContext = nullptr;
+
+ private:
+  struct QATESTER_LOCAL Scaling;
+
+  const AVStream* declaration() const;
+  bool convert(const AVFrame& picture, uint8_t* packed);
+  bool prepareScaler(int width, int height, int format);
+
+  std::shared_ptr<qatester::BufferControl> control_;
+  AVFrame* picture_ = nullptr;  ///< holds the planes of the picture handed out last
+  std::unique_ptr<Scaling> scaling_;
+};

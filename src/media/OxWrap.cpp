@@ -1,0 +1,445 @@
+#include "media/OxWrap.h"
+
+#include <algorithm>
+#include <boost/bind/bind.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+
+#include "media/BufferControl.h"
+#include "media/FFmpeg.h"
+#include "media/PacketQueue.h"
+
+using qatester::BufferControl;
+namespace ffmpeg = qatester::ffmpeg;
+
+namespace {
+
+constexpr int kStopped = 0;
+constexpr int kBuffering = 1;
+constexpr int kPaused = 2;
+
+constexpr int32_t kQueueLimitBytes = 5000000;
+constexpr unsigned kStartPauseSeconds = 500;
+constexpr unsigned kStopPauseSeconds = 100;
+constexpr unsigned kEndOfFilePauseSeconds = 100;
+constexpr unsigned kFullQueuePauseSeconds = 10;
+constexpr unsigned kPausedPauseSeconds = 1000;
+constexpr int kDestructorWaitMilliseconds = 2000;
+
+/// How often until-ready mode reads on behind damage before it takes it for the end of the data:
+/// about as many polls as the fixed pauses of a patient check leave time for.
+constexpr int kMaxFailedReads = 16;
+
+}  // namespace
+
+/// What the wrapper shares with its buffering thread. Whoever lets go of it last destroys the
+/// streams and closes the container.
+struct OxWrap::Buffering {
+  explicit Buffering(const OxWrapOptions& options);
+  ~Buffering();
+
+  void open(const std::string& fileName);
+
+  /// Reads and routes packets until `bufferState` is 0 or the input fails.
+  void run();
+
+  /// Tells until-ready getters that nothing more will come.
+  void endSupply();
+
+  void setState(int state);
+  void noteChange();
+  /// Lets the demultiplexer skip what would be dropped here.
+  void updateDemuxer();
+  bool hasLiveQueue() const;
+  bool hasPackets() const;
+
+  std::shared_ptr<BufferControl> control = std::make_shared<BufferControl>();
+  std::optional<std::stop_callback<std::function<void()>>> onStop;
+
+  AVFormatContext* formatContext = nullptr;
+  std::vector<OxAudioStream*> audioStreams;
+  OxVideoStream* videoStream = nullptr;
+  std::atomic<int> bufferState{kStopped};
+  std::atomic<bool> discardVideoPackets{false};
+  std::atomic<bool> discardAudioPackets{false};
+  /// Set when the wrapper is gone: what the thread still reads is of no use to anybody.
+  std::atomic<bool> abandoned{false};
+  /// Set when the reader has told the queues that the data has ended.
+  std::atomic<bool> ended{false};
+  /// Container streams to keep; all when unset. Guarded by the route lock.
+  std::optional<std::vector<int>> onlyStreams;
+  std::string openError;
+
+ private:
+  void watch(PacketQueue* queue);
+  std::vector<PacketQueue*> queues() const;
+  bool isKept(int streamIndex) const;
+  bool isWanted(int streamIndex) const;
+  PacketQueue* liveVideoQueue(int streamIndex) const;
+  PacketQueue* liveAudioQueue(int streamIndex) const;
+  void readAndRoute();
+  void route(ffmpeg::ScopedPacket& packet);
+  void setSupply(PacketSupply supply);
+  bool markEnded(unsigned seeksBeforeRead);
+
+  std::atomic<unsigned> changes_{0};
+  /// The buffering thread's own.
+  PacketSupply supply_ = PacketSupply::unknown;
+  int failedReads_ = 0;
+};
+
+OxWrap::Buffering::Buffering(const OxWrapOptions& options) {
+  control->pauses = options.pauses;
+  control->stop = options.stop;
+  onStop.emplace(options.stop, [shared = control] { shared->readiness.notify(); });
+}
+
+OxWrap::Buffering::~Buffering() {
+  delete videoStream;
+  while (!audioStreams.empty()) {
+    delete audioStreams.back();
+    audioStreams.pop_back();
+  }
+  ffmpeg::closeContainer(&formatContext);
+}
+
+void OxWrap::Buffering::open(const std::string& fileName) {
+  if (fileName.empty()) {
+    openError = "no file name";
+    return;
+  }
+  const AVIOInterruptCB interrupt{
+      [](void* self) -> int { return static_cast<Buffering*>(self)->abandoned ? 1 : 0; }, this};
+  int result = ffmpeg::openContainer(fileName, interrupt, &formatContext);
+  if (result == 0) {
+    result = ffmpeg::findStreamInfo(formatContext);
+  }
+  if (result < 0) {
+    openError = ffmpeg::errorText(result);
+    return;
+  }
+  for (uint16_t i = 0; i < formatContext->nb_streams && i < UINT16_MAX; ++i) {
+    const AVMediaType type = formatContext->streams[i]->codecpar->codec_type;
+    if (type == AVMEDIA_TYPE_VIDEO && videoStream == nullptr) {
+      videoStream = new OxVideoStream(formatContext, i, control);
+      watch(videoStream->packetQueue);
+    } else if (type == AVMEDIA_TYPE_AUDIO) {
+      audioStreams.push_back(new OxAudioStream(formatContext, i));
+      watch(audioStreams.back()->packetQueue);
+    }
+  }
+  updateDemuxer();
+}
+
+void OxWrap::Buffering::watch(PacketQueue* queue) {
+  if (queue == nullptr || !control->untilReady()) {
+    return;
+  }
+  queue->changed = [this, queue] {
+    // A reader that waits for a full queue is not woken before there is room.
+    if (queue->size <= kQueueLimitBytes) {
+      noteChange();
+    }
+  };
+}
+
+void OxWrap::Buffering::noteChange() {
+  changes_ += 1;
+  control->readiness.notify();
+}
+
+void OxWrap::Buffering::setState(int state) {
+  bufferState = state;
+  noteChange();
+}
+
+std::vector<PacketQueue*> OxWrap::Buffering::queues() const {
+  std::vector<PacketQueue*> all;
+  if (videoStream != nullptr) {
+    all.push_back(videoStream->packetQueue);
+  }
+  for (const OxAudioStream* audio : audioStreams) {
+    all.push_back(audio->packetQueue);
+  }
+  all.erase(std::remove(all.begin(), all.end(), nullptr), all.end());
+  return all;
+}
+
+bool OxWrap::Buffering::isKept(int streamIndex) const {
+  return !onlyStreams.has_value() ||
+         std::find(onlyStreams->begin(), onlyStreams->end(), streamIndex) != onlyStreams->end();
+}
+
+PacketQueue* OxWrap::Buffering::liveVideoQueue(int streamIndex) const {
+  const bool live = videoStream != nullptr && !discardVideoPackets &&
+                    videoStream->streamIndex == streamIndex && isKept(streamIndex);
+  return live ? videoStream->packetQueue : nullptr;
+}
+
+PacketQueue* OxWrap::Buffering::liveAudioQueue(int streamIndex) const {
+  if (discardAudioPackets || !isKept(streamIndex)) {
+    return nullptr;
+  }
+  const auto found =
+      std::find_if(audioStreams.begin(), audioStreams.end(),
+                   [&](const OxAudioStream* audio) { return audio->streamIndex == streamIndex; });
+  return found != audioStreams.end() ? (*found)->packetQueue : nullptr;
+}
+
+bool OxWrap::Buffering::isWanted(int streamIndex) const {
+  return liveVideoQueue(streamIndex) != nullptr || liveAudioQueue(streamIndex) != nullptr;
+}
+
+bool OxWrap::Buffering::hasLiveQueue() const {
+  const unsigned count = formatContext != nullptr ? formatContext->nb_streams : 0;
+  for (unsigned i = 0; i < count; ++i) {
+    if (isWanted(static_cast<int>(i))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool OxWrap::Buffering::hasPackets() const {
+  const std::vector<PacketQueue*> all = queues();
+  return std::any_of(all.begin(), all.end(),
+                     [](const PacketQueue* queue) { return queue->nb_packets > 0; });
+}
+
+void OxWrap::Buffering::updateDemuxer() {
+  if (formatContext == nullptr) {
+    return;
+  }
+  const std::lock_guard<std::mutex> reading(control->demuxMutex);
+  // With nothing wanted each read must still return, so that a stop is seen in time.
+  const bool anyWanted = hasLiveQueue();
+  for (unsigned i = 0; i < formatContext->nb_streams; ++i) {
+    const bool skip = anyWanted && !isWanted(static_cast<int>(i));
+    formatContext->streams[i]->discard = skip ? AVDISCARD_ALL : AVDISCARD_DEFAULT;
+  }
+}
+
+void OxWrap::Buffering::setSupply(PacketSupply supply) {
+  if (!control->untilReady() || supply_ == supply) {
+    return;
+  }
+  supply_ = supply;
+  ended = false;
+  const std::lock_guard<std::mutex> routing(control->routeMutex);
+  for (PacketQueue* queue : queues()) {
+    OxPackets::packet_queue_set_supply(queue, supply);
+  }
+}
+
+/// Tells the queues that the data has ended, unless the container was repositioned meanwhile.
+bool OxWrap::Buffering::markEnded(unsigned seeksBeforeRead) {
+  {
+    const std::lock_guard<std::mutex> routing(control->routeMutex);
+    const std::lock_guard<std::mutex> positioning(control->readiness.mutex());
+    if (control->seeks != seeksBeforeRead) {
+      return false;
+    }
+    supply_ = PacketSupply::ended;
+    ended = true;
+    for (PacketQueue* queue : queues()) {
+      OxPackets::packet_queue_set_supply(queue, PacketSupply::ended);
+    }
+  }
+  noteChange();
+  return true;
+}
+
+void OxWrap::Buffering::route(ffmpeg::ScopedPacket& packet) {
+  const int streamIndex = packet->stream_index;
+  std::unique_lock<std::mutex> routing(control->routeMutex);
+  for (;;) {
+    PacketQueue* queue = liveVideoQueue(streamIndex);
+    if (queue == nullptr) {
+      queue = liveAudioQueue(streamIndex);
+    }
+    if (queue == nullptr) {
+      return;
+    }
+    if (bufferState != kBuffering || queue->size <= kQueueLimitBytes) {
+      if (OxPackets::packet_queue_put(queue, packet.get()) == 1) {
+        packet.release();
+      }
+      return;
+    }
+    const unsigned changesBefore = changes_;
+    routing.unlock();
+    setSupply(PacketSupply::unknown);
+    control->pauseReader(kFullQueuePauseSeconds,
+                         [&] { return bufferState != kBuffering || changes_ != changesBefore; });
+    routing.lock();
+  }
+}
+
+void OxWrap::Buffering::readAndRoute() {
+  setSupply(PacketSupply::flowing);
+  ffmpeg::ScopedPacket packet;
+  int result = 0;
+  bool failed = false;
+  unsigned seeksBefore = 0;
+  {
+    const std::lock_guard<std::mutex> reading(control->demuxMutex);
+    seeksBefore = control->seeks;
+    result = av_read_frame(formatContext, packet.get());
+    failed = result < 0 && ffmpeg::hasReadError(formatContext);
+  }
+  if (result >= 0) {
+    failedReads_ = 0;
+    route(packet);
+    return;
+  }
+  if (failed) {
+    setState(kStopped);
+    return;
+  }
+  if (!control->untilReady()) {
+    qatester::pause(kEndOfFilePauseSeconds);
+    return;
+  }
+  if (result != AVERROR_EOF && ++failedReads_ < kMaxFailedReads) {
+    return;
+  }
+  if (markEnded(seeksBefore)) {
+    control->pauseReader(kEndOfFilePauseSeconds, [&] {
+      return bufferState != kBuffering || control->seeks != seeksBefore;
+    });
+  }
+}
+
+void OxWrap::Buffering::run() {
+  try {
+    for (;;) {
+      const int state = bufferState;
+      if (state == kBuffering && formatContext != nullptr) {
+        readAndRoute();
+      } else if (state == kPaused) {
+        setSupply(PacketSupply::unknown);
+        control->pauseReader(kPausedPauseSeconds, [&] { return bufferState != kPaused; });
+      } else {
+        break;
+      }
+    }
+  } catch (const std::exception&) {
+    // Out of memory: what is queued can still be drained.
+    bufferState = kStopped;
+  }
+  endSupply();
+}
+
+void OxWrap::Buffering::endSupply() {
+  if (control->untilReady()) {
+    markEnded(control->seeks);
+  }
+}
+
+OxWrap::OxWrap(const std::string& fileName, const OxWrapOptions& options)
+    : buffering_(std::make_shared<Buffering>(options)),
+      fileName(fileName),
+      formatContext(buffering_->formatContext),
+      audioStreams(buffering_->audioStreams),
+      videoStream(buffering_->videoStream),
+      bufferState(buffering_->bufferState),
+      discardVideoPackets(buffering_->discardVideoPackets),
+      discardAudioPackets(buffering_->discardAudioPackets) {
+  buffering_->open(fileName);
+}
+
+OxWrap::~OxWrap() {
+  if (bufferState != kStopped) {
+    buffering_->setState(kStopped);
+    bufferThread.timed_join(boost::posix_time::microsec_clock::universal_time() +
+                            boost::posix_time::milliseconds(kDestructorWaitMilliseconds));
+  }
+  buffering_->abandoned = true;
+}
+
+void OxWrap::startBuffering() {
+  if (bufferState != kStopped) {
+    buffering_->setState(kBuffering);
+    return;
+  }
+  const bool anyLiveQueue = buffering_->hasLiveQueue();
+  bufferState = kBuffering;
+  buffering_->ended = false;
+  try {
+    bufferThread = boost::thread(boost::bind(&Buffering::run, buffering_));
+  } catch (const boost::thread_resource_error&) {
+    bufferState = kStopped;
+    buffering_->endSupply();
+    return;
+  }
+  buffering_->control->pauseCaller(kStartPauseSeconds, [&] {
+    return !anyLiveQueue || buffering_->ended || bufferState != kBuffering ||
+           buffering_->hasPackets();
+  });
+}
+
+void OxWrap::pauseBuffering() {
+  buffering_->setState(kPaused);
+}
+
+void OxWrap::stopBuffering() {
+  buffering_->setState(kStopped);
+  if (bufferThread.joinable()) {
+    bufferThread.join();
+  }
+  buffering_->control->pauseCaller(kStopPauseSeconds, [] { return true; });
+}
+
+void OxWrap::discardVideo(bool discard) {
+  discardVideoPackets = discard;
+  if (discard) {
+    const std::lock_guard<std::mutex> routing(buffering_->control->routeMutex);
+    delete videoStream;
+    videoStream = nullptr;
+  }
+  buffering_->updateDemuxer();
+  buffering_->noteChange();
+}
+
+void OxWrap::discardAudio(bool discard) {
+  discardAudioPackets = discard;
+  buffering_->updateDemuxer();
+  buffering_->noteChange();
+}
+
+void OxWrap::bufferOnly(const std::vector<int>& streamIndices) {
+  {
+    const std::lock_guard<std::mutex> routing(buffering_->control->routeMutex);
+    buffering_->onlyStreams = streamIndices;
+  }
+  buffering_->updateDemuxer();
+  buffering_->noteChange();
+}
+
+OxVideoStream* OxWrap::getVideoStream() {
+  return videoStream;
+}
+
+OxAudioStream* OxWrap::getAudioStream(unsigned short index) {
+  return audioStreams.empty() ? nullptr : audioStreams[index];
+}
+
+unsigned int OxWrap::getNumberOfAudioStreams() {
+  return static_cast<unsigned int>(audioStreams.size());
+}
+
+void OxWrap::freeSample(OxAudioSample sample) {
+  if (sample.numberOfSamples != 0 && sample.buffer != nullptr) {
+    std::free(sample.buffer);
+  }
+}
+
+void OxWrap::getMoreData() {
+  buffering_->run();
+}
+
+std::string OxWrap::getOpenError() {
+  return buffering_->openError;
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+/// How a check went, beside its result: for clients that must tell "failed" from "not measured".
+struct QACheckOutcome {
+  /// The check's tag, such as "QAFramerate".
+  std::string check;
+  /// Whether the result rests on at least one frame or block (for `isValidFile`: on a file that
+  /// opened).
+  bool measured = false;
+  /// Why nothing was measured, or why the file is not valid; empty otherwise.
+  std::string reason;
+  /// A stop was asked for while the check ran: the result covers what came before.
+  bool stopped = false;
+  /// Frames or blocks that were to be measured, and that were. 0 where a check counts none.
+  int budget = 0;
+  int count = 0;
+};

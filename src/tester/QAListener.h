@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+/// What a client hears of a running check. Every call comes on the thread that runs the check.
+///
+/// A percent is a whole number from 1 to 99 and is sent when it changes. An exception thrown by an
+/// operation leaves the check, whose file is closed on the way.
+class QAListener {
+ public:
+  /// The file's pixel format is none that the video checks measure.
+  virtual void onFailure() = 0;
+  /// No suitable stream, or an unsupported audio layout.
+  virtual void onMessage(const std::string& text) = 0;
+  virtual void onLoudnessProgress(float percent) = 0;
+  virtual void onPhaseProgress(float percent) = 0;
+  virtual void onLevelsProgress(float percent) = 0;
+  virtual void onMonoProgress(float percent) = 0;
+  virtual void onFrameRateProgress(float percent) = 0;
+  virtual void onFieldDominanceProgress(float percent) = 0;
+  virtual void onPullDownProgress(float percent) = 0;
+  /// Never called.
+  virtual void onSpareProgress(float percent) = 0;
+  virtual void onChromaProgress(float percent) = 0;
+  virtual void onGamutProgress(float percent) = 0;
+  virtual void onTearingProgress(float percent) = 0;
+  /// Of the timecode check and of the transition check.
+  virtual void onTimecodeProgress(float percent) = 0;
+
+  // Last: clients rely on the order of the fourteen operations above.
+  virtual ~QAListener() = default;
+};

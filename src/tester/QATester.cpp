@@ -1,0 +1,202 @@
+#include "tester/QATester.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "foundation/Logger.h"
+#include "foundation/Settings.h"
+#include "media/OxWrap.h"
+#include "tester/CheckContext.h"
+
+namespace {
+
+std::string orEmpty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+std::string todaysDate() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char text[40];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d", local.tm_year + 1900, local.tm_mon + 1,
+                local.tm_mday);
+  return text;
+}
+
+std::string onOff(const char* label, bool on) {
+  return std::string(label) + (on ? "on" : "off");
+}
+
+/// A new buffer of `size` characters for a client, who gives it back with `QATester::release`.
+char* handOutText(const char* text, std::size_t size) {
+  char* buffer = new char[size]();
+  std::strncpy(buffer, text, size - 1);
+  return buffer;
+}
+
+}  // namespace
+
+QATester::QATester(const char* fileName, QAListener* listener, const char* settingsFile,
+                   const char* logFile)
+    : QATester(fileName, listener, settingsFile, logFile, QATesterOptions{}) {}
+
+QATester::QATester(const char* fileName, QAListener* listener, const char* settingsFile,
+                   const char* logFile, const QATesterOptions& options)
+    : fileName_(orEmpty(fileName)), listener_(listener), options_(options) {
+  const std::string settingsName = orEmpty(settingsFile);
+  const std::string logName = orEmpty(logFile);
+  if (!logName.empty() || options_.console) {
+    logger_ = std::make_unique<Logger>(logName.c_str());
+    logger_->SetConsole(options_.console);
+  }
+  const auto log = [this](const std::string& line) {
+    if (logger_ != nullptr) {
+      logger_->Log(line.c_str());
+    }
+  };
+  log("\n\t\t--- QATester ---\n\t\t----------------");
+  log("Log File:\t\t" + logName);
+  log("Loading Config:\t" + settingsName);
+  settings_ = std::make_unique<Settings>(settingsName.c_str(), logger_.get(), options_.lookup);
+  log("Testing File:\t" + fileName_);
+  log("Test Date:\t\t" + todaysDate());
+
+  const qatester::CheckContext settings = context();
+  slateSeconds_ = std::max(0, settings.intSetting("QATesterSlateSeconds", "5"));
+  visualisations_ = settings.intSetting("QATesterVisual", "0") > 0;
+  const bool toConsole = settings.intSetting("QATesterConsoleOutput", "1") > 0;
+  const bool toFile = settings.intSetting("QATesterFileOutput", "1") > 0;
+  log(onOff("Visualizations:\t", visualisations_));
+  log(onOff("Verbose console:\t", toConsole));
+  log(onOff("Verbose file:\t", toFile));
+  if (logger_ != nullptr) {
+    logger_->SetOutput(toFile, toConsole);
+  }
+}
+
+QATester::~QATester() {
+  settings_.reset();
+  logger_.reset();
+}
+
+qatester::CheckContext QATester::context() const {
+  return {fileName_,       listener_,     logger_.get(), settings_.get(),
+          visualisations_, slateSeconds_, options_};
+}
+
+bool QATester::isValidFile() {
+  const qatester::CheckContext check = context();
+  QACheckOutcome outcome;
+  outcome.check = "QATester";
+  const auto refuse = [&](const std::string& logLine, const std::string& message,
+                          const std::string& reason) {
+    check.log(logLine);
+    if (!message.empty()) {
+      check.message(message);
+    }
+    outcome.reason = reason;
+    check.finished(outcome);
+    return false;
+  };
+
+  OxWrap wrap(fileName_, {options_.pauses, options_.stop});
+  if (wrap.formatContext == nullptr) {
+    return refuse("QATester can't open the file '" + fileName_ + ".", "",
+                  "cannot be opened as a media file: " + wrap.getOpenError());
+  }
+  outcome.measured = true;
+  wrap.startBuffering();
+  if (wrap.getAudioStream(0) == nullptr) {
+    return refuse("QATester: No audio stream.", "QATester: No Audio Stream.", "no audio stream");
+  }
+  if (getAudioStreamSetup(&wrap) == QA_STREAM_SETUP_UNSUPPORTED) {
+    return refuse("QATester: Unsupported stream layout, bailing out.",
+                  "QATester: Unsupported stream setup",
+                  std::to_string(wrap.getNumberOfAudioStreams()) +
+                      " audio streams (1, 3, 4 or 8 are supported)");
+  }
+  OxVideoStream* video = wrap.getVideoStream();
+  if (video == nullptr) {
+    return refuse("QATester: No video stream.", "QATester: No video stream.", "no video stream");
+  }
+  if (video->getPixelFormat() == "Other") {
+    check.log("QATester: Detected unsupported pixel format.");
+    check.failure();
+    outcome.reason = "pixel format " + video->getPixelFormatName() +
+                     " is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4";
+    check.finished(outcome);
+    return false;
+  }
+  check.finished(outcome);
+  return true;
+}
+
+bool QATester::checkDropNoDrop() {
+  return false;
+}
+
+QA_StreamSetup QATester::getAudioStreamSetup(OxWrap* wrap) {
+  switch (wrap != nullptr ? wrap->getNumberOfAudioStreams() : 0) {
+    case 1:
+      return QA_STREAM_SETUP_ONE_STEREO;
+    case 3:
+      return QA_STREAM_SETUP_THREE_STEREO;
+    case 4:
+      return QA_STREAM_SETUP_FOUR_MONO;
+    case 8:
+      return QA_STREAM_SETUP_EIGHT_MONO;
+    default:
+      return QA_STREAM_SETUP_UNSUPPORTED;
+  }
+}
+
+char* QATester::getStreamSetupText(QA_StreamSetup setup) {
+  constexpr std::size_t kSize = 50;
+  switch (setup) {
+    case QA_STREAM_SETUP_ONE_STEREO:
+      return handOutText("1 Stream with 2 Channels", kSize);
+    case QA_STREAM_SETUP_THREE_STEREO:
+      return handOutText("3 Streams with 2 Channels each", kSize);
+    case QA_STREAM_SETUP_FOUR_MONO:
+      return handOutText("4 Streams with 1 Channel each", kSize);
+    case QA_STREAM_SETUP_EIGHT_MONO:
+      return handOutText("8 Streams with 1 Channel each", kSize);
+    default:
+      return handOutText("unsupported", kSize);
+  }
+}
+
+char* QATester::getFrameTypeText(QA_FrameType type) {
+  constexpr std::size_t kSize = 20;
+  switch (type) {
+    case QA_FRAME_TYPE_INTERLACED:
+      return handOutText("Interlaced", kSize);
+    case QA_FRAME_TYPE_PROGRESSIVE:
+      return handOutText("Progressive", kSize);
+    default:
+      return handOutText("Unknown", kSize);
+  }
+}
+
+char* QATester::getFieldTypeText(QA_FieldType type) {
+  constexpr std::size_t kSize = 10;
+  switch (type) {
+    case QA_FIELD_TYPE_LOWER:
+      return handOutText("Lower", kSize);
+    case QA_FIELD_TYPE_UPPER:
+      return handOutText("Upper", kSize);
+    default:
+      return handOutText("Unknown", kSize);
+  }
+}
+
+void QATester::release(void** buffer) {
+  if (buffer == nullptr) {
+    return;
+  }
+  delete[] static_cast<char*>(*buffer);
+  *buffer = nullptr;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <stop_token>
+#include <string>
+
+#include "foundation/QAPauses.h"
+#include "foundation/Settings.h"
+#include "tester/QACheckOutcome.h"
+
+/// What a client may ask of a tester beyond its plain constructor, whose behaviour the defaults
+/// give.
+struct QATesterOptions {
+  QAPauses pauses = QAPauses::fixed;
+  QALookup lookup = QALookup::defaults;
+
+  /// Ends a running check at its next frame or block; the result covers what was measured so far.
+  std::stop_token stop;
+
+  /// Takes the console lines, each with its newline, in place of standard output. With it a tester
+  /// logs even when no log file is named.
+  std::function<void(const std::string& line)> console;
+
+  /// Called on the check's thread at the end of each check and of `isValidFile`.
+  std::function<void(const QACheckOutcome& outcome)> outcome;
+};

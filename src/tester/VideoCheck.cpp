@@ -1,0 +1,190 @@
+#include "tester/VideoCheck.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+
+#include "foundation/Conversions.h"
+#include "media/OxWrap.h"
+#include "media/ReleasePicture.h"
+
+namespace qatester {
+
+namespace {
+
+constexpr unsigned kMissPauseSeconds = 10;
+constexpr int kMaxMisses = 100;
+
+int toInt(int64_t value) {
+  return static_cast<int>(
+      std::clamp<int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+/// One run of a video check.
+class VideoRun {
+ public:
+  VideoRun(const CheckContext& context, const VideoCheckProfile& profile,
+           VideoMeasurement& measurement)
+      : context_(context), profile_(profile), measurement_(measurement) {
+    outcome_.check = profile.tag;
+  }
+
+  bool run() {
+    log(": Beginning Test.");
+    if (!profile_.startsBeforeBudget) {
+      readBudget();
+    }
+    OxWrap wrap(context_.fileName, {context_.options.pauses, context_.options.stop});
+    const bool ran = runOn(wrap);
+    outcome_.stopped = context_.stopped();
+    context_.finished(outcome_);
+    return ran;
+  }
+
+ private:
+  bool runOn(OxWrap& wrap) {
+    if (wrap.formatContext == nullptr) {
+      log(": Failed to load file...");
+      outcome_.reason = "cannot be opened as a media file: " + wrap.getOpenError();
+      return false;
+    }
+    wrap.discardAudio(true);
+    log(": Buffering...");
+    wrap.startBuffering();
+
+    OxVideoStream* video = wrap.getVideoStream();
+    if (video == nullptr) {
+      const std::string text = profile_.tag + std::string(": No video stream.");
+      context_.log(text);
+      context_.message(text);
+      outcome_.reason = "no video stream";
+      return false;
+    }
+    const std::string pixelFormat = video->getPixelFormat();
+    log(": Detected " + pixelFormat);
+    if (pixelFormat == "Other") {
+      context_.failure();
+      outcome_.reason = "pixel format " + video->getPixelFormatName() +
+                        " is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4";
+      return false;
+    }
+    prepare(*video);
+    measure(*video);
+    log(": Stopping Test...");
+    wrap.stopBuffering();
+    log(": Test Complete.");
+    return true;
+  }
+
+  void prepare(OxVideoStream& video) {
+    const float fps = video.getFPS();
+    int slate = 0;
+    if (profile_.skipsSlate) {
+      log(": Dumping slate...");
+      slate = slateFrames(context_.slateSeconds, fps);
+      skipSlate(video, slate);
+    }
+    if (profile_.startsBeforeBudget) {
+      log(": Starting Checks.");
+      readBudget();
+    }
+    budget_ = boundBudget(budget_, fps, video.getDurationSeconds(), slate);
+    if (!profile_.startsBeforeBudget) {
+      log(": Starting Checks.");
+    }
+    measurement_.begin(fps, budget_);
+  }
+
+  void readBudget() {
+    budget_ = std::max(1, context_.intSetting(profile_.budgetKey, profile_.budgetDefault));
+  }
+
+  /// Drops frames until the slate is through, at least one. With fixed pauses there is no giving
+  /// up.
+  void skipSlate(OxVideoStream& video, int slate) {
+    int left = slate;
+    do {
+      const OxVideoFrameYUV picture = video.getNextYUVFrame();
+      if (picture.valid) {
+        releasePicture(picture);
+        --left;
+      } else if (video.hasEnded()) {
+        endedInSlate_ = true;
+        return;
+      } else {
+        video.pauseForPacket(kMissPauseSeconds);
+      }
+    } while (left > 0 && !context_.stopped());
+  }
+
+  void measure(OxVideoStream& video) {
+    Progress progress(context_.listener, profile_.progress, budget_);
+    int misses = 0;
+    for (int index = 0; index < budget_ && !context_.stopped();) {
+      const OxVideoFrameYUV picture = video.getNextYUVFrame();
+      if (picture.valid) {
+        const PictureGuard guard(picture);
+        measurement_.add(index, picture);
+        progress.measured(index);
+        ++index;
+        ++outcome_.count;
+        misses = 0;
+        continue;
+      }
+      if (++misses > kMaxMisses) {
+        break;
+      }
+      video.pauseForPacket(kMissPauseSeconds);
+    }
+    outcome_.budget = budget_;
+    outcome_.measured = outcome_.count > 0;
+    if (!outcome_.measured) {
+      outcome_.reason = reasonForNothing();
+    }
+  }
+
+  std::string reasonForNothing() const {
+    if (context_.stopped()) {
+      return "stopped before the first frame";
+    }
+    if (endedInSlate_) {
+      return "the file ends within the slate of " + std::to_string(context_.slateSeconds) + " s";
+    }
+    if (budget_ <= 0) {
+      return "too short, or of unknown duration: no frames are left to measure";
+    }
+    return "no frame could be decoded";
+  }
+
+  void log(const std::string& text) const { context_.log(profile_.tag + text); }
+
+  const CheckContext& context_;
+  const VideoCheckProfile& profile_;
+  VideoMeasurement& measurement_;
+  QACheckOutcome outcome_;
+  int budget_ = 0;
+  bool endedInSlate_ = false;
+};
+
+}  // namespace
+
+int slateFrames(int slateSeconds, float fps) {
+  return truncateTo<int>(static_cast<double>(static_cast<float>(slateSeconds) * fps));
+}
+
+int boundBudget(int budget, float fps, double durationSeconds, int slateFrames) {
+  const int64_t inFile = truncateTo<int>(static_cast<double>(fps) * durationSeconds);
+  const int64_t available = inFile - slateFrames;
+  if (budget <= available) {
+    return budget;
+  }
+  return toInt(available - truncateTo<int>(static_cast<double>(fps)));
+}
+
+bool runVideoCheck(const CheckContext& context, const VideoCheckProfile& profile,
+                   VideoMeasurement& measurement) {
+  return VideoRun(context, profile, measurement).run();
+}
+
+}  // namespace qatester

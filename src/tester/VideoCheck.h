@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+
+#include "media/OxVideoStream.h"
+#include "tester/CheckContext.h"
+
+namespace qatester {
+
+/// What distinguishes one video check from the others before it measures anything.
+struct VideoCheckProfile {
+  /// The prefix of every status line, such as "QAChroma".
+  const char* tag;
+  const char* budgetKey;
+  Progress::Slot progress;
+  /// In frames, as text.
+  const char* budgetDefault = "100";
+
+  // Required deviations of single checks.
+
+  /// The check leaves the leader at the start of the file out.
+  bool skipsSlate = true;
+  /// The budget is read, and "Starting Checks." logged, after the pixel format and before the
+  /// budget is bounded. Otherwise it is read before the file is opened and the line follows the
+  /// bounding.
+  bool startsBeforeBudget = false;
+};
+
+/// What a video check measures. Takes pictures from wherever they come.
+class VideoMeasurement {
+ public:
+  virtual ~VideoMeasurement() = default;
+
+  /// Called once, before the first picture, with the stream's declared frames per second and the
+  /// number of pictures that will be asked for (0 or less: none).
+  virtual void begin(float fps, int budget) = 0;
+
+  /// Measures the picture of this index. Its planes are valid during the call.
+  virtual void add(int index, const OxVideoFrameYUV& picture) = 0;
+};
+
+/// The steps that all video checks share: open, buffer, detect, skip the slate, bound the budget,
+/// loop with progress, stop. Logs every status line and tells the listener and the outcome sink.
+///
+/// Returns whether the measurement was begun; a check that could not run returns its zeroed record.
+bool runVideoCheck(const CheckContext& context, const VideoCheckProfile& profile,
+                   VideoMeasurement& measurement);
+
+/// The frames of a slate of whole seconds: a product in single precision, truncated.
+int slateFrames(int slateSeconds, float fps);
+
+/// `budget`, or what is available after the slate less one second's worth of frames if that is
+/// exceeded; possibly 0 or less.
+int boundBudget(int budget, float fps, double durationSeconds, int slateFrames);
+
+}  // namespace qatester
