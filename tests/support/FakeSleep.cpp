@@ -1,0 +1,100 @@
+#include "support/FakeSleep.h"
+
+#include <sys/time.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <iterator>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Pause {
+  unsigned seconds;
+  std::thread::id thread;
+};
+
+constexpr unsigned kStartPause = 500;
+constexpr std::chrono::milliseconds kShort{2};
+constexpr std::chrono::seconds kLongestStart{2};
+constexpr long kQuickMicroseconds = 990000;
+
+std::mutex mutex;
+std::vector<Pause> recorded;
+std::atomic<long> microsecondsBack{0};
+
+/// How many pauses other threads than the caller have made.
+std::size_t pausesOfOthers() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return static_cast<std::size_t>(
+      std::count_if(recorded.begin(), recorded.end(),
+                    [](const Pause& p) { return p.thread != std::this_thread::get_id(); }));
+}
+
+template <typename Keep>
+std::vector<unsigned> select(Keep keep) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  std::vector<unsigned> seconds;
+  for (const Pause& pause : recorded) {
+    if (keep(pause.thread)) {
+      seconds.push_back(pause.seconds);
+    }
+  }
+  return seconds;
+}
+
+}  // namespace
+
+// The library's call finds this one first: a program's symbols come before those of its libraries.
+extern "C" unsigned sleep(unsigned seconds) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    recorded.push_back({seconds, std::this_thread::get_id()});
+  }
+  const std::size_t before = pausesOfOthers();
+  const auto deadline = Clock::now() + kLongestStart;
+  do {
+    std::this_thread::sleep_for(kShort);
+  } while (seconds == kStartPause && pausesOfOthers() == before && Clock::now() < deadline);
+  return 0;
+}
+
+// Boost builds the deadlines of its timed waits from it.
+extern "C" int gettimeofday(timeval* now, void*) noexcept {
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  const long microseconds = time.tv_nsec / 1000 - microsecondsBack;
+  now->tv_sec = microseconds < 0 ? time.tv_sec - 1 : time.tv_sec;
+  now->tv_usec = microseconds < 0 ? microseconds + 1000000 : microseconds;
+  return 0;
+}
+
+namespace qatest {
+
+void clearPauses() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  recorded.clear();
+}
+
+std::vector<unsigned> callerPauses() {
+  return select([](std::thread::id id) { return id == std::this_thread::get_id(); });
+}
+
+std::vector<unsigned> readerPauses() {
+  return select([](std::thread::id id) { return id != std::this_thread::get_id(); });
+}
+
+QuickWaits::QuickWaits() {
+  microsecondsBack = kQuickMicroseconds;
+}
+
+QuickWaits::~QuickWaits() {
+  microsecondsBack = 0;
+}
+
+}  // namespace qatest

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// Takes the place of POSIX `sleep` in a test program: every pause is recorded, and made short.
+///
+/// A start pause (500) lasts until some other thread has made a pause (the reader has filled a
+/// queue or reached the end of the file), as the real one practically always does, or two seconds.
+/// Every other pause lasts a few milliseconds.
+namespace qatest {
+
+/// Forgets what was recorded so far.
+void clearPauses();
+
+/// The pauses of the calling thread since the last clear, in order.
+std::vector<unsigned> callerPauses();
+
+/// The pauses of all other threads since the last clear, in order.
+std::vector<unsigned> readerPauses();
+
+/// While one lives, the blocking get of a packet queue gives up after about 20 ms instead of 2 s,
+/// and a wrapper's destructor waits 1 s less. Use it only where nothing is on its way.
+class QuickWaits {
+ public:
+  QuickWaits();
+  ~QuickWaits();
+  QuickWaits(const QuickWaits&) = delete;
+  QuickWaits& operator=(const QuickWaits&) = delete;
+};
+
+}  // namespace qatest
