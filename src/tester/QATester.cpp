@@ -108,6 +108,9 @@ bool QATester::isValidFile() {
                   "cannot be opened as a media file: " + wrap.getOpenError());
   }
   outcome.measured = true;
+  if (options_.pauses == QAPauses::untilReady) {
+    wrap.bufferOnly({});  // nothing will be drained, so there is nothing to wait for
+  }
   wrap.startBuffering();
   if (wrap.getAudioStream(0) == nullptr) {
     return refuse("QATester: No audio stream.", "QATester: No Audio Stream.", "no audio stream");
