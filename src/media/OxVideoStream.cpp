@@ -263,8 +263,11 @@ void OxVideoStream::pauseForPacket(unsigned seconds) {
 }
 
 bool OxVideoStream::hasEnded() {
-  return packetQueue != nullptr && packetQueue->nb_packets == 0 &&
-         packetQueue->supply == PacketSupply::ended;
+  if (control_ == nullptr || !control_->untilReady()) {
+    return false;
+  }
+  return packetQueue == nullptr ||
+         (packetQueue->nb_packets == 0 && packetQueue->supply == PacketSupply::ended);
 }
 
 std::string OxVideoStream::getPixelFormatName() {

@@ -1,0 +1,349 @@
+// The common steps of a video check, seen through a measurement that only records.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <stdexcept>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "foundation/Logger.h"
+#include "foundation/Settings.h"
+#include "support/Clips.h"
+#include "support/Console.h"
+#include "support/FakeSleep.h"
+#include "support/RecordingListener.h"
+#include "support/TempDir.h"
+#include "tester/VideoCheck.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+namespace {
+
+using qatest::TempDir;
+using qatester::CheckContext;
+using qatester::VideoCheckProfile;
+
+using Pauses = std::vector<unsigned>;
+
+constexpr VideoCheckProfile kProfile{
+    .tag = "QATest",
+    .budgetKey = "TestFrameChecks",
+    .progress = &QAListener::onTearingProgress,
+};
+
+/// Notes which pictures of a clip it is given: the first luma value of picture n is 16 + 7n mod
+/// 220.
+class Recording : public qatester::VideoMeasurement {
+ public:
+  void begin(float fps, int budget) override {
+    declared = fps;
+    budgets.push_back(budget);
+  }
+  void add(int index, const OxVideoFrameYUV& picture) override {
+    indices.push_back(index);
+    firstLuma.push_back(picture.frame->data[0][0]);
+    if (onAdd) {
+      onAdd(index);
+    }
+  }
+
+  float declared = 0.0F;
+  std::vector<int> budgets;
+  std::vector<int> indices;
+  std::vector<int> firstLuma;
+  std::function<void(int)> onAdd;
+};
+
+/// A run of the test check on `file`.
+struct TestRun {
+  explicit TestRun(const std::string& file, int slateSeconds, QATesterOptions runOptions = {},
+               const char* settingsText = "")
+      : fileName(file), options(std::move(runOptions)), slate(slateSeconds) {
+    qatest::writeFile(folder.file("settings"), settingsText);
+    options.outcome = [this](const QACheckOutcome& o) { outcome = o; };
+    logger.SetConsole(
+        [this](const std::string& line) { logged += qatest::withoutTimes(line).substr(4); });
+  }
+
+  bool go(const VideoCheckProfile& profile = kProfile) {
+    Settings settings(folder.file("settings").c_str(), &logger, QALookup::stored);
+    qatest::clearPauses();
+    const CheckContext context{fileName, &listener, &logger, &settings, false, slate, options};
+    const bool ran = qatester::runVideoCheck(context, profile, measurement);
+    callerPauses = qatest::callerPauses();
+    return ran;
+  }
+
+  TempDir folder;
+  std::string fileName;
+  QATesterOptions options;
+  int slate;
+  Logger logger{""};
+  std::string logged;
+  qatest::RecordingListener listener;
+  Recording measurement;
+  QACheckOutcome outcome;
+  Pauses callerPauses;
+};
+
+/// 100 pictures at 10 a second: ten seconds.
+std::string tenSeconds(const TempDir& folder) {
+  return qatest::makeClip(folder, "clip.mkv",
+                          {.video = {qatest::ffv1(100, AV_PIX_FMT_YUV422P, {10, 1})}});
+}
+
+std::vector<int> lumaOfPictures(int first, int count) {
+  std::vector<int> luma;
+  for (int n = first; n < first + count; ++n) {
+    luma.push_back(qatest::clipPixel(0, 0, 0, n));
+  }
+  return luma;
+}
+
+QATesterOptions options(QAPauses pauses) {
+  QATesterOptions result;
+  result.pauses = pauses;
+  return result;
+}
+
+class VideoCheckRun : public testing::TestWithParam<QAPauses> {};
+
+TEST_P(VideoCheckRun, SkipsTheSlateAndMeasuresTheBudget) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 5, options(GetParam()), "TestFrameChecks=20\n");
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.logged,
+            "QATest: Beginning Test.\n"
+            "QATest: Buffering...\n"
+            "QATest: Detected YUV422P pixel format.\n"
+            "QATest: Dumping slate...\n"
+            "QATest: Starting Checks.\n"
+            "QATest: Stopping Test...\n"
+            "QATest: Test Complete.\n");
+  EXPECT_EQ(run.measurement.declared, 10.0F);
+  EXPECT_EQ(run.measurement.budgets, std::vector<int>{20});
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(50, 20));
+  std::vector<float> percents;
+  for (int i = 1; i < 20; ++i) {
+    percents.push_back(static_cast<float>(5 * i));
+  }
+  EXPECT_EQ(run.listener.progress["tearing"], percents);
+  EXPECT_EQ(run.listener.progress.size(), 1U);
+  EXPECT_TRUE(run.listener.messages.empty());
+  EXPECT_EQ(run.callerPauses, GetParam() == QAPauses::fixed ? (Pauses{500, 100}) : Pauses{});
+  EXPECT_TRUE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.count, 20);
+}
+
+TEST_P(VideoCheckRun, SlateOfZeroSecondsStillDropsOnePicture) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 0, options(GetParam()), "TestFrameChecks=3\n");
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(1, 3));
+}
+
+TEST_P(VideoCheckRun, BudgetBelowOneBecomesOne) {
+  const TempDir folder;
+  const std::string file = tenSeconds(folder);
+  for (const char* setting :
+       {"TestFrameChecks=0\n", "TestFrameChecks=-7\n", "TestFrameChecks=x\n"}) {
+    TestRun run(file, 1, options(GetParam()), setting);
+    EXPECT_TRUE(run.go());
+    EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 1)) << setting;
+  }
+}
+
+TEST_P(VideoCheckRun, BudgetIsBoundedBehindTheSlate) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 5, options(GetParam()));  // 100 asked for, 50 behind the slate
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.budgets, std::vector<int>{40}) << "a second's worth is left out";
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(50, 40));
+}
+
+TEST_P(VideoCheckRun, NothingLeftBehindTheSlateMeasuresNothing) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 9, options(GetParam()));
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.budgets, std::vector<int>{0});
+  EXPECT_TRUE(run.measurement.indices.empty());
+  EXPECT_FALSE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.reason, "too short, or of unknown duration: no frames are left to measure");
+  EXPECT_NE(run.logged.find("QATest: Test Complete."), std::string::npos);
+}
+
+TEST_P(VideoCheckRun, ListenerExceptionLeavesTheCheck) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 0, options(GetParam()));
+  run.measurement.onAdd = [](int) { throw std::runtime_error("stop it"); };
+  EXPECT_THROW(run.go(), std::runtime_error);
+}
+
+TEST_P(VideoCheckRun, StopRequestEndsTheLoopWithWhatWasMeasured) {
+  const TempDir folder;
+  std::stop_source stop;
+  QATesterOptions stoppable = options(GetParam());
+  stoppable.stop = stop.get_token();
+  TestRun run(tenSeconds(folder), 1, stoppable);
+  run.measurement.onAdd = [&](int index) {
+    if (index == 4) {
+      stop.request_stop();
+    }
+  };
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 5));
+  EXPECT_TRUE(run.outcome.stopped);
+  EXPECT_EQ(run.outcome.count, 5);
+  EXPECT_NE(run.logged.find("QATest: Stopping Test...\nQATest: Test Complete."), std::string::npos);
+}
+
+TEST_P(VideoCheckRun, StopRequestedBeforehandMeasuresNothing) {
+  const TempDir folder;
+  std::stop_source stop;
+  stop.request_stop();
+  QATesterOptions stoppable = options(GetParam());
+  stoppable.stop = stop.get_token();
+  TestRun run(tenSeconds(folder), 5, stoppable);
+  EXPECT_TRUE(run.go());
+  EXPECT_TRUE(run.measurement.indices.empty());
+  EXPECT_EQ(run.outcome.reason, "stopped before the first frame");
+  EXPECT_EQ(run.callerPauses, Pauses{}) << "a stopped check does not pause any more";
+}
+
+INSTANTIATE_TEST_SUITE_P(BothPauses, VideoCheckRun,
+                         testing::Values(QAPauses::fixed, QAPauses::untilReady),
+                         [](const auto& info) {
+                           return info.param == QAPauses::fixed ? "Fixed" : "UntilReady";
+                         });
+
+/// A clip of 100 declared pictures of which the last 60 are missing.
+std::string cutClip(const TempDir& folder) {
+  const std::string whole = tenSeconds(folder);
+  const std::size_t bytes = qatest::readFile(whole).size();
+  return qatest::truncatedCopy(folder, "cut.mkv", whole, bytes * 4 / 10);
+}
+
+TEST(VideoCheckMisses, HundredAndOneInARowEndTheLoop) {
+  const TempDir folder;
+  TestRun run(cutClip(folder), 1);
+  // What is left is queued before the first get, and nothing follows it.
+  const qatest::QuickWaits quick;
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.budgets, std::vector<int>{80});
+  const std::size_t measured = run.measurement.indices.size();
+  EXPECT_GT(measured, 0U);
+  EXPECT_LT(measured, 80U);
+  Pauses expected = {500};
+  expected.insert(expected.end(), 100, 10U);  // the 101st miss ends the loop without a pause
+  expected.push_back(100);
+  EXPECT_EQ(run.callerPauses, expected);
+  EXPECT_EQ(run.outcome.count, static_cast<int>(measured));
+  EXPECT_NE(run.logged.find("QATest: Test Complete."), std::string::npos);
+}
+
+TEST(VideoCheckMisses, UntilReadyFindsTheSame) {
+  const TempDir folder;
+  const std::string file = cutClip(folder);
+  TestRun ready(file, 1, options(QAPauses::untilReady));
+  EXPECT_TRUE(ready.go());
+  EXPECT_EQ(ready.callerPauses, Pauses{});
+  TestRun fixed(file, 1);
+  const qatest::QuickWaits quick;
+  EXPECT_TRUE(fixed.go());
+  EXPECT_EQ(ready.measurement.firstLuma, fixed.measurement.firstLuma);
+  EXPECT_EQ(ready.listener.progress, fixed.listener.progress);
+  EXPECT_EQ(ready.logged, fixed.logged);
+}
+
+std::ptrdiff_t tensIn(const Pauses& pauses) {
+  return std::count(pauses.begin(), pauses.end(), 10U);
+}
+
+TEST(VideoCheckSlate, UntilReadyEndsAtTheEndOfTheData) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 60, options(QAPauses::untilReady));
+  EXPECT_TRUE(run.go());
+  EXPECT_TRUE(run.measurement.indices.empty());
+  EXPECT_EQ(run.outcome.reason, "the file ends within the slate of 60 s");
+}
+
+TEST(VideoCheckSlate, FixedPausesNeverGiveUp) {
+  const TempDir folder;
+  std::stop_source stop;
+  QATesterOptions stoppable;
+  stoppable.stop = stop.get_token();
+  TestRun run(tenSeconds(folder), 60, stoppable);
+  const qatest::QuickWaits quick;
+  std::jthread watcher([&] {
+    // Far more misses than end a frame loop.
+    while (tensIn(qatest::readerPauses()) < 150) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    stop.request_stop();
+  });
+  EXPECT_TRUE(run.go());
+  EXPECT_GE(tensIn(run.callerPauses), 150);
+}
+
+TEST(VideoCheckEarlyReturn, OfAFileThatDoesNotOpen) {
+  TestRun run("no/such.mov", 5);
+  EXPECT_FALSE(run.go());
+  EXPECT_EQ(run.logged, "QATest: Beginning Test.\nQATest: Failed to load file...\n");
+  EXPECT_TRUE(run.listener.messages.empty());
+  EXPECT_EQ(run.listener.failures, 0);
+  EXPECT_TRUE(run.callerPauses.empty());
+  EXPECT_FALSE(run.outcome.measured);
+}
+
+TEST(VideoCheckEarlyReturn, OfAFileWithoutVideo) {
+  const TempDir folder;
+  TestRun run(qatest::makeClip(folder, "clip.wav", {.audio = qatest::audioStreams(1)}), 5);
+  EXPECT_FALSE(run.go());
+  EXPECT_EQ(run.logged,
+            "QATest: Beginning Test.\nQATest: Buffering...\nQATest: No video stream.\n");
+  EXPECT_EQ(run.listener.messages, std::vector<std::string>{"QATest: No video stream."});
+  EXPECT_EQ(run.listener.failures, 0);
+  EXPECT_EQ(run.callerPauses, Pauses{500});
+  EXPECT_TRUE(run.measurement.budgets.empty());
+}
+
+TEST(VideoCheckEarlyReturn, OfAnotherPixelFormat) {
+  const TempDir folder;
+  for (const qatest::VideoSpec& other : {qatest::proRes(5), qatest::mjpeg(5)}) {
+    TestRun run(qatest::makeClip(folder, "clip.mov", {.video = {other}}), 5);
+    EXPECT_FALSE(run.go());
+    EXPECT_EQ(run.logged,
+              "QATest: Beginning Test.\nQATest: Buffering...\nQATest: Detected Other\n");
+    EXPECT_EQ(run.listener.failures, 1);
+    EXPECT_TRUE(run.listener.messages.empty());
+    EXPECT_EQ(run.callerPauses, Pauses{500}) << "the wrapper is torn down without a stop";
+    EXPECT_TRUE(run.measurement.budgets.empty());
+  }
+}
+
+TEST(VideoCheckOrder, CheckThatStartsEarlyReadsItsBudgetLate) {
+  const TempDir folder;
+  VideoCheckProfile early = kProfile;
+  early.skipsSlate = false;
+  early.startsBeforeBudget = true;
+  TestRun run(tenSeconds(folder), 5, options(QAPauses::untilReady), "TestFrameChecks=2\n");
+  EXPECT_TRUE(run.go(early));
+  EXPECT_EQ(run.logged,
+            "QATest: Beginning Test.\n"
+            "QATest: Buffering...\n"
+            "QATest: Detected YUV422P pixel format.\n"
+            "QATest: Starting Checks.\n"
+            "QATest: Stopping Test...\n"
+            "QATest: Test Complete.\n");
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(0, 2)) << "no slate is skipped";
+}
+
+}  // namespace
