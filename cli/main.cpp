@@ -1,1 +1,47 @@
-int main(){}
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+
+#include "ExitCode.h"
+#include "Options.h"
+#include "Output.h"
+#include "Run.h"
+
+namespace {
+
+/// A standard stream that came closed must not be what the next file opened becomes: it gets a
+/// placeholder that refuses to be written.
+void occupyStandardStreams() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    if (fcntl(fd, F_GETFD) < 0) {
+      open("/dev/null", O_RDONLY);
+    }
+  }
+}
+
+int answer(const cli::Reply& reply) {
+  const bool written =
+      cli::writeAll(STDERR_FILENO, reply.err) == 0 && cli::writeAll(STDOUT_FILENO, reply.out) == 0;
+  return written ? reply.exitCode : cli::kTrouble;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  occupyStandardStreams();
+  // A reader of the table that goes away is no reason to lose the report.
+  signal(SIGPIPE, SIG_IGN);
+  try {
+    const auto request = cli::parseCommandLine(argc, argv);
+    if (const auto* reply = std::get_if<cli::Reply>(&request)) {
+      return answer(*reply);
+    }
+    return cli::run(std::get<cli::Options>(request));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "qatester: %s\n", error.what());
+    return cli::kTrouble;
+  }
+}

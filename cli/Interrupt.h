@@ -1,0 +1,48 @@
+#pragma once
+
+#include <signal.h>
+
+#include <atomic>
+#include <mutex>
+#include <stop_token>
+#include <string>
+#include <thread>
+
+namespace cli {
+
+/// Turns Ctrl-C, a termination request and a hang-up into a request to stop. The first one asks the
+/// running check to end and wakes whoever sleeps; a second one ends the process at once.
+///
+/// Make it before any other thread: threads made later inherit that the signals are blocked, so
+/// that only the thread in here takes them. A signal that the process was started to ignore stays
+/// ignored.
+class Interrupt {
+ public:
+  Interrupt();
+  ~Interrupt();
+
+  Interrupt(const Interrupt&) = delete;
+  Interrupt& operator=(const Interrupt&) = delete;
+
+  std::stop_token token() const { return source_.get_token(); }
+
+  /// The signal that asked to stop, or 0.
+  int signal() const { return signal_; }
+
+  /// Names a file that must not be left behind when a second signal ends the process; empty: none.
+  void removeAtExit(const std::string& fileName);
+
+ private:
+  void watch();
+  void take(int signal);
+
+  sigset_t signals_;
+  std::stop_source source_;
+  std::atomic<int> signal_{0};
+  std::atomic<bool> done_{false};
+  std::mutex mutex_;
+  std::string fileName_;
+  std::thread watcher_;
+};
+
+}  // namespace cli

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "Checks.h"
+#include "foundation/QAPauses.h"
+#include "foundation/Settings.h"
+
+namespace cli {
+
+/// What a run is to do.
+struct Options {
+  std::vector<const Check*> checks;
+  std::string settings;
+  std::string log;
+  std::string json;
+  QAPauses pauses = QAPauses::untilReady;
+  QALookup lookup = QALookup::stored;
+  bool quiet = false;
+  bool verbose = false;
+  std::vector<std::string> files;
+};
+
+/// The whole answer to a command line that asks for no run, or that cannot be understood.
+struct Reply {
+  int exitCode = 0;
+  std::string out;
+  std::string err;
+};
+
+std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv);
+
+}  // namespace cli

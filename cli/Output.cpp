@@ -1,0 +1,69 @@
+#include "Output.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace cli {
+
+namespace {
+
+bool isSet(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value != nullptr && value[0] != '\0';
+}
+
+bool terminalIsDumb() {
+  const char* terminal = std::getenv("TERM");
+  return terminal != nullptr && std::string_view(terminal) == "dumb";
+}
+
+}  // namespace
+
+int writeAll(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(fd, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN) {
+      pollfd ready{fd, POLLOUT, 0};
+      ::poll(&ready, 1, -1);
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+std::string printable(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
+      c = '?';
+    }
+  }
+  return result;
+}
+
+Output::Output(int fd)
+    : fd_(fd),
+      terminal_(::isatty(fd) == 1),
+      drawable_(terminal_ && !terminalIsDumb()),
+      colour_(drawable_ && !isSet("NO_COLOR")) {}
+
+void Output::write(std::string_view text) {
+  if (error_ == 0) {
+    error_ = writeAll(fd_, text);
+  }
+}
+
+int Output::columns() const {
+  winsize size{};
+  const bool known = ::ioctl(fd_, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : 80;
+}
+
+}  // namespace cli

@@ -1,0 +1,66 @@
+#include "Preflight.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+namespace cli {
+
+namespace {
+
+std::string errorText(int error) {
+  return std::generic_category().message(error);
+}
+
+/// Opens and closes `path`; returns why that failed, or an empty text.
+std::string probe(const std::string& path, int flags) {
+  const int fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+  if (fd < 0) {
+    return errorText(errno);
+  }
+  ::close(fd);
+  return "";
+}
+
+Preflight inspect(const std::string& path, bool mayBeEmpty) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) {
+    return {errorText(errno)};
+  }
+  if (S_ISDIR(status.st_mode)) {
+    return {"is a directory"};
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return {"is not a regular file", true};
+  }
+  const std::string unreadable = probe(path, O_RDONLY);
+  if (unreadable.empty() && status.st_size == 0 && !mayBeEmpty) {
+    return {"is empty"};
+  }
+  return {unreadable};
+}
+
+}  // namespace
+
+Preflight inspectMedia(const std::string& path) {
+  return inspect(path, false);
+}
+
+std::string whyNotReadable(const std::string& path) {
+  return inspect(path, true).problem;
+}
+
+std::string whyNotAppendable(const std::string& path) {
+  return probe(path, O_WRONLY | O_APPEND | O_CREAT);
+}
+
+bool isSameFile(const std::string& one, const std::string& other) {
+  std::error_code ignored;
+  return std::filesystem::equivalent(one, other, ignored);
+}
+
+}  // namespace cli

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+namespace cli {
+
+/// What is known of a path before anything is run on it.
+struct Preflight {
+  /// Why the path is no readable media file; empty when nothing speaks against it.
+  std::string problem;
+  /// Opening the path may block or have effects (a pipe, a device, a socket).
+  bool mayBlock = false;
+};
+
+Preflight inspectMedia(const std::string& path);
+
+/// Why a settings file cannot be read; empty when it can.
+std::string whyNotReadable(const std::string& path);
+
+/// Why a log cannot be appended to; empty when it can. Makes the file when it is missing.
+std::string whyNotAppendable(const std::string& path);
+
+/// Whether both names exist and lead to the same file.
+bool isSameFile(const std::string& one, const std::string& other);
+
+}  // namespace cli

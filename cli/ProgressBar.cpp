@@ -1,0 +1,68 @@
+#include "ProgressBar.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace cli {
+
+namespace {
+
+constexpr std::chrono::milliseconds kBetweenDraws{250};
+constexpr int kLongestBar = 40;
+constexpr int kShortestBar = 5;
+constexpr const char* kMargin = "  ";
+/// Columns beside the label and the bar: three margins, two brackets, the figure.
+constexpr int kTextAround = 3 * 2 + 2 + 5;
+constexpr const char* kStartOfEmptyLine = "\r\x1b[K";
+
+}  // namespace
+
+ProgressBar::ProgressBar(Output& output, bool on) : output_(output), on_(on && output.canDraw()) {}
+
+ProgressBar::~ProgressBar() {
+  clear();
+}
+
+void ProgressBar::begin(const std::string& label) {
+  label_ = label;
+  update(0);
+}
+
+void ProgressBar::update(int percent) {
+  const auto now = std::chrono::steady_clock::now();
+  if (on_ && now >= nextDraw_) {
+    nextDraw_ = now + kBetweenDraws;
+    draw(percent);
+  }
+}
+
+void ProgressBar::clear() {
+  if (drawn_) {
+    output_.write(kStartOfEmptyLine);
+    drawn_ = false;
+  }
+}
+
+void ProgressBar::draw(int percent) {
+  char figure[32];
+  std::snprintf(figure, sizeof figure, "%3d %%", percent);
+  std::string line = kStartOfEmptyLine;
+  line += kMargin;
+  line += label_;
+  line += kMargin;
+  // The last column stays free: a line that fills it may wrap.
+  const int taken = static_cast<int>(label_.size()) + kTextAround;
+  const int width = std::min(output_.columns() - 1 - taken, kLongestBar);
+  if (width >= kShortestBar) {
+    const int filled = std::clamp(percent, 0, 100) * width / 100;
+    line += "[";
+    line.append(static_cast<std::size_t>(filled), '#');
+    line.append(static_cast<std::size_t>(width - filled), '.');
+    line += "]";
+    line += kMargin;
+  }
+  output_.write(line + figure);
+  drawn_ = true;
+}
+
+}  // namespace cli

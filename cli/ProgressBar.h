@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "Output.h"
+
+namespace cli {
+
+/// One line at the foot of a terminal that shows how far a check is, redrawn in place a few times a
+/// second at most. Draws nothing when it is off or the output is no terminal.
+class ProgressBar {
+ public:
+  ProgressBar(Output& output, bool on);
+  ~ProgressBar();
+
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
+
+  /// A check begins, at 0 %.
+  void begin(const std::string& label);
+  void update(int percent);
+
+  /// Wipes the line, so that others can write. The next update draws it again.
+  void clear();
+
+ private:
+  void draw(int percent);
+
+  Output& output_;
+  bool on_;
+  bool drawn_ = false;
+  std::string label_;
+  std::chrono::steady_clock::time_point nextDraw_{};
+};
+
+}  // namespace cli
