@@ -1,3 +1,6 @@
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+
 # Flags of every target of ours, and of nobody who links to us.
 add_library(qatester_flags INTERFACE)
 target_compile_options(qatester_flags INTERFACE
@@ -5,10 +8,13 @@ target_compile_options(qatester_flags INTERFACE
   -Wnon-virtual-dtor -Woverloaded-virtual -Werror
   # Arithmetic that clients compare bit for bit: no fused multiply-add, no reordering.
   -ffp-contract=off
-  -fstack-protector-strong)
+  -fstack-protector-strong
+  # The compiler of a distribution may bring a level of its own.
+  $<$<AND:$<CONFIG:Release>,$<STREQUAL:${QATESTER_SANITIZE},>>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
 target_compile_definitions(qatester_flags INTERFACE
-  $<$<AND:$<CONFIG:Release>,$<STREQUAL:${QATESTER_SANITIZE},>>:_FORTIFY_SOURCE=2>)
-target_link_options(qatester_flags INTERFACE -Wl,-z,relro,-z,now -Wl,--no-undefined)
+  $<$<NOT:$<CONFIG:Release>>:_GLIBCXX_ASSERTIONS>)
+target_link_options(qatester_flags INTERFACE
+  -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--no-undefined)
 
 if(QATESTER_SANITIZE)
   add_compile_options(-fsanitize=${QATESTER_SANITIZE} -fno-omit-frame-pointer

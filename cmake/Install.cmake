@@ -1,1 +1,36 @@
+include(CMakePackageConfigHelpers)
 
+# Headers keep their rooms: clients write <tester/QATester.h>.
+set(QATESTER_INSTALL_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/qatester)
+set(QATESTER_INSTALL_PACKAGE ${CMAKE_INSTALL_LIBDIR}/cmake/qatester)
+
+install(TARGETS qatester
+  EXPORT qatesterTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  FILE_SET HEADERS DESTINATION ${QATESTER_INSTALL_HEADERS})
+if(TARGET qatester_cli)
+  # The client finds the library beside it, wherever the two are moved to.
+  file(RELATIVE_PATH QATESTER_BIN_TO_LIB
+    ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(qatester_cli PROPERTIES INSTALL_RPATH "$ORIGIN/${QATESTER_BIN_TO_LIB}")
+  install(TARGETS qatester_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+install(EXPORT qatesterTargets NAMESPACE qatester:: DESTINATION ${QATESTER_INSTALL_PACKAGE})
+configure_package_config_file(
+  ${CMAKE_CURRENT_LIST_DIR}/qatesterConfig.cmake.in ${PROJECT_BINARY_DIR}/qatesterConfig.cmake
+  INSTALL_DESTINATION ${QATESTER_INSTALL_PACKAGE}
+  NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qatesterConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(
+  FILES ${PROJECT_BINARY_DIR}/qatesterConfig.cmake
+        ${PROJECT_BINARY_DIR}/qatesterConfigVersion.cmake
+  DESTINATION ${QATESTER_INSTALL_PACKAGE})
+
+# Paths in the .pc file are relative to it, so that the installed tree can be moved.
+file(RELATIVE_PATH QATESTER_PC_TO_PREFIX
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(${CMAKE_CURRENT_LIST_DIR}/qatester.pc.in ${PROJECT_BINARY_DIR}/qatester.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qatester.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
