@@ -6,6 +6,8 @@
 struct QACheckOutcome {
   /// The check's tag, such as "QAFramerate".
   std::string check;
+  /// Whether the file opened as a media file.
+  bool opened = false;
   /// Whether the result rests on at least one frame or block (for `isValidFile`: on a file that
   /// opened).
   bool measured = false;

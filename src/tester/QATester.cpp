@@ -9,6 +9,7 @@
 #include "foundation/Settings.h"
 #include "media/OxWrap.h"
 #include "tester/CheckContext.h"
+#include "tester/Reasons.h"
 
 namespace {
 
@@ -105,8 +106,9 @@ bool QATester::isValidFile() {
   OxWrap wrap(fileName_, {options_.pauses, options_.stop});
   if (wrap.formatContext == nullptr) {
     return refuse("QATester can't open the file '" + fileName_ + ".", "",
-                  "cannot be opened as a media file: " + wrap.getOpenError());
+                  qatester::unopenedReason(wrap));
   }
+  outcome.opened = true;
   outcome.measured = true;
   if (options_.pauses == QAPauses::untilReady) {
     wrap.bufferOnly({});  // nothing will be drained, so there is nothing to wait for
@@ -128,8 +130,7 @@ bool QATester::isValidFile() {
   if (video->getPixelFormat() == "Other") {
     check.log("QATester: Detected unsupported pixel format.");
     check.failure();
-    outcome.reason = "pixel format " + video->getPixelFormatName() +
-                     " is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4";
+    outcome.reason = qatester::pixelFormatReason(*video);
     check.finished(outcome);
     return false;
   }

@@ -8,6 +8,7 @@
 #include "foundation/Conversions.h"
 #include "media/OxWrap.h"
 #include "media/ReleasePicture.h"
+#include "tester/Reasons.h"
 
 namespace qatester {
 
@@ -46,9 +47,10 @@ class VideoRun {
   bool runOn(OxWrap& wrap) {
     if (wrap.formatContext == nullptr) {
       log(": Failed to load file...");
-      outcome_.reason = "cannot be opened as a media file: " + wrap.getOpenError();
+      outcome_.reason = unopenedReason(wrap);
       return false;
     }
+    outcome_.opened = true;
     wrap.discardAudio(true);
     log(": Buffering...");
     wrap.startBuffering();
@@ -65,8 +67,7 @@ class VideoRun {
     log(": Detected " + pixelFormat);
     if (pixelFormat == "Other") {
       context_.failure();
-      outcome_.reason = "pixel format " + video->getPixelFormatName() +
-                        " is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4";
+      outcome_.reason = pixelFormatReason(*video);
       return false;
     }
     prepare(*video);

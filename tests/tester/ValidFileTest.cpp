@@ -102,6 +102,7 @@ class ValidFile : public testing::TestWithParam<Case> {
     EXPECT_EQ(tester.listener.failures, c.failures);
     EXPECT_TRUE(tester.listener.progress.empty());
     ASSERT_EQ(tester.outcomes.size(), 1U);
+    EXPECT_TRUE(tester.outcomes[0].opened);
     EXPECT_TRUE(tester.outcomes[0].measured);
     EXPECT_EQ(tester.outcomes[0].reason, c.reason);
   }
@@ -130,6 +131,7 @@ TEST(InvalidFile, ThatDoesNotOpenIsLoggedWithItsOddQuoteAndNobodyIsTold) {
   EXPECT_TRUE(tester.listener.messages.empty());
   EXPECT_EQ(tester.listener.failures, 0);
   ASSERT_EQ(tester.outcomes.size(), 1U);
+  EXPECT_FALSE(tester.outcomes[0].opened);
   EXPECT_FALSE(tester.outcomes[0].measured);
   EXPECT_EQ(tester.outcomes[0].reason,
             "cannot be opened as a media file: No such file or directory");

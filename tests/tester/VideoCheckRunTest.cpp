@@ -300,6 +300,7 @@ TEST(VideoCheckEarlyReturn, OfAFileThatDoesNotOpen) {
   EXPECT_TRUE(run.listener.messages.empty());
   EXPECT_EQ(run.listener.failures, 0);
   EXPECT_TRUE(run.callerPauses.empty());
+  EXPECT_FALSE(run.outcome.opened);
   EXPECT_FALSE(run.outcome.measured);
 }
 
@@ -313,6 +314,9 @@ TEST(VideoCheckEarlyReturn, OfAFileWithoutVideo) {
   EXPECT_EQ(run.listener.failures, 0);
   EXPECT_EQ(run.callerPauses, Pauses{500});
   EXPECT_TRUE(run.measurement.budgets.empty());
+  EXPECT_TRUE(run.outcome.opened);
+  EXPECT_FALSE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.reason, "no video stream");
 }
 
 TEST(VideoCheckEarlyReturn, OfAnotherPixelFormat) {
