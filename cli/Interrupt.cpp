@@ -20,6 +20,8 @@ constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr int kWakeSignal = SIGUSR1;
 /// Tells the watching thread that it is no longer needed.
 constexpr int kDoneSignal = SIGUSR2;
+/// Whoever passes signals on may send one twice: only one that comes later is a second one.
+constexpr std::chrono::milliseconds kSameSignal{300};
 constexpr timespec kBetweenWakes{0, 20'000'000};
 
 bool isIgnored(int signal) {
@@ -91,9 +93,14 @@ void Interrupt::watch() {
 }
 
 void Interrupt::take(int signal) {
+  const auto now = std::chrono::steady_clock::now();
   if (signal_ == 0) {
     signal_ = signal;
+    firstSignal_ = now;
     source_.request_stop();
+    return;
+  }
+  if (now - firstSignal_ < kSameSignal) {
     return;
   }
   const std::lock_guard<std::mutex> lock(mutex_);

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <stop_token>
 #include <string>
@@ -39,6 +40,8 @@ class Interrupt {
   sigset_t signals_;
   std::stop_source source_;
   std::atomic<int> signal_{0};
+  /// The watching thread's own.
+  std::chrono::steady_clock::time_point firstSignal_{};
   std::atomic<bool> done_{false};
   std::mutex mutex_;
   std::string fileName_;
