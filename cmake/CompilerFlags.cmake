@@ -4,7 +4,7 @@ check_pie_supported(LANGUAGES CXX)
 # Flags of every target of ours, and of nobody who links to us.
 add_library(qatester_flags INTERFACE)
 target_compile_options(qatester_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow=compatible-local -Wconversion -Wsign-conversion
+  -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=compatible-local> -Wconversion -Wsign-conversion
   -Wnon-virtual-dtor -Woverloaded-virtual -Werror
   # Arithmetic that clients compare bit for bit: no fused multiply-add, no reordering.
   -ffp-contract=off
