@@ -27,6 +27,8 @@ constexpr long kQuickMicroseconds = 990000;
 std::mutex mutex;
 std::vector<Pause> recorded;
 std::atomic<long> microsecondsBack{0};
+std::atomic<bool> startsAreShort{false};
+std::atomic<unsigned> heldSeconds{0};
 
 /// How many pauses other threads than the caller have made.
 std::size_t pausesOfOthers() {
@@ -58,9 +60,13 @@ extern "C" unsigned sleep(unsigned seconds) {
   }
   const std::size_t before = pausesOfOthers();
   const auto deadline = Clock::now() + kLongestStart;
+  const auto starting = [&] {
+    return seconds == kStartPause && !startsAreShort && pausesOfOthers() == before &&
+           Clock::now() < deadline;
+  };
   do {
     std::this_thread::sleep_for(kShort);
-  } while (seconds == kStartPause && pausesOfOthers() == before && Clock::now() < deadline);
+  } while (starting() || (seconds != 0 && seconds == heldSeconds));
   return 0;
 }
 
@@ -95,6 +101,22 @@ QuickWaits::QuickWaits() {
 
 QuickWaits::~QuickWaits() {
   microsecondsBack = 0;
+}
+
+ShortStarts::ShortStarts() {
+  startsAreShort = true;
+}
+
+ShortStarts::~ShortStarts() {
+  startsAreShort = false;
+}
+
+HeldPauses::HeldPauses(unsigned seconds) {
+  heldSeconds = seconds;
+}
+
+HeldPauses::~HeldPauses() {
+  heldSeconds = 0;
 }
 
 }  // namespace qatest

@@ -29,4 +29,22 @@ class QuickWaits {
   QuickWaits& operator=(const QuickWaits&) = delete;
 };
 
+/// While one lives, a pause of 500 is as short as any other: for tests in which no thread reads.
+class ShortStarts {
+ public:
+  ShortStarts();
+  ~ShortStarts();
+  ShortStarts(const ShortStarts&) = delete;
+  ShortStarts& operator=(const ShortStarts&) = delete;
+};
+
+/// While one lives, every pause of `seconds` lasts. Only one at a time.
+class HeldPauses {
+ public:
+  explicit HeldPauses(unsigned seconds);
+  ~HeldPauses();
+  HeldPauses(const HeldPauses&) = delete;
+  HeldPauses& operator=(const HeldPauses&) = delete;
+};
+
 }  // namespace qatest
