@@ -10,8 +10,6 @@ namespace cli {
 
 namespace {
 
-constexpr const char* kCannotOpen = "cannot be opened as a media file";
-
 std::string fps(float rate) {
   char text[64];
   std::snprintf(text, sizeof text, "%.2f fps", static_cast<double>(rate));
@@ -111,10 +109,6 @@ const Check* findCheck(const std::string& name) {
   const auto found = std::find_if(checks.begin(), checks.end(),
                                   [&](const Check& check) { return check.name == name; });
   return found != checks.end() ? &*found : nullptr;
-}
-
-bool couldNotOpen(const QACheckOutcome& outcome) {
-  return outcome.reason.rfind(kCannotOpen, 0) == 0;
 }
 
 }  // namespace cli

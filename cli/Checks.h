@@ -70,7 +70,4 @@ const std::vector<Check>& allChecks();
 /// Null when there is none of that name.
 const Check* findCheck(const std::string& name);
 
-/// Whether `outcome` is that of a file that FFmpeg could not open.
-bool couldNotOpen(const QACheckOutcome& outcome);
-
 }  // namespace cli

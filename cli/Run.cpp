@@ -200,7 +200,8 @@ class Run {
     }
     report.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    if (couldNotOpen(outcome_)) {
+    const bool triedToOpen = !outcome_.check.empty();
+    if (triedToOpen && !outcome_.opened) {
       markUnreadable(file, outcome_.reason);
     }
     return report;

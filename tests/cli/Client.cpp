@@ -1,0 +1,112 @@
+#include "Client.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <sstream>
+
+namespace qatest {
+
+namespace {
+
+AudioSpec stereo() {
+  return audio("pcm_s16le", 2, 2.0);
+}
+
+}  // namespace
+
+Command client(const Arguments& arguments) {
+  return {QATESTER_CLIENT, arguments};
+}
+
+Command quickClient(const Arguments& arguments) {
+  return {QATESTER_QUICK_CLIENT, arguments};
+}
+
+Finished run(const Command& command) {
+  return Process(command).wait();
+}
+
+Finished runClient(const Arguments& arguments) {
+  return run(client(arguments));
+}
+
+nlohmann::json reportOf(const Arguments& arguments) {
+  Arguments all{"-q", "--json", "-"};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return nlohmann::json::parse(runClient(all).out);
+}
+
+nlohmann::json onlyFile(const nlohmann::json& report) {
+  return report.at("files").size() == 1 ? report.at("files").at(0) : nlohmann::json();
+}
+
+nlohmann::json onlyCheck(const nlohmann::json& report) {
+  const nlohmann::json checks = onlyFile(report).at("checks");
+  return checks.size() == 1 ? checks.at(0) : nlohmann::json();
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::vector<std::string> filesIn(const TempDir& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string goodClip(const TempDir& dir, const std::string& name) {
+  VideoSpec late = ffv1(50);
+  late.edit = [](AVPacket& packet, int) {
+    packet.pts += 1;
+    packet.dts += 1;
+  };
+  return makeClip(dir, name, {{late}, {stereo()}});
+}
+
+std::string fastClip(const TempDir& dir, const std::string& name) {
+  return makeClip(dir, name, {{ffv1(50)}, {stereo()}});
+}
+
+float fastClipRate(int budget) {
+  double sum = 0.0;
+  for (int k = 1; k < budget; ++k) {
+    sum += 25.0 * (k + 1) / k;
+  }
+  return static_cast<float>(std::floor(sum / budget * 100.0 + 0.5) / 100.0);
+}
+
+std::string soundClip(const TempDir& dir, const std::string& name) {
+  return makeClip(dir, name, {{}, {stereo()}});
+}
+
+std::string cutClip(const TempDir& dir, const std::string& name) {
+  const std::string whole = makeClip(dir, "whole-" + name, {{ffv1(200)}, {audio("aac", 2, 8.0)}});
+  const std::string cut = truncatedCopy(dir, name, whole, readFile(whole).size() / 4);
+  std::filesystem::remove(whole);
+  return cut;
+}
+
+std::vector<int> percents(int budget, int count) {
+  std::vector<int> sent;
+  int last = 0;
+  for (int i = 0; i < count; ++i) {
+    const int percent = static_cast<int>(static_cast<float>(i) / static_cast<float>(budget) * 100);
+    if (percent != last) {
+      sent.push_back(percent);
+      last = percent;
+    }
+  }
+  return sent;
+}
+
+}  // namespace qatest

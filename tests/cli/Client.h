@@ -1,0 +1,57 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "Process.h"
+#include "support/Clips.h"
+#include "support/TempDir.h"
+
+namespace qatest {
+
+using Arguments = std::vector<std::string>;
+
+/// The client with `arguments`.
+Command client(const Arguments& arguments);
+
+/// The client whose pauses are short, whatever their counts.
+Command quickClient(const Arguments& arguments);
+
+Finished run(const Command& command);
+Finished runClient(const Arguments& arguments);
+
+/// The JSON report that the client writes on standard output when run with `arguments`.
+nlohmann::json reportOf(const Arguments& arguments);
+
+/// The report of the only file, respectively of the only file's only check, in such a report.
+nlohmann::json onlyFile(const nlohmann::json& report);
+nlohmann::json onlyCheck(const nlohmann::json& report);
+
+std::vector<std::string> linesOf(const std::string& text);
+
+/// Names of what lies in a folder, sorted.
+std::vector<std::string> filesIn(const TempDir& dir);
+
+/// A clip that is valid and whose frame k of 50, at 25 frames a second, stands at (k + 1) / 25 s:
+/// every estimate of the frame-rate check is (k + 1) / ((k + 1) / 25) = 25, so it passes.
+std::string goodClip(const TempDir& dir, const std::string& name = "good.mkv");
+
+/// Valid; frame k stands at k / 25 s, so every estimate but the first (which is none) lies above 25
+/// and the frame-rate check fails. It measures the 50 frames less one second's worth.
+std::string fastClip(const TempDir& dir, const std::string& name = "fast.mkv");
+constexpr int kFastClipBudget = 25;
+
+/// The mean, to two decimals, that the frame-rate check finds in `budget` frames of such a clip.
+float fastClipRate(int budget);
+
+/// One stream of sound and no picture.
+std::string soundClip(const TempDir& dir, const std::string& name = "sound.wav");
+
+/// A clip that declares more frames than are left in the file.
+std::string cutClip(const TempDir& dir, const std::string& name = "cut.mkv");
+
+/// The percents that a check with this budget sends, up to frame `count`.
+std::vector<int> percents(int budget, int count);
+
+}  // namespace qatest

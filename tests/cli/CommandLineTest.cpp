@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "Client.h"
+
+namespace qatest {
+namespace {
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+struct Misuse {
+  const char* name;
+  Arguments arguments;
+  std::vector<std::string> told;
+};
+
+class UsageError : public testing::TestWithParam<Misuse> {};
+
+TEST_P(UsageError, IsToldAndExitsWith2) {
+  const Finished end = runClient(GetParam().arguments);
+  EXPECT_EQ(end.code, 2);
+  EXPECT_EQ(end.out, "");
+  const std::vector<std::string> lines = linesOf(end.err);
+  ASSERT_EQ(lines.size(), 2U) << end.err;
+  EXPECT_EQ(lines[0].rfind("qatester: ", 0), 0U);
+  EXPECT_EQ(lines[1], "Try 'qatester --help' for more information.");
+  for (const std::string& part : GetParam().told) {
+    EXPECT_TRUE(contains(lines[0], part)) << lines[0];
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CommandLine, UsageError,
+    testing::Values(
+        Misuse{"NoFile", {}, {"no file given"}},
+        Misuse{"OptionsButNoFile", {"--checks", "valid"}, {"no file given"}},
+        Misuse{"UnknownOption", {"--frobnicate", "a.mov"}, {"--frobnicate"}},
+        Misuse{"UnknownCheck",
+               {"--checks", "valid,hue", "a.mov"},
+               {"'hue'", "valid, frame-rate, drop-no-drop"}},
+        Misuse{"EmptyCheckInTheList", {"--checks", "valid,,frame-rate", "a.mov"}, {"unknown"}},
+        Misuse{"EmptyList", {"--checks", "", "a.mov"}, {"--checks"}},
+        Misuse{"CheckNamedTwice", {"--checks", "valid,valid", "a.mov"}, {"'valid'", "twice"}},
+        Misuse{"UnknownPauses", {"--pauses", "none", "a.mov"}, {"--pauses", "fixed", "ready"}},
+        Misuse{"UnknownLookup", {"--lookup", "all", "a.mov"}, {"--lookup", "stored", "defaults"}},
+        Misuse{"MissingValue", {"a.mov", "--json"}, {"--json"}},
+        Misuse{"EmptyReportName", {"--json", "", "a.mov"}, {"--json", "empty file name"}},
+        Misuse{"EmptyLogName", {"--log", "", "a.mov"}, {"--log", "empty file name"}},
+        Misuse{"EmptySettingsName", {"--settings", "", "a.mov"}, {"--settings", "empty"}}),
+    [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST(CommandLine, HelpTellsOptionsExitCodesAndAnExample) {
+  const Finished end = runClient({"--help"});
+  EXPECT_EQ(end.code, 0);
+  EXPECT_EQ(end.err, "");
+  for (const char* part :
+       {"Usage: qatester [options] FILE...\n", "--checks LIST", "--settings FILE", "--log FILE",
+        "--json FILE", "--pauses fixed|ready", "--lookup defaults|stored", "--list-checks",
+        "--version", "--help", "-q", "-v", "Exit code:\n  0 ", "\n  1 ", "\n  2 ", "\n  130 ",
+        "Example:\n  qatester --checks"}) {
+    EXPECT_TRUE(contains(end.out, part)) << part;
+  }
+}
+
+TEST(CommandLine, ListsTheChecks) {
+  const Finished end = runClient({"--list-checks"});
+  EXPECT_EQ(end.code, 0);
+  const std::vector<std::string> lines = linesOf(end.out);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0].rfind("valid  ", 0), 0U);
+  EXPECT_EQ(lines[1].rfind("frame-rate  ", 0), 0U);
+  EXPECT_EQ(lines[2].rfind("drop-no-drop  ", 0), 0U);
+}
+
+TEST(CommandLine, TellsVersions) {
+  const Finished end = runClient({"--version"});
+  EXPECT_EQ(end.code, 0);
+  const std::vector<std::string> lines = linesOf(end.out);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0], std::string("qatester ") + QATESTER_EXPECTED_VERSION);
+  for (const char* library : {"FFmpeg ", "libavformat ", "libavcodec ", "libavutil ", "libswscale ",
+                              "Boost ", "nlohmann-json ", "CLI11 "}) {
+    EXPECT_TRUE(contains(end.out, std::string("\n") + library)) << library;
+  }
+}
+
+TEST(CommandLine, ListMayHoldBlanks) {
+  const TempDir dir;
+  EXPECT_EQ(runClient({"--checks", "frame-rate, valid", goodClip(dir)}).code, 0);
+}
+
+TEST(CommandLine, OptionsMayFollowFiles) {
+  const TempDir dir;
+  const std::string clip = goodClip(dir);
+  EXPECT_EQ(runClient({clip, "--checks", "valid"}).out, clip + "\n  valid  pass\n");
+}
+
+TEST(CommandLine, NamesMayLookLikeOptionsOrLists) {
+  const TempDir dir;
+  const std::string clip = goodClip(dir);
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(dir.path());
+  for (const char* name : {"-v", "[a,b]", "http:x.mkv", "--"}) {
+    std::filesystem::copy_file(clip, dir.file(name));
+    const Finished end = runClient({"--checks", "valid,frame-rate", "--", name});
+    EXPECT_EQ(end.code, 0) << name << end.out << end.err;
+  }
+  std::filesystem::current_path(before);
+}
+
+TEST(CommandLine, StoredSettingsCountAndDefaultsDoNot) {
+  const TempDir dir;
+  const std::string clip = fastClip(dir);
+  const std::string settings = dir.file("qa.settings");
+  writeFile(settings, "# fewer frames\nFrameRateFrameChecks = 10\n");
+  const Arguments common{"--checks", "frame-rate", "--settings", settings};
+  const auto checkWith = [&](const Arguments& more) {
+    Arguments all = common;
+    all.insert(all.end(), more.begin(), more.end());
+    return onlyCheck(reportOf(all));
+  };
+  const nlohmann::json ten = checkWith({clip});
+  EXPECT_EQ(ten.at("progress"), nlohmann::json(percents(10, 10)));
+  EXPECT_EQ(ten.at("result").at("measuredFps").get<float>(), fastClipRate(10));
+  EXPECT_EQ(checkWith({"--lookup", "stored", clip}).at("result"), ten.at("result"));
+  const nlohmann::json byDefault = checkWith({"--lookup", "defaults", clip});
+  EXPECT_EQ(byDefault.at("progress"), nlohmann::json(percents(kFastClipBudget, kFastClipBudget)));
+}
+
+TEST(CommandLine, SettingsThatCannotBeReadEndTheRunBeforeItBegins) {
+  const TempDir dir;
+  const std::string clip = goodClip(dir);
+  const Finished missing = runClient({"--settings", dir.file("none"), clip});
+  EXPECT_EQ(missing.code, 2);
+  EXPECT_EQ(missing.out, "");
+  EXPECT_EQ(missing.err, "qatester: cannot read the settings " + dir.file("none") +
+                             ": No such file or directory\n");
+  const Finished folder = runClient({"--settings", dir.path().string(), clip});
+  EXPECT_EQ(folder.code, 2);
+  EXPECT_EQ(folder.err,
+            "qatester: cannot read the settings " + dir.path().string() + ": is a directory\n");
+}
+
+TEST(CommandLine, ABadSettingsLineIsToldOnStandardErrorOnce) {
+  const TempDir dir;
+  const std::string settings = dir.file("qa.settings");
+  writeFile(settings, "a=b=c\n");
+  const Finished end = runClient({"--checks", "valid", "--settings", settings,
+                                  goodClip(dir, "a.mkv"), goodClip(dir, "b.mkv")});
+  EXPECT_EQ(end.err, "qatester: settings: error parsing line '" + settings + "'.\n");
+  EXPECT_FALSE(contains(end.out, "settings:"));
+  EXPECT_EQ(end.code, 0);
+}
+
+TEST(CommandLine, AnEmptySettingsFileIsFine) {
+  const TempDir dir;
+  writeFile(dir.file("empty"), "");
+  EXPECT_EQ(runClient({"--settings", dir.file("empty"), goodClip(dir)}).code, 0);
+}
+
+TEST(CommandLine, VerboseShowsTheLogOnStandardError) {
+  const TempDir dir;
+  const std::string clip = goodClip(dir);
+  const Finished end = runClient({"-v", "--checks", "frame-rate", clip});
+  EXPECT_TRUE(contains(end.err, "] QAFramerate: Beginning Test.\n")) << end.err;
+  EXPECT_TRUE(contains(end.err, "] Testing File:\t" + clip + "\n"));
+  EXPECT_EQ(linesOf(end.out).size(), 2U) << end.out;
+}
+
+}  // namespace
+}  // namespace qatest

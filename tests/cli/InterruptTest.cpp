@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <thread>
+
+#include "Client.h"
+
+namespace qatest {
+namespace {
+
+using nlohmann::json;
+
+/// Long enough for a later signal to count as a second one.
+constexpr std::chrono::milliseconds kLater{600};
+
+class Interrupted : public testing::Test {
+ protected:
+  /// Starts a run that sits in a pause of 500 s, and waits until it has begun.
+  Command pausing(const Arguments& more = {}) const {
+    Arguments arguments{"--pauses", "fixed", "--json", report_};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    arguments.push_back(clip_);
+    return client(arguments);
+  }
+
+  json written() const { return json::parse(readFile(report_)); }
+
+  TempDir clips_;
+  std::string clip_ = goodClip(clips_);
+  TempDir dir_;
+  std::string report_ = dir_.file("report.json");
+};
+
+TEST_F(Interrupted, ByCtrlCItWritesWhatThereIsAndExitsWith130) {
+  Process process(pausing({"--checks", "frame-rate,valid,drop-no-drop"}));
+  ASSERT_TRUE(process.waitFor(clip_));
+  const auto begin = std::chrono::steady_clock::now();
+  process.signal(SIGINT);
+  const Finished end = process.wait();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+  EXPECT_EQ(end.code, 130);
+  EXPECT_EQ(end.err, "qatester: stopped\n");
+  EXPECT_EQ(linesOf(end.out).size(), 4U) << end.out;
+  const json checks = onlyFile(written()).at("checks");
+  ASSERT_EQ(checks.size(), 3U);
+  for (const json& check : checks) {
+    EXPECT_EQ(check.at("state"), "not-measured");
+    EXPECT_EQ(check.at("reason").get<std::string>().rfind("stopped before ", 0), 0U);
+  }
+  EXPECT_EQ(filesIn(dir_), std::vector<std::string>{"report.json"});
+}
+
+TEST_F(Interrupted, ByATerminationRequestItExitsWith143) {
+  Process process(pausing());
+  ASSERT_TRUE(process.waitFor(clip_));
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait().code, 143);
+  EXPECT_EQ(written().at("files").size(), 1U);
+}
+
+TEST_F(Interrupted, ByAHangUpItExitsWith129) {
+  Process process(pausing());
+  ASSERT_TRUE(process.waitFor(clip_));
+  process.signal(SIGHUP);
+  EXPECT_EQ(process.wait().code, 129);
+  EXPECT_EQ(written().at("files").size(), 1U);
+}
+
+TEST_F(Interrupted, TheFilesNotBegunAreCounted) {
+  Process process(pausing({goodClip(clips_, "first.mkv"), goodClip(clips_, "second.mkv")}));
+  ASSERT_TRUE(process.waitFor("first.mkv"));
+  process.signal(SIGINT);
+  EXPECT_EQ(process.wait().err, "qatester: stopped; files not begun: 2\n");
+  EXPECT_EQ(written().at("files").size(), 1U);
+}
+
+TEST_F(Interrupted, WhatWasMeasuredIsKept) {
+  // After the frames that are there, this run waits minutes for those that are not.
+  Process process(quickClient(
+      {"--pauses", "fixed", "--json", report_, "-v", "--checks", "frame-rate", cutClip(clips_)}));
+  ASSERT_TRUE(process.waitFor("QAFramerate: Starting Checks."));
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  process.signal(SIGINT);
+  const Finished end = process.wait();
+  EXPECT_EQ(end.code, 130);
+  EXPECT_NE(end.out.find("frames came; stopped before the check was complete\n"), std::string::npos)
+      << end.out;
+  const json check = onlyCheck(written());
+  EXPECT_EQ(check.at("state"), "not-measured");
+  EXPECT_EQ(check.at("reason"), "stopped before the check was complete");
+  EXPECT_EQ(check.at("result").at("declaredFps"), 25.0);
+  EXPECT_GT(check.at("result").at("measuredFps").get<double>(), 0.0);
+  EXPECT_FALSE(check.at("progress").empty());
+}
+
+TEST_F(Interrupted, ASignalSentTwiceAtOnceIsOne) {
+  Process process(pausing());
+  ASSERT_TRUE(process.waitFor(clip_));
+  process.signal(SIGINT);
+  process.signal(SIGTERM);
+  const Finished end = process.wait();
+  EXPECT_TRUE(end.code == 130 || end.code == 143) << end.code;
+  EXPECT_EQ(written().at("files").size(), 1U);
+}
+
+TEST_F(Interrupted, ASecondSignalEndsAtOnceAndLeavesNothing) {
+  // More table than a pipe holds that nobody reads: the run cannot go on to its report.
+  Arguments arguments{"--json", report_};
+  for (int i = 0; i < 1000; ++i) {
+    arguments.push_back(dir_.file("missing-" + std::string(100, 'x')));
+  }
+  Command command = client(arguments);
+  command.out = Sink::unread;
+  Process process(command);
+  ASSERT_TRUE(process.waitFor("No such file"));
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  process.signal(SIGTERM);
+  std::this_thread::sleep_for(kLater);
+  EXPECT_EQ(filesIn(dir_).size(), 1U);  // the report's temporary name
+  process.signal(SIGINT);
+  EXPECT_EQ(process.wait().code, 143);
+  EXPECT_TRUE(filesIn(dir_).empty());
+}
+
+TEST_F(Interrupted, ASignalThatWasIgnoredStaysIgnored) {
+  Command command = pausing();
+  command.ignoreInterrupt = true;
+  Process process(command);
+  ASSERT_TRUE(process.waitFor(clip_));
+  process.signal(SIGINT);
+  std::this_thread::sleep_for(kLater);
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait().code, 143);
+}
+
+}  // namespace
+}  // namespace qatest

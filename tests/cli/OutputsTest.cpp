@@ -1,0 +1,228 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "Client.h"
+#include "support/Console.h"
+
+namespace qatest {
+namespace {
+
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+constexpr const char* kOldReport = "an older report";
+
+Finished runObedient(const Arguments& arguments) {
+  Command command = client(arguments);
+  command.obeyPermissions = true;
+  return run(command);
+}
+
+/// An output that cannot be: nothing is run, nothing is printed but one line.
+void expectRefusal(const Arguments& arguments, const std::string& line) {
+  const Finished end = runObedient(arguments);
+  EXPECT_EQ(end.err, "qatester: " + line + "\n");
+  EXPECT_EQ(end.out, "");
+  EXPECT_EQ(end.code, 2);
+}
+
+class Outputs : public testing::Test {
+ protected:
+  json written(const std::string& name) const { return json::parse(readFile(dir_.file(name))); }
+
+  TempDir clips_;
+  std::string clip_ = goodClip(clips_);
+  TempDir dir_;
+};
+
+TEST_F(Outputs, AnUnwritableReportIsToldBeforeTheWork) {
+  const std::string missing = dir_.file("none/report.json");
+  expectRefusal({"--json", missing, clip_},
+                "cannot write the report " + missing + ": No such file or directory");
+  const std::string folder = dir_.path().string();
+  expectRefusal({"--json", folder, clip_},
+                "cannot write the report " + folder + ": Is a directory");
+  EXPECT_TRUE(filesIn(dir_).empty());
+}
+
+TEST_F(Outputs, AReportInAFolderWithoutPermissionIsToldBeforeTheWork) {
+  fs::permissions(dir_.path(), fs::perms::owner_read | fs::perms::owner_exec);
+  const std::string report = dir_.file("report.json");
+  expectRefusal({"--json", report, clip_},
+                "cannot write the report " + report + ": Permission denied");
+  fs::permissions(dir_.path(), fs::perms::owner_all);
+}
+
+TEST_F(Outputs, AReportThatMayNotBeReplacedStays) {
+  const std::string report = dir_.file("report.json");
+  writeFile(report, kOldReport);
+  fs::permissions(report, fs::perms::owner_read);
+  expectRefusal({"--json", report, clip_},
+                "cannot write the report " + report + ": Permission denied");
+  EXPECT_EQ(readFile(report), kOldReport);
+}
+
+TEST_F(Outputs, AnUnwritableLogIsToldBeforeTheWork) {
+  const std::string missing = dir_.file("none/qa.log");
+  expectRefusal({"--log", missing, clip_},
+                "cannot write the log " + missing + ": No such file or directory");
+  const std::string folder = dir_.path().string();
+  expectRefusal({"--log", folder, clip_}, "cannot write the log " + folder + ": Is a directory");
+  EXPECT_TRUE(filesIn(dir_).empty());
+}
+
+TEST_F(Outputs, ARunThatDoesNotBeginLeavesTheOldReportAndNothingElse) {
+  const std::string report = dir_.file("report.json");
+  writeFile(report, kOldReport);
+  EXPECT_EQ(runClient({"--json", report, "--log", dir_.file("none/qa.log"), clip_}).code, 2);
+  EXPECT_EQ(readFile(report), kOldReport);
+  EXPECT_EQ(filesIn(dir_), std::vector<std::string>{"report.json"});
+}
+
+TEST_F(Outputs, AReportReplacesAnOlderOne) {
+  const std::string report = dir_.file("report.json");
+  writeFile(report, kOldReport);
+  EXPECT_EQ(runClient({"--json", report, clip_}).code, 0);
+  EXPECT_EQ(onlyFile(written("report.json")).at("file"), clip_);
+}
+
+TEST_F(Outputs, AReportGoesThroughALink) {
+  writeFile(dir_.file("real.json"), kOldReport);
+  fs::create_symlink("real.json", dir_.file("link.json"));
+  EXPECT_EQ(runClient({"--json", dir_.file("link.json"), clip_}).code, 0);
+  EXPECT_TRUE(fs::is_symlink(dir_.file("link.json")));
+  EXPECT_EQ(onlyFile(written("real.json")).at("file"), clip_);
+}
+
+TEST_F(Outputs, AReportInTheCurrentFolderNeedsNoPath) {
+  const fs::path before = fs::current_path();
+  fs::current_path(dir_.path());
+  EXPECT_EQ(runClient({"--json", "report.json", clip_}).code, 0);
+  fs::current_path(before);
+  EXPECT_EQ(filesIn(dir_), std::vector<std::string>{"report.json"});
+}
+
+TEST_F(Outputs, AReportHasTheModeThatOtherFilesGet) {
+  const mode_t before = umask(027);
+  runClient({"--json", dir_.file("report.json"), clip_});
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat(dir_.file("report.json").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+}
+
+TEST_F(Outputs, AFullDiskIsTold) {
+  const Finished end = runClient({"--json", "/dev/full", clip_});
+  EXPECT_EQ(end.err, "qatester: cannot write the report /dev/full: No space left on device\n");
+  EXPECT_EQ(linesOf(end.out).size(), 4U);
+  EXPECT_EQ(end.code, 2);
+}
+
+TEST_F(Outputs, ADeviceIsWrittenAndStaysOne) {
+  EXPECT_EQ(runClient({"--json", "/dev/null", clip_}).code, 0);
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(Outputs, APipeIsWritten) {
+  const std::string pipe = dir_.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  const Finished end = runClient({"--json", pipe, clip_});
+  std::string text(1 << 16, '\0');
+  const ssize_t count = read(reader, text.data(), text.size());
+  close(reader);
+  ASSERT_GT(count, 0);
+  text.resize(static_cast<std::size_t>(count));
+  EXPECT_EQ(onlyFile(json::parse(text)).at("file"), clip_);
+  EXPECT_TRUE(fs::is_fifo(pipe));
+  EXPECT_EQ(end.code, 0);
+}
+
+TEST_F(Outputs, StandardOutputByItsDeviceNameIsStandardOutput) {
+  const Finished end = runClient({"-q", "--json", "/dev/stdout", clip_});
+  EXPECT_EQ(onlyFile(json::parse(end.out)).at("file"), clip_);
+}
+
+TEST_F(Outputs, AnInputIsNeverWrittenTo) {
+  const std::string content = readFile(clip_);
+  expectRefusal({"--json", clip_, clip_}, clip_ + " is to be read and written");
+  expectRefusal({"--log", clip_, clip_}, clip_ + " is to be read and written");
+  EXPECT_EQ(readFile(clip_), content);
+  const std::string settings = dir_.file("qa.settings");
+  writeFile(settings, "a=b\n");
+  expectRefusal({"--settings", settings, "--log", settings, clip_},
+                settings + " is to be read and written");
+  EXPECT_EQ(readFile(settings), "a=b\n");
+}
+
+TEST_F(Outputs, TheLogHasAHeaderPerFileAndGrows) {
+  const std::string log = dir_.file("qa.log");
+  const std::string second = goodClip(clips_, "second.mkv");
+  writeFile(log, "before\n");
+  EXPECT_EQ(runClient({"--log", log, "--checks", "frame-rate", clip_, second}).code, 0);
+  const std::string text = readFile(log);
+  EXPECT_EQ(text.rfind("before\n", 0), 0U);
+  const std::size_t first = text.find("Testing File:\t" + clip_ + "\n");
+  const std::size_t other = text.find("Testing File:\t" + second + "\n");
+  ASSERT_NE(first, std::string::npos);
+  ASSERT_NE(other, std::string::npos);
+  EXPECT_LT(first, text.find("QAFramerate: Test Complete.\n"));
+  EXPECT_LT(text.find("QAFramerate: Test Complete.\n"), other);
+}
+
+TEST_F(Outputs, ALogThatIsTakenAwayIsToldOnce) {
+  fs::create_directory(dir_.file("logs"));
+  Process process(client(
+      {"--pauses", "fixed", "--log", dir_.file("logs/qa.log"), "--checks", "frame-rate", clip_}));
+  ASSERT_TRUE(process.waitFor(clip_));
+  while (readFile(dir_.file("logs/qa.log")).find("Buffering...") == std::string::npos) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  fs::remove_all(dir_.file("logs"));
+  process.signal(SIGINT);
+  EXPECT_EQ(process.wait().err, "qatester: Error: Unable to open log file.\nqatester: stopped\n");
+}
+
+TEST_F(Outputs, AReaderThatIsGoneCostsTheTableOnly) {
+  for (const Sink sink : {Sink::gone, Sink::closed}) {
+    Command command = client({"--json", dir_.file("report.json"), clip_});
+    command.out = sink;
+    const Finished end = run(command);
+    EXPECT_EQ(end.code, 2);
+    EXPECT_EQ(end.err.rfind("qatester: cannot write to standard output: ", 0), 0U) << end.err;
+    EXPECT_EQ(onlyFile(written("report.json")).at("checks").size(), 3U);
+    EXPECT_EQ(filesIn(dir_), std::vector<std::string>{"report.json"});
+    fs::remove(dir_.file("report.json"));
+  }
+}
+
+TEST_F(Outputs, AReportOnAClosedStandardOutputIsTold) {
+  Command command = client({"-q", "--json", "-", clip_});
+  command.out = Sink::gone;
+  const Finished end = run(command);
+  EXPECT_EQ(end.code, 2);
+  EXPECT_EQ(linesOf(end.err).size(), 1U) << end.err;
+}
+
+TEST_F(Outputs, AClosedStandardErrorHarmsNothing) {
+  Command command = client({"--json", dir_.file("report.json"), clip_, dir_.file("missing")});
+  command.err = Sink::closed;
+  EXPECT_EQ(run(command).code, 2);
+  EXPECT_EQ(written("report.json").at("files").size(), 2U);
+}
+
+TEST_F(Outputs, NothingButTheTableIsOnStandardOutput) {
+  const Finished end = runClient({"--log", dir_.file("qa.log"), clip_});
+  EXPECT_EQ(withoutTimes(end.out), end.out);
+  EXPECT_EQ(linesOf(end.out).size(), 4U);
+}
+
+}  // namespace
+}  // namespace qatest

@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "ExitCode.h"
+#include "Listener.h"
+#include "Output.h"
+#include "Report.h"
+#include "Table.h"
+
+namespace cli {
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+TEST(NumberJson, ReadsBackToTheSameFloat) {
+  for (const float value :
+       {0.0F, -0.0F, 0.1F, 29.97F, 26.04F, 1.0e-45F, 3.4028235e38F, -1.0F / 3.0F}) {
+    const Json read = Json::parse(numberJson(value).dump());
+    ASSERT_TRUE(read.is_number());
+    EXPECT_EQ(read.get<float>(), value);
+    EXPECT_EQ(std::signbit(read.get<float>()), std::signbit(value));
+  }
+}
+
+TEST(NumberJson, ThatIsNotFiniteIsAText) {
+  EXPECT_EQ(numberJson(std::nanf("")), "nan");
+  EXPECT_EQ(numberJson(kInfinity), "inf");
+  EXPECT_EQ(numberJson(-kInfinity), "-inf");
+}
+
+const Check& measuring() {
+  return *findCheck("frame-rate");
+}
+
+CheckReport reportOf(State state, const Check& check = measuring()) {
+  CheckReport report;
+  report.check = &check;
+  report.findings.state = state;
+  return report;
+}
+
+FileReport fileWith(const std::vector<State>& states, const std::string& error = "") {
+  FileReport file;
+  file.error = error;
+  for (const State state : states) {
+    file.checks.push_back(reportOf(state));
+  }
+  return file;
+}
+
+struct ExitCase {
+  const char* why;
+  std::vector<FileReport> files;
+  bool outputFailed;
+  int signal;
+  int code;
+};
+
+TEST(ExitCode, FollowsTheWorstThatHappened) {
+  const ExitCase cases[] = {
+      {"all passed", {fileWith({State::pass, State::info})}, false, 0, 0},
+      {"one failed", {fileWith({State::pass}), fileWith({State::fail})}, false, 0, 1},
+      {"some not measured", {fileWith({State::pass, State::notMeasured})}, false, 0, 0},
+      {"measured without judging", {fileWith({State::info, State::notMeasured})}, false, 0, 0},
+      {"nothing measured", {fileWith({State::pass}), fileWith({State::notMeasured})}, false, 0, 2},
+      {"unreadable", {fileWith({State::fail}, "is empty")}, false, 0, 2},
+      {"output failed", {fileWith({State::fail})}, true, 0, 2},
+      {"interrupted", {fileWith({State::fail}, "is empty")}, true, 2, 130},
+      {"terminated", {}, false, 15, 143},
+  };
+  for (const ExitCase& tested : cases) {
+    EXPECT_EQ(exitCode(tested.files, tested.outputFailed, tested.signal), tested.code)
+        << tested.why;
+  }
+}
+
+TEST(ExitCode, ACheckThatMeasuresNothingIsNoMeasurementAndNoTrouble) {
+  const Check& drop = *findCheck("drop-no-drop");
+  FileReport alone;
+  alone.checks = {reportOf(State::info, drop)};
+  EXPECT_EQ(exitCode({alone}, false, 0), 0);
+  FileReport beside;
+  beside.checks = {reportOf(State::info, drop), reportOf(State::notMeasured)};
+  EXPECT_EQ(exitCode({beside}, false, 0), 2);
+}
+
+TEST(CheckTable, HasEveryNameOnceWithAHelpLineAndAZeroResult) {
+  for (const Check& check : allChecks()) {
+    EXPECT_EQ(findCheck(check.name), &check);
+    EXPECT_NE(std::string(check.help), "");
+    EXPECT_TRUE(check.zeroResult().is_object());
+  }
+  EXPECT_EQ(findCheck("frame_rate"), nullptr);
+}
+
+TEST(ListenerSlots, KeepOnlyTheCheckOwnPercents) {
+  std::vector<int> shown;
+  Listener listener([&](int percent) { shown.push_back(percent); });
+  CheckReport report = reportOf(State::pass);
+  listener.listenFor(report);
+  listener.onFrameRateProgress(1.0F);
+  listener.onLoudnessProgress(2.0F);
+  listener.onPhaseProgress(2.0F);
+  listener.onLevelsProgress(2.0F);
+  listener.onMonoProgress(2.0F);
+  listener.onFieldDominanceProgress(2.0F);
+  listener.onPullDownProgress(2.0F);
+  listener.onSpareProgress(2.0F);
+  listener.onChromaProgress(2.0F);
+  listener.onGamutProgress(2.0F);
+  listener.onTearingProgress(2.0F);
+  listener.onTimecodeProgress(2.0F);
+  listener.onFrameRateProgress(3.0F);
+  listener.onMessage("text");
+  listener.onFailure();
+  EXPECT_EQ(report.progress, (std::vector<int>{1, 3}));
+  EXPECT_EQ(shown, report.progress);
+  EXPECT_EQ(report.messages, std::vector<std::string>{"text"});
+  EXPECT_EQ(report.failures, 1);
+}
+
+TEST(TableLine, JoinsFiguresAndReason) {
+  CheckReport report = reportOf(State::notMeasured);
+  report.findings.figures = "3 of 9";
+  report.findings.reason = "stopped";
+  EXPECT_EQ(tableLine(report, 12, false), "  frame-rate    not-measured  3 of 9; stopped");
+}
+
+TEST(TableLine, EndsWithTheStateWhenThereIsNothingToSay) {
+  EXPECT_EQ(tableLine(reportOf(State::pass), 10, false), "  frame-rate  pass");
+}
+
+TEST(Printable, KeepsTextAndReplacesControls) {
+  EXPECT_EQ(printable("caf\xc3\xa9 1\t2\n3\x7f"), "caf\xc3\xa9 1?2?3?");
+}
+
+}  // namespace
+}  // namespace cli

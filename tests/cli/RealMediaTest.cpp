@@ -1,0 +1,48 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "Client.h"
+
+namespace qatest {
+namespace {
+
+using nlohmann::json;
+
+const std::string kMedia = QATESTER_MEDIA_DIR;
+
+std::vector<std::string> realFiles() {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(kMedia)) {
+    if (entry.path().extension() != ".md") {
+      files.push_back(entry.path().string());
+    }
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+TEST(RealMedia, EveryFileGetsASensibleLineForEveryCheck) {
+  if (!std::filesystem::is_directory(kMedia)) {
+    GTEST_SKIP() << "no real media";
+  }
+  for (const std::string& file : realFiles()) {
+    const Finished end = runClient({"--json", "-", file});
+    EXPECT_GE(end.code, 0) << file << " " << end.err;
+    EXPECT_LE(end.code, 2) << file << " " << end.err;
+    const json report = onlyFile(json::parse(end.out));
+    // The name, a line a check, and one more for a file that does not open.
+    const bool opens = !report.contains("error");
+    EXPECT_EQ(linesOf(end.err).size(), opens ? 4U : 5U) << end.err;
+    EXPECT_TRUE(opens || end.code == 2) << file;
+    for (const json& check : report.at("checks")) {
+      const bool invalid = check.at("name") == "valid" && check.at("state") == "fail";
+      const bool needsReason = invalid || check.at("state") == "not-measured";
+      EXPECT_EQ(check.contains("reason"), needsReason) << file << " " << check;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qatest
