@@ -8,16 +8,23 @@ target_compile_options(qatester_flags INTERFACE
   -Wnon-virtual-dtor -Woverloaded-virtual -Werror
   # Arithmetic that clients compare bit for bit: no fused multiply-add, no reordering.
   -ffp-contract=off
-  -fstack-protector-strong
-  # The compiler of a distribution may bring a level of its own.
-  $<$<AND:$<CONFIG:Release>,$<STREQUAL:${QATESTER_SANITIZE},>>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
+  -fstack-protector-strong)
 target_compile_definitions(qatester_flags INTERFACE
   $<$<NOT:$<CONFIG:Release>>:_GLIBCXX_ASSERTIONS>)
 target_link_options(qatester_flags INTERFACE
   -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--no-undefined)
+if(NOT QATESTER_SANITIZE)
+  # The compiler of a distribution may bring a level of its own.
+  target_compile_options(qatester_flags INTERFACE
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+endif()
 
 if(QATESTER_SANITIZE)
   add_compile_options(-fsanitize=${QATESTER_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QATESTER_SANITIZE})
+else()
+  # The compiler of a distribution may bring a level of its own.
+  target_compile_options(qatester_flags INTERFACE
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()
