@@ -4,7 +4,8 @@ check_pie_supported(LANGUAGES CXX)
 # Flags of every target of ours, and of nobody who links to us.
 add_library(qatester_flags INTERFACE)
 target_compile_options(qatester_flags INTERFACE
-  -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=compatible-local> -Wconversion -Wsign-conversion
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion
+  $<$<CXX_COMPILER_ID:GNU>:-Wshadow=compatible-local>
   -Wnon-virtual-dtor -Woverloaded-virtual -Werror
   # Arithmetic that clients compare bit for bit: no fused multiply-add, no reordering.
   -ffp-contract=off
@@ -13,11 +14,6 @@ target_compile_definitions(qatester_flags INTERFACE
   $<$<NOT:$<CONFIG:Release>>:_GLIBCXX_ASSERTIONS>)
 target_link_options(qatester_flags INTERFACE
   -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--no-undefined)
-if(NOT QATESTER_SANITIZE)
-  # The compiler of a distribution may bring a level of its own.
-  target_compile_options(qatester_flags INTERFACE
-    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
-endif()
 
 if(QATESTER_SANITIZE)
   add_compile_options(-fsanitize=${QATESTER_SANITIZE} -fno-omit-frame-pointer
@@ -26,5 +22,5 @@ if(QATESTER_SANITIZE)
 else()
   # The compiler of a distribution may bring a level of its own.
   target_compile_options(qatester_flags INTERFACE
-    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 endif()
