@@ -486,7 +486,7 @@ TEST_P(SliceThreads, GiveThePicturesOfOneThreadEvenFromDamage) {
   spec.height = 576;
   spec.frames = 12;
   const std::string whole = clip(file, spec);
-  const std::string damaged = damagedCopy(dir, "damaged-" + file, whole, intact, 4099);
+  const std::string damaged = damagedCopy(dir, "damaged-" + file, whole, intact, 1501);
   for (const std::string& path : {whole, damaged}) {
     const Clip clip(path);
     OxVideoStream stream(clip.container.get(), clip.index);

@@ -38,6 +38,23 @@ PictureFacts factsOf(const AVFrame& frame, double time) {
 
 }  // namespace
 
+std::ostream& operator<<(std::ostream& out, const PacketFacts& packet) {
+  return out << "{dts " << packet.dts << ", pts " << packet.pts << ", " << packet.size << " bytes, "
+             << std::hex << packet.checksum << std::dec << "}";
+}
+
+std::ostream& operator<<(std::ostream& out, const PictureFacts& picture) {
+  return out << "{" << picture.time << " s, " << picture.microseconds << ", " << picture.width
+             << "x" << picture.height << (picture.interlaced ? " interlaced" : "")
+             << (picture.topFieldFirst ? " top first, " : ", ") << std::hex << picture.checksum
+             << std::dec << "}";
+}
+
+std::ostream& operator<<(std::ostream& out, const BlockFacts& block) {
+  return out << "{" << block.time << " s, " << block.bytes.size() << " bytes, " << std::hex
+             << checksum(block.bytes.data(), block.bytes.size()) << std::dec << "}";
+}
+
 uint64_t checksum(const uint8_t* bytes, std::size_t count, uint64_t start) {
   uint64_t sum = start;
   for (; count >= 8; bytes += 8, count -= 8) {
@@ -140,6 +157,9 @@ std::vector<PictureFacts> expectedPictures(const AVStream& stream,
                                            const std::vector<PacketHandle>& packets) {
   ReferenceDecoder decoder(stream);
   std::vector<PictureFacts> pictures;
+  // A picture keeps its buffers until the next is complete. That must be so here, too: concealment
+  // of damage shows what is left in the buffers that are free.
+  FrameHandle last;
   const double unit =
       static_cast<double>(stream.time_base.num) / static_cast<double>(stream.time_base.den);
   for (const PacketHandle& packet : packets) {
@@ -147,10 +167,11 @@ std::vector<PictureFacts> expectedPictures(const AVStream& stream,
       decoder.flush();
       continue;
     }
-    const std::vector<FrameHandle> frames = decoder.decode(*packet);
+    std::vector<FrameHandle> frames = decoder.decode(*packet);
     if (!frames.empty()) {
       const double ticks = packet->dts == AV_NOPTS_VALUE ? 0.0 : static_cast<double>(packet->dts);
       pictures.push_back(factsOf(*frames.front(), unit * ticks));
+      last = std::move(frames.front());
     }
   }
   return pictures;

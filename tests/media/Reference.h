@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,10 @@ struct BlockFacts {
   std::vector<uint8_t> bytes;
   bool operator==(const BlockFacts&) const = default;
 };
+
+std::ostream& operator<<(std::ostream& out, const PacketFacts& packet);
+std::ostream& operator<<(std::ostream& out, const PictureFacts& picture);
+std::ostream& operator<<(std::ostream& out, const BlockFacts& block);
 
 uint64_t checksum(const uint8_t* bytes, std::size_t count, uint64_t start = 14695981039346656037U);
 uint64_t checksumOfPlanes(const AVFrame& frame);

@@ -103,6 +103,12 @@ QuickWaits::~QuickWaits() {
   microsecondsBack = 0;
 }
 
+TrueWaits::TrueWaits() : before_(microsecondsBack.exchange(0)) {}
+
+TrueWaits::~TrueWaits() {
+  microsecondsBack = before_;
+}
+
 ShortStarts::ShortStarts() {
   startsAreShort = true;
 }

@@ -29,6 +29,18 @@ class QuickWaits {
   QuickWaits& operator=(const QuickWaits&) = delete;
 };
 
+/// While one lives, there are no quick waits, even if a `QuickWaits` lives longer.
+class TrueWaits {
+ public:
+  TrueWaits();
+  ~TrueWaits();
+  TrueWaits(const TrueWaits&) = delete;
+  TrueWaits& operator=(const TrueWaits&) = delete;
+
+ private:
+  long before_;
+};
+
 /// While one lives, a pause of 500 is as short as any other: for tests in which no thread reads.
 class ShortStarts {
  public:
