@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "Client.h"
-#include "support/Console.h"
 
 namespace qatest {
 namespace {
@@ -220,7 +219,7 @@ TEST_F(Outputs, AClosedStandardErrorHarmsNothing) {
 
 TEST_F(Outputs, NothingButTheTableIsOnStandardOutput) {
   const Finished end = runClient({"--log", dir_.file("qa.log"), clip_});
-  EXPECT_EQ(withoutTimes(end.out), end.out);
+  EXPECT_EQ(end.out.find("QA"), std::string::npos) << end.out;
   EXPECT_EQ(linesOf(end.out).size(), 4U);
 }
 
