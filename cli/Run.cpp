@@ -252,6 +252,9 @@ class Run {
       outputFailed_ = true;
       complain("cannot write to standard output: " + errorText(out_.error()));
     }
+    // Nobody is left to tell this to.
+    const bool tableLost = tableOutput() == &err_ && err_.error() != 0;
+    outputFailed_ = outputFailed_ || tableLost;
     return exitCode(files_, outputFailed_, interrupt_.signal());
   }
 

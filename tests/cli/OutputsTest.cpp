@@ -217,6 +217,14 @@ TEST_F(Outputs, AClosedStandardErrorHarmsNothing) {
   EXPECT_EQ(written("report.json").at("files").size(), 2U);
 }
 
+TEST_F(Outputs, ATableLostWithStandardErrorExitsWith2) {
+  Command command = client({"--json", "-", clip_});
+  command.err = Sink::closed;
+  const Finished end = run(command);
+  EXPECT_EQ(onlyFile(json::parse(end.out)).at("file"), clip_);
+  EXPECT_EQ(end.code, 2);
+}
+
 TEST_F(Outputs, NothingButTheTableIsOnStandardOutput) {
   const Finished end = runClient({"--log", dir_.file("qa.log"), clip_});
   EXPECT_EQ(end.out.find("QA"), std::string::npos) << end.out;
