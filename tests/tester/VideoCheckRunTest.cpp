@@ -65,7 +65,7 @@ class Recording : public qatester::VideoMeasurement {
 /// A run of the test check on `file`.
 struct TestRun {
   explicit TestRun(const std::string& file, int slateSeconds, QATesterOptions runOptions = {},
-               const char* settingsText = "")
+                   const char* settingsText = "")
       : fileName(file), options(std::move(runOptions)), slate(slateSeconds) {
     qatest::writeFile(folder.file("settings"), settingsText);
     options.outcome = [this](const QACheckOutcome& o) { outcome = o; };
