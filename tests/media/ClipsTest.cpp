@@ -17,13 +17,7 @@ TEST_P(ClipMaker, TheSameSpecGivesTheSameBytes) {
   EXPECT_TRUE(bytes == readFile(makeClip(second, name, spec)));
 }
 
-INSTANTIATE_TEST_SUITE_P(, ClipMaker, testing::ValuesIn(clipKinds()), [](const auto& info) {
-  std::string name = info.param.fileName;
-  for (char& letter : name) {
-    letter = std::isalnum(static_cast<unsigned char>(letter)) != 0 ? letter : '_';
-  }
-  return name;
-});
+INSTANTIATE_TEST_SUITE_P(, ClipMaker, testing::ValuesIn(clipKinds()));
 
 TEST(Quantize, RoundsHalfToEvenAndClips) {
   EXPECT_EQ(quantize(0.5 / 32768.0, 16), 0);

@@ -85,6 +85,10 @@ struct Layout {
   AVSampleFormat encoderFormat;
   int sampleFormat;
   int bytesPerSample;
+
+  friend std::ostream& operator<<(std::ostream& out, const Layout& value) {
+    return out << value.file;
+  }
 };
 
 class BlockLayout : public OxAudioStreamTest, public testing::WithParamInterface<Layout> {};

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -18,6 +20,28 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which have their own heaps
+#define GUARDED_HEAP
+
+namespace {
+constexpr std::size_t kGuardBytes = 64;
+constexpr uint8_t kGuard = 0xee;
+/// Blocks of this size get guard bytes behind them; 0: none do.
+std::atomic<std::size_t> guardedSize{0};
+}  // namespace
+
+extern "C" void* __libc_malloc(std::size_t bytes);
+
+extern "C" void* malloc(std::size_t bytes) noexcept {
+  if (bytes == 0 || bytes != guardedSize) {
+    return __libc_malloc(bytes);
+  }
+  auto* block = static_cast<uint8_t*>(__libc_malloc(bytes + kGuardBytes));
+  std::fill_n(block + bytes, kGuardBytes, kGuard);
+  return block;
+}
+#endif
 
 namespace {
 
@@ -104,6 +128,15 @@ std::vector<uint8_t> scaledInWideRows(const AVFrame& picture) {
     packed.insert(packed.end(), begin, begin + rowBytes);
   }
   return packed;
+}
+
+/// Every remainder of 16 several times, and sizes of real pictures.
+std::vector<int> widthsToConvert() {
+  std::vector<int> widths = {718, 854, 1278, 1366, 1918};
+  for (int width = 1; width <= 70; ++width) {
+    widths.push_back(width);
+  }
+  return widths;
 }
 
 void expectExactConversion(OxVideoStream& stream, int width, int height, AVPixelFormat format) {
@@ -340,6 +373,10 @@ struct Reordering {
   std::string file;
   VideoSpec spec;
   int pictures;  ///< of 50: as many as are reordered never come without a flush
+
+  friend std::ostream& operator<<(std::ostream& out, const Reordering& value) {
+    return out << value.file;
+  }
 };
 
 class PictureTimes : public OxVideoStreamTest, public testing::WithParamInterface<Reordering> {};
@@ -476,6 +513,10 @@ struct SlicedClip {
   std::string file;
   VideoSpec spec;
   std::size_t intactBytes;
+
+  friend std::ostream& operator<<(std::ostream& out, const SlicedClip& value) {
+    return out << value.file;
+  }
 };
 
 class SliceThreads : public OxVideoStreamTest, public testing::WithParamInterface<SlicedClip> {};
@@ -503,21 +544,39 @@ INSTANTIATE_TEST_SUITE_P(, SliceThreads,
                                          SlicedClip{"dv.dv", dvPal(), 300000},
                                          SlicedClip{"ffv1.nut", ffv1(), 60000}));
 
-TEST_F(OxVideoStreamTest, ConversionWritesEveryPixelAndNothingElse) {
+TEST_F(OxVideoStreamTest, ConversionWritesEveryPixel) {
   const Clip clip(this->clip("a.mkv", ffv1(1)));
   OxVideoStream stream(clip.container.get(), clip.index);
-  std::vector<int> widths = {718, 854, 1278, 1366, 1918};
-  for (int width = 1; width <= 70; ++width) {
-    widths.push_back(width);
-  }
   for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P}) {
-    for (const int width : widths) {
+    for (const int width : widthsToConvert()) {
       for (const int height : {1, 2, 5, 16, 31}) {
         expectExactConversion(stream, width, height, format);
       }
     }
   }
 }
+
+#ifdef GUARDED_HEAP
+TEST_F(OxVideoStreamTest, ConversionWritesNothingBehindItsBuffer) {
+  const Clip clip(this->clip("a.mkv", ffv1(1)));
+  OxVideoStream stream(clip.container.get(), clip.index);
+  for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P}) {
+    for (const int width : widthsToConvert()) {
+      const FrameHandle picture = pictureOf(width, 16, format, width);
+      OxVideoFrameYUV yuv = recordOf(*picture);
+      const auto bytes = static_cast<std::size_t>(width) * 16 * 3;
+      guardedSize = bytes;
+      const std::unique_ptr<OxVideoFrameRGB> rgb(stream.getRGBFromYUV(&yuv));
+      guardedSize = 0;
+      const Buffer buffer(rgb->buffer);
+      const uint8_t* behind = rgb->buffer + bytes;
+      ASSERT_TRUE(
+          std::all_of(behind, behind + kGuardBytes, [](uint8_t byte) { return byte == kGuard; }))
+          << width << " " << av_get_pix_fmt_name(format);
+    }
+  }
+}
+#endif
 
 TEST_F(OxVideoStreamTest, APalPictureHasItsBytes) {
   VideoSpec spec = ffv1(1);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -111,6 +112,11 @@ ClipSpec withoutDuration(ClipSpec spec);
 struct ClipKind {
   std::string fileName;
   ClipSpec spec;
+
+  /// Names the tests that have it as their parameter.
+  friend std::ostream& operator<<(std::ostream& out, const ClipKind& kind) {
+    return out << kind.fileName;
+  }
 };
 
 /// Every codec, container and number of streams that the tests go through, about two seconds each.
