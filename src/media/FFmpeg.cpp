@@ -15,11 +15,11 @@ namespace qatester::ffmpeg {
 namespace {
 
 /// Decoders whose slice threads give the pictures of a single thread bit for bit, damaged streams
-/// included. H.264 and HEVC are not among them: their concealment depends on the number of threads.
-/// Frame threads would change which packet completes which picture.
+/// included. Others conceal damage differently with each number of threads: seen with MPEG-2,
+/// H.264, HEVC, VP9, ProRes and FFV1. Frame threads would change which packet completes which
+/// picture.
 bool slicesAreExact(AVCodecID codec) {
-  return codec == AV_CODEC_ID_MPEG2VIDEO || codec == AV_CODEC_ID_DVVIDEO ||
-         codec == AV_CODEC_ID_FFV1;
+  return codec == AV_CODEC_ID_DVVIDEO;
 }
 
 /// Float samples that stay float: PCM, and the lossless codec that carries it.
