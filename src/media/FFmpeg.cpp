@@ -1,9 +1,9 @@
 #include "media/FFmpeg.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <iterator>
+#include <limits>
 #include <thread>
 
 extern "C" {
@@ -28,15 +28,21 @@ bool carriesFloatPcm(AVCodecID codec) {
          (codec >= AV_CODEC_ID_FIRST_AUDIO && codec < AV_CODEC_ID_ADPCM_IMA_QT);
 }
 
-int16_t toSigned16(double sample) {
-  const double scaled = sample * 32768.0;
-  if (!(scaled > -32768.0)) {  // NaN as well
+/// Full scale is 32768; rounded to nearest, halves to even, and clipped.
+template <typename Float>
+int16_t toSigned16(Float sample) {
+  const Float scaled = sample * Float{32768};
+  if (!(scaled > Float{-32768})) {  // NaN as well
     return -32768;
   }
-  if (scaled >= 32767.0) {
+  if (scaled >= Float{32767}) {
     return 32767;
   }
-  return static_cast<int16_t>(std::lrint(scaled));
+  // Adding 1.5 * 2^mantissa leaves no room for a fraction: the addition itself rounds. Unlike a
+  // call of lrint it can be vectorised.
+  constexpr Float kNoFraction =
+      Float{1.5} * static_cast<Float>(uint64_t{1} << (std::numeric_limits<Float>::digits - 1));
+  return static_cast<int16_t>((scaled + kNoFraction) - kNoFraction);
 }
 
 /// Writes the samples of `block` interleaved, each through `convert`.
@@ -90,9 +96,9 @@ int deliverBlock(const AVFrame& block, int sampleFormat, uint8_t* output) {
         return AVERROR_INVALIDDATA;
     }
   } else if (wanted == AV_SAMPLE_FMT_S16 && decoded == AV_SAMPLE_FMT_FLT) {
-    interleave<float, int16_t>(block, channels, output, toSigned16);
+    interleave<float, int16_t>(block, channels, output, toSigned16<float>);
   } else if (wanted == AV_SAMPLE_FMT_S16 && decoded == AV_SAMPLE_FMT_DBL) {
-    interleave<double, int16_t>(block, channels, output, toSigned16);
+    interleave<double, int16_t>(block, channels, output, toSigned16<double>);
   } else {
     return AVERROR_INVALIDDATA;  // the decoder changed its format in mid-stream
   }

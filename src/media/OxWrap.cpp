@@ -353,6 +353,8 @@ OxWrap::OxWrap(const std::string& fileName, const OxWrapOptions& options)
 OxWrap::~OxWrap() {
   if (bufferState != kStopped) {
     buffering_->setState(kStopped);
+    // A join may throw in a thread that is being interrupted; a destructor must not.
+    const boost::this_thread::disable_interruption uninterrupted;
     bufferThread.timed_join(boost::posix_time::microsec_clock::universal_time() +
                             boost::posix_time::milliseconds(kDestructorWaitMilliseconds));
   }
