@@ -105,6 +105,27 @@ int deliverBlock(const AVFrame& block, int sampleFormat, uint8_t* output) {
   return static_cast<int>(bytes);
 }
 
+/// Sends a packet to its decoder and hands every frame that it completes to `take`. Returns the
+/// bytes consumed or a negative error code.
+template <typename Take>
+int decodePacket(AVCodecContext* context, const AVPacket* packet, Take take) {
+  if (packet->data == nullptr || packet->size <= 0) {
+    return 0;
+  }
+  const int sent = avcodec_send_packet(context, packet);
+  if (sent < 0 && sent != AVERROR(EAGAIN)) {
+    return sent;
+  }
+  const UniqueFrame frame(av_frame_alloc());
+  if (frame == nullptr) {
+    return AVERROR(ENOMEM);
+  }
+  while (avcodec_receive_frame(context, frame.get()) >= 0) {
+    take(frame.get());
+  }
+  return packet->size;
+}
+
 }  // namespace
 
 ScopedPacket::ScopedPacket() {
@@ -190,28 +211,30 @@ void freeDecoder(AVCodecContext** context) {
   avcodec_free_context(context);
 }
 
+AVStream* openStreamDecoder(AVFormatContext* container, int streamIndex, AVMediaType type,
+                            const AVCodec** decoder, AVCodecContext** context) {
+  if (container == nullptr || streamIndex < 0 ||
+      static_cast<unsigned>(streamIndex) >= container->nb_streams) {
+    return nullptr;
+  }
+  AVStream* stream = container->streams[streamIndex];
+  *decoder = avcodec_find_decoder(stream->codecpar->codec_id);
+  *context = makeDecoderContext(stream, *decoder);
+  const bool open =
+      *context != nullptr && (*context)->codec_type == type && openDecoder(*context, *decoder);
+  return open ? stream : nullptr;
+}
+
 int decodeVideo(AVCodecContext* context, AVFrame* picture, bool* gotPicture,
                 const AVPacket* packet) {
   *gotPicture = false;
-  if (packet->data == nullptr || packet->size <= 0) {
-    return 0;
-  }
-  const int sent = avcodec_send_packet(context, packet);
-  if (sent < 0 && sent != AVERROR(EAGAIN)) {
-    return sent;
-  }
-  const UniqueFrame received(av_frame_alloc());
-  if (received == nullptr) {
-    return AVERROR(ENOMEM);
-  }
-  while (avcodec_receive_frame(context, received.get()) >= 0) {
+  return decodePacket(context, packet, [&](AVFrame* received) {
     if (!*gotPicture) {
       av_frame_unref(picture);
-      av_frame_move_ref(picture, received.get());
+      av_frame_move_ref(picture, received);
       *gotPicture = true;
     }
-  }
-  return packet->size;
+  });
 }
 
 AVFrame* borrowPicture(const AVFrame& picture) {
@@ -240,28 +263,17 @@ int deliveredSampleFormat(const AVCodecContext* context) {
 int decodeAudio(AVCodecContext* context, int sampleFormat, uint8_t* output, int* outputBytes,
                 const AVPacket* packet) {
   *outputBytes = 0;
-  if (packet->data == nullptr || packet->size <= 0) {
-    return 0;
-  }
-  const int sent = avcodec_send_packet(context, packet);
-  if (sent < 0 && sent != AVERROR(EAGAIN)) {
-    return sent;
-  }
-  const UniqueFrame block(av_frame_alloc());
-  if (block == nullptr) {
-    return AVERROR(ENOMEM);
-  }
   int blocks = 0;
-  int result = 0;
-  while (avcodec_receive_frame(context, block.get()) >= 0) {
+  int delivered = 0;
+  const int consumed = decodePacket(context, packet, [&](AVFrame* block) {
     if (blocks++ == 0) {
-      result = deliverBlock(*block, sampleFormat, output);
+      delivered = deliverBlock(*block, sampleFormat, output);
     }
+  });
+  if (consumed < 0 || delivered < 0) {
+    return std::min(consumed, delivered);
   }
-  if (result < 0) {
-    return result;
-  }
-  *outputBytes = result;
+  *outputBytes = delivered;
   return blocks;
 }
 

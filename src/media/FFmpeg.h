@@ -75,6 +75,12 @@ AVCodecContext* makeDecoderContext(const AVStream* stream, const AVCodec* decode
 /// Opens a context made above for video or audio; false when the decoder refuses.
 bool openDecoder(AVCodecContext* context, const AVCodec* decoder);
 
+/// Finds the decoder of a container's stream and opens it, if the stream is of that type. Returns
+/// the stream, or null. What is got to on the way stays in `*decoder` and `*context`, also on
+/// failure.
+AVStream* openStreamDecoder(AVFormatContext* container, int streamIndex, AVMediaType type,
+                            const AVCodec** decoder, AVCodecContext** context);
+
 /// Closes and nulls; null-safe.
 void freeDecoder(AVCodecContext** context);
 

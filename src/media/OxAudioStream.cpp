@@ -31,22 +31,15 @@ uint8_t* allocateBlock(std::size_t bytes) {
 
 OxAudioStream::OxAudioStream(AVFormatContext* formatContext, int streamIndex)
     : formatContext(formatContext), streamIndex(streamIndex) {
-  if (formatContext == nullptr || streamIndex < 0 ||
-      static_cast<unsigned>(streamIndex) >= formatContext->nb_streams) {
-    return;
-  }
-  AVStream* candidate = formatContext->streams[streamIndex];
-  codec = avcodec_find_decoder(candidate->codecpar->codec_id);
-  codecContext = ffmpeg::makeDecoderContext(candidate, codec);
-  if (codecContext == nullptr || codecContext->codec_type != AVMEDIA_TYPE_AUDIO ||
-      !ffmpeg::openDecoder(codecContext, codec)) {
+  stream = ffmpeg::openStreamDecoder(formatContext, streamIndex, AVMEDIA_TYPE_AUDIO, &codec,
+                                     &codecContext);
+  if (stream == nullptr) {
     return;
   }
   durationSeconds = static_cast<int32_t>(formatContext->duration) / 1000000;
   sampleRate = codecContext->sample_rate;
   sampleFormat = ffmpeg::deliveredSampleFormat(codecContext);
   bytesPerSample = av_get_bytes_per_sample(static_cast<AVSampleFormat>(sampleFormat));
-  stream = candidate;
   OxPackets::packet_queue_init(&packetQueue);
 }
 

@@ -47,15 +47,9 @@ OxVideoStream::OxVideoStream(AVFormatContext* formatContext, int streamIndex,
       streamIndex(streamIndex),
       control_(std::move(control)),
       scaling_(std::make_unique<Scaling>()) {
-  if (formatContext == nullptr || streamIndex < 0 ||
-      static_cast<unsigned>(streamIndex) >= formatContext->nb_streams) {
-    return;
-  }
-  AVStream* candidate = formatContext->streams[streamIndex];
-  codec = avcodec_find_decoder(candidate->codecpar->codec_id);
-  codecContext = ffmpeg::makeDecoderContext(candidate, codec);
-  if (codecContext == nullptr || codecContext->codec_type != AVMEDIA_TYPE_VIDEO ||
-      !ffmpeg::openDecoder(codecContext, codec)) {
+  AVStream* candidate = ffmpeg::openStreamDecoder(formatContext, streamIndex, AVMEDIA_TYPE_VIDEO,
+                                                  &codec, &codecContext);
+  if (candidate == nullptr) {
     return;
   }
   picture_ = av_frame_alloc();

@@ -33,10 +33,10 @@ std::string today() {
 }
 
 struct Header {
-  std::string log;
-  std::string settings;
-  std::string settingsReport;
-  std::string file;
+  std::string log = "";
+  std::string settings = "";
+  std::string settingsReport = "";
+  std::string file = "";
   bool visual = false;
   bool console = true;
   bool toFile = true;
@@ -100,69 +100,64 @@ TEST(TesterConstruction, SettingsReportFollowsTheLineThatNamesThem) {
       date);
 }
 
-TEST(TesterConstruction, StoredSettingsChangeNothing) {
-  const TempDir folder;
-  const std::string log = folder.file("report.log");
-  const std::string settings = folder.file("qa.settings");
-  writeFile(settings,
-            "QATesterVisual=1\nQATesterConsoleOutput=0\nQATesterFileOutput=0\n"
-            "QATesterSlateSeconds=-3\n");
-  const std::string date = today();
-  const std::string console = consoleOutputOf([&] {
-    QATester tester("none.mov", nullptr, settings.c_str(), log.c_str());
-    tester.checkFrameRate();
-  });
-  const std::string afterHeader =
-      "[T] QAFramerate: Beginning Test.\n[T] QAFramerate: Failed to load file...\n";
-  ASSERT_GT(console.size(), afterHeader.size());
-  EXPECT_EQ(readFile(log), console) << "both outputs stay on";
-  const std::string plain = withoutTimes(console);
-  EXPECT_EQ(plain.substr(plain.size() - afterHeader.size()), afterHeader);
-  expectHeader(plain.substr(0, plain.size() - afterHeader.size()),
-               {.log = log, .settings = settings, .settingsReport = "", .file = "none.mov"}, date);
+/// A tester on a missing file, its settings and its log; the frame-rate check has been run.
+struct MissingFile {
+  MissingFile(const char* settingsText, QALookup lookup) {
+    writeFile(settings, settingsText);
+    QATesterOptions options;
+    options.lookup = lookup;
+    console = consoleOutputOf([&] {
+      QATester tester("none.mov", nullptr, settings.c_str(), log.c_str(), options);
+      tester.checkFrameRate();
+    });
+    file = readFile(log);
+  }
+
+  void expectHeaderIn(const std::string& text, Header expected) const {
+    expected.log = log;
+    expected.settings = settings;
+    expected.file = "none.mov";
+    expectHeader(text, expected, date);
+  }
+
+  TempDir folder;
+  std::string date = today();
+  std::string log = folder.file("report.log");
+  std::string settings = folder.file("qa.settings");
+  std::string console;
+  std::string file;
+};
+
+/// What the check logs, without time stamps.
+const std::string kMissingFileLines =
+    "[T] QAFramerate: Beginning Test.\n[T] QAFramerate: Failed to load file...\n";
+
+std::string withoutMissingFileLines(const std::string& text) {
+  const std::string plain = withoutTimes(text);
+  EXPECT_TRUE(plain.ends_with(kMissingFileLines)) << plain;
+  return plain.substr(0, plain.size() - kMissingFileLines.size());
 }
 
-TEST(TesterConstruction, OutputsAreSwitchedAfterTheHeader) {
-  const TempDir folder;
-  const std::string log = folder.file("report.log");
-  const std::string settings = folder.file("qa.settings");
-  writeFile(settings, "QATesterVisual=1\nQATesterConsoleOutput=0\nQATesterFileOutput=1\n");
-  QATesterOptions options;
-  options.lookup = QALookup::stored;
-  const std::string date = today();
-  const std::string console = consoleOutputOf([&] {
-    QATester tester("none.mov", nullptr, settings.c_str(), log.c_str(), options);
-    tester.checkFrameRate();
-  });
-  expectHeader(console,
-               {.log = log,
-                .settings = settings,
-                .settingsReport = "",
-                .file = "none.mov",
-                .visual = true,
-                .console = false},
-               date);
-  EXPECT_EQ(withoutTimes(readFile(log)).substr(withoutTimes(console).size()),
-            "[T] QAFramerate: Beginning Test.\n[T] QAFramerate: Failed to load file...\n");
+TEST(TesterConstruction, StoredSettingsChangeNothing) {
+  const MissingFile run(
+      "QATesterVisual=1\nQATesterConsoleOutput=0\nQATesterFileOutput=0\n"
+      "QATesterSlateSeconds=-3\n",
+      QALookup::defaults);
+  EXPECT_EQ(run.file, run.console) << "both outputs stay on";
+  run.expectHeaderIn(withoutMissingFileLines(run.console), {});
+}
+
+TEST(TesterConstruction, ConsoleOutputCanBeSwitchedOffAfterTheHeader) {
+  const MissingFile run("QATesterVisual=1\nQATesterConsoleOutput=0\nQATesterFileOutput=1\n",
+                        QALookup::stored);
+  run.expectHeaderIn(run.console, {.visual = true, .console = false});
+  EXPECT_EQ(withoutMissingFileLines(run.file), withoutTimes(run.console));
 }
 
 TEST(TesterConstruction, FileOutputCanBeSwitchedOffAfterTheHeader) {
-  const TempDir folder;
-  const std::string log = folder.file("report.log");
-  const std::string settings = folder.file("qa.settings");
-  writeFile(settings, "QATesterFileOutput=0\n");
-  QATesterOptions options;
-  options.lookup = QALookup::stored;
-  const std::string date = today();
-  const std::string console = consoleOutputOf([&] {
-    QATester tester("none.mov", nullptr, settings.c_str(), log.c_str(), options);
-    tester.checkFrameRate();
-  });
-  expectHeader(
-      readFile(log),
-      {.log = log, .settings = settings, .settingsReport = "", .file = "none.mov", .toFile = false},
-      date);
-  EXPECT_NE(console.find("QAFramerate: Failed to load file..."), std::string::npos);
+  const MissingFile run("QATesterFileOutput=0\n", QALookup::stored);
+  run.expectHeaderIn(run.file, {.toFile = false});
+  EXPECT_EQ(withoutMissingFileLines(run.console), withoutTimes(run.file));
 }
 
 TEST(TesterConstruction, SecondTesterAppendsItsHeader) {
@@ -195,11 +190,7 @@ TEST(TesterConstruction, NullNamesCountAsEmpty) {
     QATester tester(nullptr, nullptr, nullptr, log.c_str());
     EXPECT_FALSE(tester.checkFrameRate().passed);
   });
-  const std::string text = withoutTimes(readFile(log));
-  const std::string check =
-      "[T] QAFramerate: Beginning Test.\n[T] QAFramerate: Failed to load file...\n";
-  expectHeader(text.substr(0, text.size() - check.size()),
-               {.log = log, .settings = "", .settingsReport = "", .file = ""}, date);
+  expectHeader(withoutMissingFileLines(readFile(log)), {.log = log}, date);
 }
 
 TEST(TesterConstruction, ConsoleSinkTakesEveryLineAndNeedsNoLogFile) {
