@@ -37,9 +37,20 @@ class Wrapped {
     wrap_.discardAudio(true);
   }
 
-  OxVideoStream& start() {
+  /// Takes every picture; `release` frees one and says its pixel format.
+  template <typename Picture, typename Release>
+  Yield drainWith(Picture (OxVideoStream::*next)(), Release release) {
     wrap_.startBuffering();
-    return *wrap_.getVideoStream();
+    OxVideoStream& video = *wrap_.getVideoStream();
+    Yield yield;
+    for (;;) {
+      const Picture picture = (video.*next)();
+      if (!picture.valid) {
+        return yield;
+      }
+      yield.items += 1;
+      yield.bytes += pictureBytes(picture.width, picture.height, release(picture));
+    }
   }
 
  private:
@@ -51,17 +62,11 @@ class WrappedYuv : Wrapped {
   using Wrapped::Wrapped;
 
   Yield drain() {
-    OxVideoStream& video = start();
-    Yield yield;
-    for (;;) {
-      const OxVideoFrameYUV picture = video.getNextYUVFrame();
-      if (!picture.valid) {
-        return yield;
-      }
-      yield.items += 1;
-      yield.bytes += pictureBytes(picture.width, picture.height, picture.frame->format);
+    return drainWith(&OxVideoStream::getNextYUVFrame, [](const OxVideoFrameYUV& picture) {
+      const int format = picture.frame->format;
       av_free(picture.frame);
-    }
+      return format;
+    });
   }
 };
 
@@ -70,17 +75,10 @@ class WrappedRgb : Wrapped {
   using Wrapped::Wrapped;
 
   Yield drain() {
-    OxVideoStream& video = start();
-    Yield yield;
-    for (;;) {
-      const OxVideoFrameRGB picture = video.getNextRGBFrame();
-      if (!picture.valid) {
-        return yield;
-      }
-      yield.items += 1;
-      yield.bytes += pictureBytes(picture.width, picture.height, AV_PIX_FMT_BGR24);
+    return drainWith(&OxVideoStream::getNextRGBFrame, [](const OxVideoFrameRGB& picture) {
       std::free(picture.buffer);
-    }
+      return static_cast<int>(AV_PIX_FMT_BGR24);
+    });
   }
 };
 

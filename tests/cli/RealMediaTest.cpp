@@ -25,7 +25,7 @@ std::vector<std::string> realFiles() {
 
 TEST(RealMedia, EveryFileGetsASensibleLineForEveryCheck) {
   if (!std::filesystem::is_directory(kMedia)) {
-    GTEST_SKIP() << "no real media";
+    GTEST_SKIP() << "no media folder: set QATESTER_MEDIA_DIR";
   }
   for (const std::string& file : realFiles()) {
     const Finished end = runClient({"--json", "-", file});
