@@ -5,8 +5,8 @@
 
 namespace qatester {
 
-int CheckContext::intSetting(const char* key, const char* defaultValue) const {
-  const std::unique_ptr<const char[]> text(settings->GetValueOf(key, defaultValue));
+int intSetting(Settings& settings, const char* key, const char* defaultValue) {
+  const std::unique_ptr<const char[]> text(settings.GetValueOf(key, defaultValue));
   return std::atoi(text.get());
 }
 

@@ -7,8 +7,12 @@
 #include "foundation/Settings.h"
 #include "tester/QAListener.h"
 #include "tester/QATesterOptions.h"
+#include "visual/Displays.h"
 
 namespace qatester {
+
+/// A key's value as a whole number, by `atoi`.
+int intSetting(Settings& settings, const char* key, const char* defaultValue);
 
 /// What a check sees of its tester. Everything belongs to the tester and outlives the check.
 struct CheckContext {
@@ -16,7 +20,7 @@ struct CheckContext {
   QAListener* listener;
   Logger* logger;
   Settings* settings;
-  bool visualisations;
+  Displays& displays;
   int slateSeconds;
   const QATesterOptions& options;
 
@@ -42,8 +46,9 @@ struct CheckContext {
   }
   bool stopped() const { return options.stop.stop_requested(); }
 
-  /// A key's value as a whole number, by `atoi`.
-  int intSetting(const char* key, const char* defaultValue) const;
+  int intSetting(const char* key, const char* defaultValue) const {
+    return qatester::intSetting(*settings, key, defaultValue);
+  }
 };
 
 /// Sends the percent of a running check when it changes. 0 and 100 are never sent.

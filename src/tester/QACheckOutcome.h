@@ -11,7 +11,8 @@ struct QACheckOutcome {
   /// Whether the result rests on at least one frame or block (for `isValidFile`: on a file that
   /// opened).
   bool measured = false;
-  /// Why nothing was measured, or why the file is not valid; empty otherwise.
+  /// Why nothing was measured, why frames that came were left out, or why the file is not valid;
+  /// empty otherwise.
   std::string reason;
   /// A stop was asked for while the check ran: the result covers what came before.
   bool stopped = false;

@@ -31,6 +31,17 @@ std::string onOff(const char* label, bool on) {
   return std::string(label) + (on ? "on" : "off");
 }
 
+bool areVisualisationsOn(QADisplays displays, int setting) {
+  switch (displays) {
+    case QADisplays::asSet:
+      return setting > 0;
+    case QADisplays::nowhere:
+      return false;
+    default:
+      return true;
+  }
+}
+
 /// A new buffer of `size` characters for a client, who gives it back with `QATester::release`.
 char* handOutText(const char* text, std::size_t size) {
   char* buffer = new char[size]();
@@ -65,12 +76,17 @@ QATester::QATester(const char* fileName, QAListener* listener, const char* setti
   log("Testing File:\t" + fileName_);
   log("Test Date:\t\t" + todaysDate());
 
-  const qatester::CheckContext settings = context();
-  slateSeconds_ = std::max(0, settings.intSetting("QATesterSlateSeconds", "5"));
-  visualisations_ = settings.intSetting("QATesterVisual", "0") > 0;
-  const bool toConsole = settings.intSetting("QATesterConsoleOutput", "1") > 0;
-  const bool toFile = settings.intSetting("QATesterFileOutput", "1") > 0;
-  log(onOff("Visualizations:\t", visualisations_));
+  const auto number = [this](const char* key, const char* defaultValue) {
+    return qatester::intSetting(*settings_, key, defaultValue);
+  };
+  slateSeconds_ = std::max(0, number("QATesterSlateSeconds", "5"));
+  const bool visualisations = areVisualisationsOn(options_.displays, number("QATesterVisual", "0"));
+  const bool toConsole = number("QATesterConsoleOutput", "1") > 0;
+  const bool toFile = number("QATesterFileOutput", "1") > 0;
+  displays_ = std::make_unique<qatester::Displays>(
+      options_.displays, visualisations, options_.displayFolder,
+      [log](const std::string& problem) { log("displays: " + problem); });
+  log(onOff("Visualizations:\t", visualisations));
   log(onOff("Verbose console:\t", toConsole));
   log(onOff("Verbose file:\t", toFile));
   if (logger_ != nullptr) {
@@ -84,8 +100,8 @@ QATester::~QATester() {
 }
 
 qatester::CheckContext QATester::context() const {
-  return {fileName_,       listener_,     logger_.get(), settings_.get(),
-          visualisations_, slateSeconds_, options_};
+  return {fileName_,  listener_,     logger_.get(), settings_.get(),
+          *displays_, slateSeconds_, options_};
 }
 
 bool QATester::isValidFile() {

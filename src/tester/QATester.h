@@ -15,7 +15,8 @@ class Settings;
 
 namespace qatester {
 struct CheckContext;
-}
+class Displays;
+}  // namespace qatester
 
 /// Tests one media file. Each check opens the file afresh, runs to its end on the calling thread
 /// and returns its result; checks may be run in any order and more than once. Nothing is shared
@@ -45,6 +46,17 @@ class QATESTER_API QATester {
   /// "FrameRateFrameChecks" frames (default 100) from the start of the file.
   QA_FrameRate checkFrameRate();
 
+  /// Whether R, G, B (BT.601) and luma of every pixel lie strictly between "ChromaRGBMin" and
+  /// "ChromaRGBMax", "ChromaYMin" and "ChromaYMax" (defaults 0 and 255 each: a value of exactly 0
+  /// or 255 fails), over "ChromaFrameChecks" frames (default 100) after the slate. Display:
+  /// "Diamond Display".
+  QA_ChromaLevel checkChroma();
+
+  /// Whether R, G and B (BT.601) of every pixel lie strictly between "GamutMin" and "GamutMax"
+  /// (defaults 0 and 255), over "GamutFrameChecks" frames (default 100) after the slate. Displays:
+  /// "CIE1931 Display" and "YCbCr Display".
+  QA_GamutLevel checkGamut();
+
   /// Does nothing and returns false.
   bool checkDropNoDrop();
 
@@ -63,11 +75,11 @@ class QATESTER_API QATester {
  private:
   qatester::CheckContext context() const;
 
-  bool visualisations_ = false;
   std::string fileName_;
   QAListener* listener_ = nullptr;
   std::unique_ptr<Settings> settings_;
   std::unique_ptr<Logger> logger_;
+  std::unique_ptr<qatester::Displays> displays_;
   int slateSeconds_ = 0;
   QATesterOptions options_;
 };

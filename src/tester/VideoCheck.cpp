@@ -51,15 +51,19 @@ class VideoRun {
       return false;
     }
     outcome_.opened = true;
-    wrap.discardAudio(true);
+    if (profile_.discardsAudio) {
+      wrap.discardAudio(true);
+    } else if (context_.options.pauses == QAPauses::untilReady) {
+      keepVideoOnly(wrap);
+    }
     log(": Buffering...");
     wrap.startBuffering();
 
     OxVideoStream* video = wrap.getVideoStream();
     if (video == nullptr) {
-      const std::string text = profile_.tag + std::string(": No video stream.");
-      context_.log(text);
-      context_.message(text);
+      const std::string text = profile_.tag + std::string(": No video stream");
+      context_.log(text + ".");
+      context_.message(profile_.messageEndsWithFullStop ? text + "." : text);
       outcome_.reason = "no video stream";
       return false;
     }
@@ -74,8 +78,17 @@ class VideoRun {
     measure(*video);
     log(": Stopping Test...");
     wrap.stopBuffering();
+    if (profile_.closesWindows) {
+      context_.displays.close();
+    }
     log(": Test Complete.");
     return true;
+  }
+
+  /// Audio queues that nobody drains would fill up and hold the pictures back.
+  static void keepVideoOnly(OxWrap& wrap) {
+    wrap.bufferOnly(wrap.videoStream != nullptr ? std::vector<int>{wrap.videoStream->streamIndex}
+                                                : std::vector<int>{});
   }
 
   void prepare(OxVideoStream& video) {
@@ -123,13 +136,20 @@ class VideoRun {
     Progress progress(context_.listener, profile_.progress, budget_);
     int misses = 0;
     for (int index = 0; index < budget_ && !context_.stopped();) {
-      const OxVideoFrameYUV picture = video.getNextYUVFrame();
+      OxVideoFrameYUV picture = video.getNextYUVFrame();
       if (picture.valid) {
         const PictureGuard guard(picture);
-        measurement_.add(index, picture);
+        const Added added = measurement_.add(index, picture);
+        if (added == Added::measured) {
+          ++outcome_.count;
+        } else {
+          outcome_.reason = pixelFormatReason(video);
+        }
+        if (added == Added::unreadableEndsCheck) {
+          break;
+        }
         progress.measured(index);
         ++index;
-        ++outcome_.count;
         misses = 0;
         continue;
       }
@@ -140,7 +160,7 @@ class VideoRun {
     }
     outcome_.budget = budget_;
     outcome_.measured = outcome_.count > 0;
-    if (!outcome_.measured) {
+    if (!outcome_.measured && outcome_.reason.empty()) {
       outcome_.reason = reasonForNothing();
     }
   }

@@ -24,6 +24,19 @@ struct VideoCheckProfile {
   /// budget is bounded. Otherwise it is read before the file is opened and the line follows the
   /// bounding.
   bool startsBeforeBudget = false;
+  /// Audio packets are dropped rather than buffered.
+  bool discardsAudio = true;
+  /// The listener hears of a missing video stream with a full stop, as the log does.
+  bool messageEndsWithFullStop = true;
+  /// All display windows are closed at the end.
+  bool closesWindows = true;
+};
+
+/// What became of a picture that a measurement was given.
+enum class Added {
+  measured,
+  unreadable,          ///< its pixel format is none that can be measured: the next one may be
+  unreadableEndsCheck  ///< the same, and no further picture is wanted
 };
 
 /// What a video check measures. Takes pictures from wherever they come.
@@ -36,11 +49,12 @@ class VideoMeasurement {
   virtual void begin(float fps, int budget) = 0;
 
   /// Measures the picture of this index. Its planes are valid during the call.
-  virtual void add(int index, const OxVideoFrameYUV& picture) = 0;
+  virtual Added add(int index, OxVideoFrameYUV& picture) = 0;
 };
 
 /// The steps that all video checks share: open, buffer, detect, skip the slate, bound the budget,
-/// loop with progress, stop. Logs every status line and tells the listener and the outcome sink.
+/// loop with progress, stop, close the displays. Logs every status line and tells the listener and
+/// the outcome sink.
 ///
 /// Returns whether the measurement was begun; a check that could not run returns its zeroed record.
 bool runVideoCheck(const CheckContext& context, const VideoCheckProfile& profile,

@@ -47,12 +47,13 @@ class Recording : public qatester::VideoMeasurement {
     declared = fps;
     budgets.push_back(budget);
   }
-  void add(int index, const OxVideoFrameYUV& picture) override {
+  qatester::Added add(int index, OxVideoFrameYUV& picture) override {
     indices.push_back(index);
     firstLuma.push_back(picture.frame->data[0][0]);
     if (onAdd) {
       onAdd(index);
     }
+    return qatester::Added::measured;
   }
 
   float declared = 0.0F;
@@ -76,7 +77,8 @@ struct TestRun {
   bool go(const VideoCheckProfile& profile = kProfile) {
     Settings settings(folder.file("settings").c_str(), &logger, QALookup::stored);
     qatest::clearPauses();
-    const CheckContext context{fileName, &listener, &logger, &settings, false, slate, options};
+    qatester::Displays displays(QADisplays::nowhere, false, "", {});
+    const CheckContext context{fileName, &listener, &logger, &settings, displays, slate, options};
     const bool ran = qatester::runVideoCheck(context, profile, measurement);
     callerPauses = qatest::callerPauses();
     return ran;

@@ -18,6 +18,7 @@ constexpr VideoCheckProfile kProfile{
     .progress = &QAListener::onFrameRateProgress,
     .skipsSlate = false,
     .startsBeforeBudget = true,
+    .closesWindows = false,
 };
 
 }  // namespace
@@ -32,8 +33,9 @@ void FrameRateMeasurement::begin(float fps, int budget) {
   sum_ = 0.0F;
 }
 
-void FrameRateMeasurement::add(int index, const OxVideoFrameYUV& picture) {
+Added FrameRateMeasurement::add(int index, OxVideoFrameYUV& picture) {
   addTime(index, static_cast<double>(picture.frame->pts) / 1000000.0);
+  return Added::measured;
 }
 
 void FrameRateMeasurement::addTime(int index, double seconds) {

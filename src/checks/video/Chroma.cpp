@@ -1,0 +1,65 @@
+#include "checks/video/Chroma.h"
+
+#include "checks/video/ColourLevels.h"
+#include "media/PlanarPicture.h"
+#include "tester/QATester.h"
+#include "visual/ColourDisplays.h"
+
+namespace qatester {
+
+namespace {
+
+constexpr VideoCheckProfile kProfile{
+    .tag = "QAChroma",
+    .budgetKey = "ChromaFrameChecks",
+    .progress = &QAListener::onChromaProgress,
+    .messageEndsWithFullStop = false,
+};
+
+ChromaLimits limitsFrom(const CheckContext& context) {
+  return {.rgbMin = context.intSetting("ChromaRGBMin", "0"),
+          .rgbMax = context.intSetting("ChromaRGBMax", "255"),
+          .yMin = context.intSetting("ChromaYMin", "0"),
+          .yMax = context.intSetting("ChromaYMax", "255")};
+}
+
+}  // namespace
+
+void ChromaMeasurement::begin(float, int) {
+  level_ = {};
+}
+
+Added ChromaMeasurement::add(int index, OxVideoFrameYUV& picture) {
+  const bool readable = planarPicture(picture).has_value();
+  if (!readable && context_.options.console) {
+    return Added::unreadable;  // reading it would write on standard output
+  }
+  if (context_.displays.wanted()) {
+    context_.displays.show("Diamond Display", index, drawDiamond(picture).get());
+    context_.displays.repaint();
+  }
+  level_ = MaxChannels(getChromaLimits(picture), level_);
+  return readable ? Added::measured : Added::unreadable;
+}
+
+QA_ChromaLevel ChromaMeasurement::verdict(const ChromaLimits& limits) const {
+  const auto inside = [](int min, int max, int lowest, int highest) {
+    return lowest <= highest && highest < max && lowest > min;
+  };
+  QA_ChromaLevel result = level_;
+  result.passed = inside(limits.rgbMin, limits.rgbMax, result.rMin, result.rMax) &&
+                  inside(limits.rgbMin, limits.rgbMax, result.gMin, result.gMax) &&
+                  inside(limits.rgbMin, limits.rgbMax, result.bMin, result.bMax) &&
+                  inside(limits.yMin, limits.yMax, result.yMin, result.yMax);
+  return result;
+}
+
+}  // namespace qatester
+
+QA_ChromaLevel QATester::checkChroma() {
+  const qatester::CheckContext check = context();
+  qatester::ChromaMeasurement measurement(check);
+  return qatester::runVideoCheck(check, qatester::kProfile, measurement)
+             ? measurement.verdict(qatester::limitsFrom(check))
+             : QA_ChromaLevel{};
+}

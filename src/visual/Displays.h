@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "visual/QADisplays.h"
+#include "visual/Visual.h"
+
+namespace qatester {
+
+/// Where the displays of a tester's checks go: the one place that knows of windows and picture
+/// files. Used by one thread at a time.
+class Displays {
+ public:
+  /// `on` is the visualisations switch. `complain` (may be empty) is told once, in words, when a
+  /// picture file cannot be written; nothing is drawn from then on.
+  Displays(QADisplays where, bool on, std::string folder,
+           std::function<void(const std::string& problem)> complain);
+
+  /// Whether visualisations are on and there is somewhere to show them. A check draws nothing
+  /// otherwise.
+  bool wanted();
+
+  /// Whether there is somewhere to show what is shown whatever the switch says.
+  bool possible();
+
+  /// Shows a canvas in the window `name`, or writes it to "NAME-00042.png" in the folder (42 being
+  /// `index`, blanks in the name becoming hyphens), replacing what was there. Null shows nothing.
+  void show(const std::string& name, int index, const IplImage* canvas);
+
+  /// Lets windows repaint (`cvWaitKey(1)`).
+  void repaint();
+
+  /// Closes all windows (`cvDestroyAllWindows`).
+  void close();
+
+ private:
+  QADisplays where_;
+  bool on_;
+  std::string folder_;
+  std::function<void(const std::string& problem)> complain_;
+  bool failed_ = false;
+};
+
+}  // namespace qatester

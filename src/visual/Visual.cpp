@@ -1,0 +1,1 @@
+#include "visual/Visual.h"

@@ -1,0 +1,9 @@
+#include "visual/WindowSystem.h"
+
+namespace qatester {
+
+bool windowSystemAvailable() {
+  return false;
+}
+
+}  // namespace qatester
