@@ -1,8 +1,8 @@
 #include "Checks.h"
 
 #include <algorithm>
-#include <cstdio>
 
+#include "Figures.h"
 #include "Report.h"
 #include "tester/QATester.h"
 
@@ -10,37 +10,26 @@ namespace cli {
 
 namespace {
 
-std::string fps(float rate) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.2f fps", static_cast<double>(rate));
-  return text;
+bool isCutShort(const QACheckOutcome& outcome) {
+  return outcome.stopped && outcome.count < outcome.budget;
 }
 
 /// The state of a check that judges.
 State judged(const QACheckOutcome& outcome, bool passed) {
-  if (!outcome.measured || (outcome.stopped && outcome.count < outcome.budget)) {
+  if (!outcome.measured || isCutShort(outcome)) {
     return State::notMeasured;
   }
   return passed ? State::pass : State::fail;
 }
 
 std::string reasonOf(const QACheckOutcome& outcome) {
-  if (!outcome.reason.empty()) {
-    return outcome.reason;
-  }
-  if (outcome.stopped && outcome.count < outcome.budget) {
+  if (outcome.measured && isCutShort(outcome)) {
     return "stopped before the check was complete";
   }
-  return outcome.measured ? "" : "nothing was measured";
-}
-
-/// What a reader must know when less was measured than was to be.
-std::string shortfall(const QACheckOutcome& outcome, const char* unit) {
-  if (outcome.count >= outcome.budget) {
-    return "";
+  if (outcome.reason.empty() && !outcome.measured) {
+    return "nothing was measured";
   }
-  return ", only " + std::to_string(outcome.count) + " of " + std::to_string(outcome.budget) + " " +
-         unit + " came";
+  return outcome.reason;
 }
 
 Json validResult(bool valid) {
@@ -62,10 +51,53 @@ Findings runFrameRate(QATester& tester, const QACheckOutcome& outcome) {
   const QA_FrameRate record = tester.checkFrameRate();
   std::string figures;
   if (outcome.measured) {
-    figures = "declared " + fps(record.declaredFps) + ", measured " + fps(record.measuredFps) +
-              shortfall(outcome, "frames");
+    figures = "declared " + fps(record.declaredFps) + ", measured " + fps(record.measuredFps);
+    const std::string missing = shortfall(outcome, "frames");
+    figures += (missing.empty() ? "" : ", ") + missing;
   }
   return {judged(outcome, record.passed), frameRateResult(record), figures, reasonOf(outcome)};
+}
+
+template <typename Level>
+Json rgbResult(const Level& level) {
+  return {{"passed", level.passed}, {"rMax", level.rMax}, {"rMin", level.rMin},
+          {"gMax", level.gMax},     {"gMin", level.gMin}, {"bMax", level.bMax},
+          {"bMin", level.bMin}};
+}
+
+template <typename Level>
+std::vector<Channel> rgbChannels(const Level& level) {
+  return {
+      {'R', level.rMin, level.rMax}, {'G', level.gMin, level.gMax}, {'B', level.bMin, level.bMax}};
+}
+
+Findings colourFindings(const QACheckOutcome& outcome, bool passed, const Json& result,
+                        const std::vector<Channel>& channels) {
+  return {judged(outcome, passed), result, outcome.measured ? colourFigures(channels, outcome) : "",
+          reasonOf(outcome)};
+}
+
+Json chromaResult(const QA_ChromaLevel& record) {
+  Json result = rgbResult(record);
+  result["yMax"] = record.yMax;
+  result["yMin"] = record.yMin;
+  return result;
+}
+
+Findings runChroma(QATester& tester, const QACheckOutcome& outcome) {
+  const QA_ChromaLevel record = tester.checkChroma();
+  std::vector<Channel> channels = rgbChannels(record);
+  channels.push_back({'Y', record.yMin, record.yMax});
+  return colourFindings(outcome, record.passed, chromaResult(record), channels);
+}
+
+Json gamutResult(const QA_GamutLevel& record) {
+  return rgbResult(record);
+}
+
+Findings runGamut(QATester& tester, const QACheckOutcome& outcome) {
+  const QA_GamutLevel record = tester.checkGamut();
+  return colourFindings(outcome, record.passed, gamutResult(record), rgbChannels(record));
 }
 
 Json dropNoDropResult(bool result) {
@@ -85,6 +117,10 @@ const std::vector<Check>& allChecks() {
        Slot::none, true, [] { return validResult(false); }, runValid},
       {"frame-rate", "the declared frame rate against the one that the time stamps show",
        Slot::frameRate, true, [] { return frameRateResult({}); }, runFrameRate},
+      {"chroma", "whether R, G, B and luma of every pixel lie strictly inside their limits",
+       Slot::chroma, true, [] { return chromaResult({}); }, runChroma},
+      {"gamut", "whether R, G and B of every pixel lie strictly inside one range", Slot::gamut,
+       true, [] { return gamutResult({}); }, runGamut},
       {"drop-no-drop", "nothing yet: always false", Slot::none, false,
        [] { return dropNoDropResult(false); }, runDropNoDrop},
   };

@@ -28,7 +28,7 @@ Exit code:
   0    nothing failed
   1    a check failed
   2    usage error; a file that cannot be read, or of which nothing could be measured;
-       a table, log or report that could not be written
+       a table, log, report or display that could not be written
   130  stopped by Ctrl-C (143: by a termination request, 129: by a hang-up); the table
        and the report hold what there was
 
@@ -158,6 +158,13 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
             "Pauses of fixed length, or until ready to go on (default: ready)");
   addChoice(app, "--lookup", lookup, kLookups,
             "Built-in defaults always, or the settings file's values (default: stored)");
+  app.add_flag("--visual", options.visual,
+               "Displays of chroma and gamut in windows (default: as the settings say)");
+  app.add_option("--displays", options.displays,
+                 "Displays as picture files in this folder, which is made when it is missing; with "
+                 "several files in one folder each in it: 1-NAME, 2-NAME, ...")
+      ->check(named)
+      ->type_name("DIR");
   app.add_flag("--list-checks", listChecks, "Print the names of the checks");
   app.add_flag("--version", version, "Print the version, also of the libraries");
   app.add_flag("-q,--quiet", options.quiet, "No table and no progress");
@@ -183,6 +190,9 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   }
   if (options.files.empty()) {
     return usageError("no file given");
+  }
+  if (options.visual && !options.displays.empty()) {
+    return usageError("--visual and --displays exclude each other: windows or picture files");
   }
   options.pauses = kPauses.at(pauses);
   options.lookup = kLookups.at(lookup);

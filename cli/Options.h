@@ -18,6 +18,10 @@ struct Options {
   std::string json;
   QAPauses pauses = QAPauses::untilReady;
   QALookup lookup = QALookup::stored;
+  /// Displays in on-screen windows, whatever the settings say.
+  bool visual = false;
+  /// Where displays go as picture files; empty: they do not.
+  std::string displays;
   bool quiet = false;
   bool verbose = false;
   std::vector<std::string> files;

@@ -58,6 +58,15 @@ std::string whyNotAppendable(const std::string& path) {
   return probe(path, O_WRONLY | O_APPEND | O_CREAT);
 }
 
+std::string whyNoFolder(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error) {
+    return error.message();
+  }
+  return ::access(path.c_str(), W_OK | X_OK) == 0 ? "" : errorText(errno);
+}
+
 bool isSameFile(const std::string& one, const std::string& other) {
   std::error_code ignored;
   return std::filesystem::equivalent(one, other, ignored);

@@ -20,6 +20,10 @@ std::string whyNotReadable(const std::string& path);
 /// Why a log cannot be appended to; empty when it can. Makes the file when it is missing.
 std::string whyNotAppendable(const std::string& path);
 
+/// Why pictures cannot be put into a folder; empty when they can. Makes the folder, and those above
+/// it, when it is missing.
+std::string whyNoFolder(const std::string& path);
+
 /// Whether both names exist and lead to the same file.
 bool isSameFile(const std::string& one, const std::string& other);
 

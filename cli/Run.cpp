@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -27,6 +28,8 @@ namespace {
 constexpr std::size_t kTimeStampLength = sizeof "[00:00:00] " - 1;
 constexpr const char* kSettingsTrouble = "settings: ";
 constexpr const char* kLogTrouble = "Error: Unable to open log file.";
+constexpr const char* kDisplayTrouble = "displays: ";
+constexpr const char* kVisualisationsOn = "Visualizations:\ton";
 
 std::string errorText(int error) {
   return std::generic_category().message(error);
@@ -73,7 +76,8 @@ class Run {
 
   /// Before any work: whatever would spoil its outcome.
   bool prepare() {
-    return settingsAreReadable() && outputsAreNoInputs() && openReport() && logIsAppendable();
+    return settingsAreReadable() && outputsAreNoInputs() && openReport() && displaysHaveAFolder() &&
+           logIsAppendable();
   }
 
   bool settingsAreReadable() {
@@ -114,6 +118,14 @@ class Run {
     }
     interrupt_.removeAtExit(report_->temporaryName());
     return true;
+  }
+
+  bool displaysHaveAFolder() {
+    const std::string problem = options_.displays.empty() ? "" : whyNoFolder(options_.displays);
+    if (!problem.empty()) {
+      complain("cannot write displays to " + options_.displays + ": " + problem);
+    }
+    return problem.empty();
   }
 
   bool logIsAppendable() {
@@ -219,26 +231,51 @@ class Run {
     QATesterOptions options;
     options.pauses = options_.pauses;
     options.lookup = options_.lookup;
+    if (!options_.displays.empty()) {
+      options.displays = QADisplays::pictures;
+      options.displayFolder = displayFolder();
+    } else if (options_.visual) {
+      options.displays = QADisplays::windows;
+    }
     options.stop = interrupt_.token();
     options.console = [this](const std::string& line) { takeConsoleLine(line); };
     options.outcome = [this](const QACheckOutcome& outcome) { outcome_ = outcome; };
     return options;
   }
 
+  /// Pictures of the same name must not replace those of another file.
+  std::string displayFolder() const {
+    if (options_.files.size() == 1) {
+      return options_.displays;
+    }
+    const std::string name = std::filesystem::path(files_.back().file).filename().string();
+    return (std::filesystem::path(options_.displays) / (std::to_string(files_.size()) + "-" + name))
+        .string();
+  }
+
   /// Standard output is the table's: a log line goes to standard error when asked for, or when it
   /// tells of trouble that nobody else tells of.
   void takeConsoleLine(const std::string& line) {
     std::string message = line.substr(std::min(kTimeStampLength, line.size()));
-    const bool logTrouble = startsWith(message, kLogTrouble);
-    outputFailed_ = outputFailed_ || logTrouble;
+    const bool outputTrouble =
+        startsWith(message, kLogTrouble) || startsWith(message, kDisplayTrouble);
+    outputFailed_ = outputFailed_ || outputTrouble;
     if (options_.verbose) {
       bar_.clear();
       err_.write(line);
-      return;
-    }
-    if ((logTrouble || startsWith(message, kSettingsTrouble)) && told_.insert(message).second) {
+    } else if (outputTrouble || startsWith(message, kSettingsTrouble)) {
       message.pop_back();
-      complain(message);
+      complainOnce(message);
+    }
+    if (startsWith(message, kVisualisationsOn) && options_.displays.empty() &&
+        !QATester::canShowWindows()) {
+      complainOnce("no window system is available: displays are skipped");
+    }
+  }
+
+  void complainOnce(const std::string& text) {
+    if (told_.insert(text).second) {
+      complain(text);
     }
   }
 

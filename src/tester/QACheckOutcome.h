@@ -1,6 +1,15 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+/// What a check compared the extremes of some channels with.
+struct QALimits {
+  /// A letter for each of them, such as "RGB".
+  std::string channels;
+  int min = 0;
+  int max = 0;
+};
 
 /// How a check went, beside its result: for clients that must tell "failed" from "not measured".
 struct QACheckOutcome {
@@ -19,4 +28,6 @@ struct QACheckOutcome {
   /// Frames or blocks that were to be measured, and that were. 0 where a check counts none.
   int budget = 0;
   int count = 0;
+  /// The limits in effect; empty where a check has none.
+  std::vector<QALimits> limits;
 };

@@ -10,6 +10,7 @@
 #include "media/OxWrap.h"
 #include "tester/CheckContext.h"
 #include "tester/Reasons.h"
+#include "visual/WindowSystem.h"
 
 namespace {
 
@@ -219,4 +220,8 @@ void QATester::release(void** buffer) {
   }
   delete[] static_cast<char*>(*buffer);
   *buffer = nullptr;
+}
+
+bool QATester::canShowWindows() {
+  return qatester::windowSystemAvailable();
 }

@@ -72,6 +72,9 @@ class QATESTER_API QATester {
   /// Frees a text of the functions above and nulls the pointer to it.
   void release(void** buffer);
 
+  /// Whether on-screen windows can be opened. Where not, displays in windows are skipped.
+  static bool canShowWindows();
+
  private:
   qatester::CheckContext context() const;
 

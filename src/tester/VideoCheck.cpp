@@ -39,6 +39,7 @@ class VideoRun {
     OxWrap wrap(context_.fileName, {context_.options.pauses, context_.options.stop});
     const bool ran = runOn(wrap);
     outcome_.stopped = context_.stopped();
+    outcome_.limits = measurement_.limits();
     context_.finished(outcome_);
     return ran;
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "media/OxVideoStream.h"
 #include "tester/CheckContext.h"
@@ -50,6 +51,9 @@ class VideoMeasurement {
 
   /// Measures the picture of this index. Its planes are valid during the call.
   virtual Added add(int index, OxVideoFrameYUV& picture) = 0;
+
+  /// What the result is compared with, for the outcome sink.
+  virtual std::vector<QALimits> limits() const { return {}; }
 };
 
 /// The steps that all video checks share: open, buffer, detect, skip the slate, bound the budget,

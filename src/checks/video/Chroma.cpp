@@ -42,15 +42,19 @@ Added ChromaMeasurement::add(int index, OxVideoFrameYUV& picture) {
   return readable ? Added::measured : Added::unreadable;
 }
 
-QA_ChromaLevel ChromaMeasurement::verdict(const ChromaLimits& limits) const {
+std::vector<QALimits> ChromaMeasurement::limits() const {
+  return {{"RGB", limits_.rgbMin, limits_.rgbMax}, {"Y", limits_.yMin, limits_.yMax}};
+}
+
+QA_ChromaLevel ChromaMeasurement::verdict() const {
   const auto inside = [](int min, int max, int lowest, int highest) {
     return lowest <= highest && highest < max && lowest > min;
   };
   QA_ChromaLevel result = level_;
-  result.passed = inside(limits.rgbMin, limits.rgbMax, result.rMin, result.rMax) &&
-                  inside(limits.rgbMin, limits.rgbMax, result.gMin, result.gMax) &&
-                  inside(limits.rgbMin, limits.rgbMax, result.bMin, result.bMax) &&
-                  inside(limits.yMin, limits.yMax, result.yMin, result.yMax);
+  result.passed = inside(limits_.rgbMin, limits_.rgbMax, result.rMin, result.rMax) &&
+                  inside(limits_.rgbMin, limits_.rgbMax, result.gMin, result.gMax) &&
+                  inside(limits_.rgbMin, limits_.rgbMax, result.bMin, result.bMax) &&
+                  inside(limits_.yMin, limits_.yMax, result.yMin, result.yMax);
   return result;
 }
 
@@ -58,8 +62,7 @@ QA_ChromaLevel ChromaMeasurement::verdict(const ChromaLimits& limits) const {
 
 QA_ChromaLevel QATester::checkChroma() {
   const qatester::CheckContext check = context();
-  qatester::ChromaMeasurement measurement(check);
-  return qatester::runVideoCheck(check, qatester::kProfile, measurement)
-             ? measurement.verdict(qatester::limitsFrom(check))
-             : QA_ChromaLevel{};
+  qatester::ChromaMeasurement measurement(check, qatester::limitsFrom(check));
+  return qatester::runVideoCheck(check, qatester::kProfile, measurement) ? measurement.verdict()
+                                                                         : QA_ChromaLevel{};
 }

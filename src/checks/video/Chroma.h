@@ -17,16 +17,19 @@ struct ChromaLimits {
 /// The colour extremes of all pictures, and the "Diamond Display" of each.
 class ChromaMeasurement : public VideoMeasurement {
  public:
-  explicit ChromaMeasurement(const CheckContext& context) : context_(context) {}
+  ChromaMeasurement(const CheckContext& context, const ChromaLimits& limits)
+      : context_(context), limits_(limits) {}
 
   void begin(float fps, int budget) override;
   Added add(int index, OxVideoFrameYUV& picture) override;
+  std::vector<QALimits> limits() const override;
 
   /// `passed` is false when no pixel was seen.
-  QA_ChromaLevel verdict(const ChromaLimits& limits) const;
+  QA_ChromaLevel verdict() const;
 
  private:
   const CheckContext& context_;
+  const ChromaLimits limits_;
   QA_ChromaLevel level_;
 };
 

@@ -48,9 +48,13 @@ Added GamutMeasurement::add(int index, OxVideoFrameYUV& picture) {
   return Added::measured;
 }
 
-QA_GamutLevel GamutMeasurement::verdict(const GamutLimits& limits) const {
-  const auto inside = [&limits](int lowest, int highest) {
-    return lowest <= highest && highest < limits.max && lowest > limits.min;
+std::vector<QALimits> GamutMeasurement::limits() const {
+  return {{"RGB", limits_.min, limits_.max}};
+}
+
+QA_GamutLevel GamutMeasurement::verdict() const {
+  const auto inside = [this](int lowest, int highest) {
+    return lowest <= highest && highest < limits_.max && lowest > limits_.min;
   };
   QA_GamutLevel result = level_;
   result.passed = !unsupported_ && inside(result.rMin, result.rMax) &&
@@ -62,8 +66,7 @@ QA_GamutLevel GamutMeasurement::verdict(const GamutLimits& limits) const {
 
 QA_GamutLevel QATester::checkGamut() {
   const qatester::CheckContext check = context();
-  qatester::GamutMeasurement measurement(check);
-  return qatester::runVideoCheck(check, qatester::kProfile, measurement)
-             ? measurement.verdict(qatester::limitsFrom(check))
-             : QA_GamutLevel{};
+  qatester::GamutMeasurement measurement(check, qatester::limitsFrom(check));
+  return qatester::runVideoCheck(check, qatester::kProfile, measurement) ? measurement.verdict()
+                                                                         : QA_GamutLevel{};
 }

@@ -16,16 +16,19 @@ struct GamutLimits {
 /// The first picture that cannot be read ends the check, which has then failed.
 class GamutMeasurement : public VideoMeasurement {
  public:
-  explicit GamutMeasurement(const CheckContext& context) : context_(context) {}
+  GamutMeasurement(const CheckContext& context, const GamutLimits& limits)
+      : context_(context), limits_(limits) {}
 
   void begin(float fps, int budget) override;
   Added add(int index, OxVideoFrameYUV& picture) override;
+  std::vector<QALimits> limits() const override;
 
   /// `passed` is false when no pixel was seen.
-  QA_GamutLevel verdict(const GamutLimits& limits) const;
+  QA_GamutLevel verdict() const;
 
  private:
   const CheckContext& context_;
+  const GamutLimits limits_;
   QA_GamutLevel level_;
   bool unsupported_ = false;
 };
