@@ -1,20 +1,11 @@
 #pragma once
 
-#include <memory>
+#include <utility>
 
 #include "media/OxVideoStream.h"
-#include "visual/Visual.h"
+#include "visual/Canvas.h"
 
 namespace qatester {
-
-struct ReleaseCanvas {
-  void operator()(IplImage* canvas) const;
-};
-using UniqueCanvas = std::unique_ptr<IplImage, ReleaseCanvas>;
-
-/// A cleared canvas of 8-bit blue, green, red. When there is no memory for it, pauses for 1000 s
-/// and tries again, five times at most; then null.
-UniqueCanvas makeCanvas(int width, int height);
 
 // The displays of `Visual` on canvases of their own. Null when there is no canvas or when the
 // picture has an invalid pixel: there is nothing to show then.
@@ -22,5 +13,13 @@ UniqueCanvas makeCanvas(int width, int height);
 UniqueCanvas drawDiamond(OxVideoFrameYUV& frame);
 UniqueCanvas drawCIE1931(OxVideoFrameYUV& frame);
 UniqueCanvas drawLinearGamut(OxVideoFrameYUV& frame);
+
+/// Never null: without memory it throws what OpenCV throws.
+UniqueCanvas drawColourSpace(std::pair<int, int> red, std::pair<int, int> green,
+                             std::pair<int, int> blue, int level);
+
+/// See `Visual::plotCIE1931DisplayPoint`.
+void drawCIE1931Point(IplImage& canvas, float y, float u, float v, int originX, int originY,
+                      int scale, int rowLimit, int columnLimit);
 
 }  // namespace qatester

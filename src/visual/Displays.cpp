@@ -1,6 +1,12 @@
 #include "visual/Displays.h"
 
+#include <opencv2/highgui/highgui_c.h>
+
+#include <filesystem>
 #include <utility>
+
+#include "visual/PictureFile.h"
+#include "visual/WindowSystem.h"
 
 namespace qatester {
 
@@ -8,18 +14,46 @@ Displays::Displays(QADisplays where, bool on, std::string folder,
                    std::function<void(const std::string& problem)> complain)
     : where_(where), on_(on), folder_(std::move(folder)), complain_(std::move(complain)) {}
 
+bool Displays::goToWindows() const {
+  return where_ == QADisplays::asSet || where_ == QADisplays::windows;
+}
+
 bool Displays::wanted() {
   return on_ && possible();
 }
 
 bool Displays::possible() {
-  return false;
+  return goToWindows() ? windowSystemAvailable() : where_ == QADisplays::pictures && !failed_;
 }
 
-void Displays::show(const std::string&, int, const IplImage*) {}
+void Displays::show(const std::string& name, int index, const IplImage* canvas) {
+  if (canvas == nullptr || !possible()) {
+    return;
+  }
+  if (goToWindows()) {
+    showInWindow(name, *canvas);
+    shown_ = true;
+    return;
+  }
+  const auto path = std::filesystem::path(folder_) / pictureFileName(name, index);
+  const std::string problem = writePicture(path.string(), *canvas);
+  failed_ = !problem.empty();
+  if (failed_ && complain_) {
+    complain_(problem);
+  }
+}
 
-void Displays::repaint() {}
+void Displays::repaint() {
+  if (goToWindows() && (shown_ || wanted())) {
+    cvWaitKey(1);
+  }
+}
 
-void Displays::close() {}
+void Displays::close() {
+  if (goToWindows()) {
+    cvDestroyAllWindows();
+    shown_ = false;
+  }
+}
 
 }  // namespace qatester

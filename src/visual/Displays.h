@@ -12,8 +12,9 @@ namespace qatester {
 /// files. Used by one thread at a time.
 class Displays {
  public:
-  /// `on` is the visualisations switch. `complain` (may be empty) is told once, in words, when a
-  /// picture file cannot be written; nothing is drawn from then on.
+  /// `on` is whether the tester draws visualisations, `folder` where picture files go (empty: the
+  /// current folder). `complain` (may be empty) is told once, in words, when a picture file cannot
+  /// be written; nothing is drawn from then on.
   Displays(QADisplays where, bool on, std::string folder,
            std::function<void(const std::string& problem)> complain);
 
@@ -28,18 +29,21 @@ class Displays {
   /// `index`, blanks in the name becoming hyphens), replacing what was there. Null shows nothing.
   void show(const std::string& name, int index, const IplImage* canvas);
 
-  /// Lets windows repaint (`cvWaitKey(1)`).
+  /// Lets windows repaint (`cvWaitKey(1)`), if windows are wanted or one has been shown.
   void repaint();
 
-  /// Closes all windows (`cvDestroyAllWindows`).
+  /// Closes all windows (`cvDestroyAllWindows`), if displays go to windows.
   void close();
 
  private:
+  bool goToWindows() const;
+
   QADisplays where_;
   bool on_;
   std::string folder_;
   std::function<void(const std::string& problem)> complain_;
-  bool failed_ = false;
+  bool failed_ = false;  ///< a picture file could not be written
+  bool shown_ = false;   ///< a window has been, and has not been closed
 };
 
 }  // namespace qatester

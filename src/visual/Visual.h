@@ -22,11 +22,11 @@ struct Image {
 /// A picture that cannot be read (see `YUVHelper`) is not shown.
 ///
 /// Canvases are 8-bit blue, green, red. When there is no memory for one, the call pauses for 1000 s
-/// and tries again, five times at most.
+/// and tries again; after five failures nothing is shown.
 class QATESTER_API Visual {
  public:
   /// Red against green on the left, blue against green on the right; the inner squares hold what is
-  /// legal. Colours outside 0 to 255 are white. 512 x 256.
+  /// legal. A point of which a channel is outside 0 to 255 is white. 512 x 256.
   static void plotDiamondDisplay(OxVideoFrameYUV& frame, const std::string& windowName);
 
   /// Chromaticities, each in its colour, over a triangle with 0.1 a grid step. 256 x 256.
@@ -37,15 +37,17 @@ class QATESTER_API Visual {
   static void plotLinearGamutDisplay(OxVideoFrameYUV& frame, const std::string& windowName);
 
   /// Plots one pixel of the chromaticity display: chromaticity (0, 0) is at column `originX` and
-  /// row `originY`, one unit is `scale` pixels; what falls outside `rowLimit` x `columnLimit`
-  /// pixels is left out. The canvas stays the caller's.
+  /// row `originY`, one unit is `scale` pixels; what falls outside `columnLimit` x `rowLimit`
+  /// pixels, or outside the canvas, is left out. The canvas, which must be one of 8-bit blue,
+  /// green, red, stays the caller's; null is left alone.
   static void plotCIE1931DisplayPoint(Image<RgbPixel> canvas, float y, float u, float v,
                                       int originX, int originY, int scale, int rowLimit,
                                       int columnLimit);
 
-  /// Three bars, one a channel, and a level bar. Of a pair, `second` rows from the bottom are
-  /// black, the next `first` - `second` have the channel's colour, and the bar's top
-  /// `first` + `second` rows are left as background. 105 x 266.
+  /// Three bars, one a channel, and a level bar, counted in rows from the bottom. Of a pair, the
+  /// first `second` rows are black, those from there to `first` have the channel's colour, and
+  /// those above `first` + `second` are white. 105 x 266. Throws what OpenCV throws when there is
+  /// no memory for the canvas: it does not pause.
   static void plotImageColourSpace(std::pair<int, int> red, std::pair<int, int> green,
                                    std::pair<int, int> blue, int level,
                                    const std::string& windowName);

@@ -1,8 +1,19 @@
 #pragma once
 
+#include <string>
+
+#include "visual/Visual.h"
+
 namespace qatester {
 
-/// Whether windows can be opened: OpenCV's first window would otherwise end the process.
+/// Whether windows can be opened: without an X server OpenCV's first window would end the process.
+/// Yes if the environment's QT_QPA_PLATFORM chooses what windows are made with, or if the X server
+/// answers. The answer is remembered, "no" until DISPLAY changes, so this may be asked for every
+/// picture. Thread-safe.
 bool windowSystemAvailable();
+
+/// Shows a canvas in the window of this name, which is opened when there is none. Windows must be
+/// available. A canvas that cannot be shown is not.
+void showInWindow(const std::string& name, const IplImage& canvas);
 
 }  // namespace qatester
