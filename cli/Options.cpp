@@ -24,6 +24,10 @@ constexpr const char* kFooter =
 info: measured without judging, not-measured), its figures and, where there is one,
 the reason.
 
+The folder of --displays is made when it is missing. The pictures of a single file lie in
+it as DISPLAY-FRAME.png, such as Diamond-Display-00042.png; those of several files lie in
+a folder each: DIR/1-a.mov, DIR/2-b.mov and so on. Older ones are replaced.
+
 Exit code:
   0    nothing failed
   1    a check failed
@@ -161,8 +165,7 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   app.add_flag("--visual", options.visual,
                "Displays of chroma and gamut in windows (default: as the settings say)");
   app.add_option("--displays", options.displays,
-                 "Displays as picture files in this folder, which is made when it is missing; with "
-                 "several files in one folder each in it: 1-NAME, 2-NAME, ...")
+                 "Displays of chroma and gamut as picture files in this folder")
       ->check(named)
       ->type_name("DIR");
   app.add_flag("--list-checks", listChecks, "Print the names of the checks");

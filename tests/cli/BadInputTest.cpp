@@ -98,7 +98,7 @@ TEST_P(BadInputs, GetOneLineWithNameAndReason) {
   const Finished end = runOn(path);
   EXPECT_EQ(end.err, "qatester: " + path + ": " + GetParam().reason + "\n");
   EXPECT_EQ(end.code, 2);
-  EXPECT_EQ(linesOf(end.out).size(), 4U) << end.out;
+  EXPECT_EQ(linesOf(end.out).size(), kTableLines) << end.out;
 }
 
 TEST_P(BadInputs, AreErrorsInTheReport) {
@@ -107,7 +107,7 @@ TEST_P(BadInputs, AreErrorsInTheReport) {
   const json file = onlyFile(json::parse(runOn(path, {"--json", "-"}).out));
   EXPECT_EQ(file.at("file"), path);
   EXPECT_EQ(file.at("error"), GetParam().reason);
-  ASSERT_EQ(file.at("checks").size(), 3U);
+  ASSERT_EQ(file.at("checks").size(), kChecks);
   EXPECT_EQ(file.at("checks").at(0).at("result"), (json{{"valid", false}}));
   EXPECT_NE(file.at("checks").at(0).at("reason"), "");
   EXPECT_EQ(file.at("checks").at(1).at("state"), "not-measured");

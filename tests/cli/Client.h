@@ -12,6 +12,10 @@ namespace qatest {
 
 using Arguments = std::vector<std::string>;
 
+/// Of the client: a table has a line for each, below the one with the file's name.
+constexpr std::size_t kChecks = 5;
+constexpr std::size_t kTableLines = kChecks + 1;
+
 /// The client with `arguments`.
 Command client(const Arguments& arguments);
 

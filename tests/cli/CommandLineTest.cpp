@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"UnknownOption", {"--frobnicate", "a.mov"}, {"--frobnicate"}},
         Misuse{"UnknownCheck",
                {"--checks", "valid,hue", "a.mov"},
-               {"'hue'", "valid, frame-rate, drop-no-drop"}},
+               {"'hue'", "valid, frame-rate, chroma, gamut, drop-no-drop"}},
         Misuse{"EmptyCheckInTheList", {"--checks", "valid,,frame-rate", "a.mov"}, {"unknown"}},
         Misuse{"EmptyList", {"--checks", "", "a.mov"}, {"--checks"}},
         Misuse{"CheckNamedTwice", {"--checks", "valid,valid", "a.mov"}, {"'valid'", "twice"}},
@@ -49,6 +49,10 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"MissingValue", {"a.mov", "--json"}, {"--json"}},
         Misuse{"EmptyReportName", {"--json", "", "a.mov"}, {"--json", "empty file name"}},
         Misuse{"EmptyLogName", {"--log", "", "a.mov"}, {"--log", "empty file name"}},
+        Misuse{"EmptyFolderName", {"--displays", "", "a.mov"}, {"--displays", "empty file name"}},
+        Misuse{"WindowsAndPictures",
+               {"--visual", "--displays", "shots", "a.mov"},
+               {"--visual and --displays exclude each other"}},
         Misuse{"EmptySettingsName", {"--settings", "", "a.mov"}, {"--settings", "empty"}}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
@@ -58,9 +62,9 @@ TEST(CommandLine, HelpTellsOptionsExitCodesAndAnExample) {
   EXPECT_EQ(end.err, "");
   for (const char* part :
        {"Usage: qatester [options] FILE...\n", "--checks LIST", "--settings FILE", "--log FILE",
-        "--json FILE", "--pauses fixed|ready", "--lookup defaults|stored", "--list-checks",
-        "--version", "--help", "-q", "-v", "Exit code:\n  0 ", "\n  1 ", "\n  2 ", "\n  130 ",
-        "Example:\n  qatester --checks"}) {
+        "--json FILE", "--pauses fixed|ready", "--lookup defaults|stored", "--visual",
+        "--displays DIR", "--list-checks", "--version", "--help", "-q", "-v", "Exit code:\n  0 ",
+        "\n  1 ", "\n  2 ", "\n  130 ", "Example:\n  qatester --checks"}) {
     EXPECT_TRUE(contains(end.out, part)) << part;
   }
 }
@@ -69,10 +73,11 @@ TEST(CommandLine, ListsTheChecks) {
   const Finished end = runClient({"--list-checks"});
   EXPECT_EQ(end.code, 0);
   const std::vector<std::string> lines = linesOf(end.out);
-  ASSERT_EQ(lines.size(), 3U);
-  EXPECT_EQ(lines[0].rfind("valid  ", 0), 0U);
-  EXPECT_EQ(lines[1].rfind("frame-rate  ", 0), 0U);
-  EXPECT_EQ(lines[2].rfind("drop-no-drop  ", 0), 0U);
+  const char* names[] = {"valid  ", "frame-rate  ", "chroma  ", "gamut  ", "drop-no-drop  "};
+  ASSERT_EQ(lines.size(), std::size(names));
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(lines[i].rfind(names[i], 0), 0U) << lines[i];
+  }
 }
 
 TEST(CommandLine, TellsVersions) {

@@ -120,7 +120,7 @@ TEST_F(Outputs, AReportHasTheModeThatOtherFilesGet) {
 TEST_F(Outputs, AFullDiskIsTold) {
   const Finished end = runClient({"--json", "/dev/full", clip_});
   EXPECT_EQ(end.err, "qatester: cannot write the report /dev/full: No space left on device\n");
-  EXPECT_EQ(linesOf(end.out).size(), 4U);
+  EXPECT_EQ(linesOf(end.out).size(), kTableLines);
   EXPECT_EQ(end.code, 2);
 }
 
@@ -196,7 +196,7 @@ TEST_F(Outputs, AReaderThatIsGoneCostsTheTableOnly) {
     const Finished end = run(command);
     EXPECT_EQ(end.code, 2);
     EXPECT_EQ(end.err.rfind("qatester: cannot write to standard output: ", 0), 0U) << end.err;
-    EXPECT_EQ(onlyFile(written("report.json")).at("checks").size(), 3U);
+    EXPECT_EQ(onlyFile(written("report.json")).at("checks").size(), kChecks);
     EXPECT_EQ(filesIn(dir_), std::vector<std::string>{"report.json"});
     fs::remove(dir_.file("report.json"));
   }
@@ -228,7 +228,7 @@ TEST_F(Outputs, ATableLostWithStandardErrorExitsWith2) {
 TEST_F(Outputs, NothingButTheTableIsOnStandardOutput) {
   const Finished end = runClient({"--log", dir_.file("qa.log"), clip_});
   EXPECT_EQ(end.out.find("QA"), std::string::npos) << end.out;
-  EXPECT_EQ(linesOf(end.out).size(), 4U);
+  EXPECT_EQ(linesOf(end.out).size(), kTableLines);
 }
 
 }  // namespace

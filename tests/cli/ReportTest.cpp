@@ -26,10 +26,13 @@ TEST(Report, HoldsEveryCheckOfAGoodFile) {
   const json file = onlyFile(report);
   EXPECT_EQ(keysOf(file), (std::set<std::string>{"file", "checks"}));
   EXPECT_EQ(file.at("file"), clip);
-  ASSERT_EQ(file.at("checks").size(), 3U);
-  const std::set<std::string> keys{"name",     "state",    "result", "messages",
-                                   "failures", "progress", "seconds"};
+  ASSERT_EQ(file.at("checks").size(), kChecks);
   for (const json& check : file.at("checks")) {
+    std::set<std::string> keys{"name",     "state",    "result", "messages",
+                               "failures", "progress", "seconds"};
+    if (check.at("state") == "not-measured") {
+      keys.insert("reason");
+    }
     EXPECT_EQ(keysOf(check), keys);
     EXPECT_EQ(check.at("messages"), json::array());
     EXPECT_EQ(check.at("failures"), 0);
@@ -46,7 +49,7 @@ TEST(Report, HoldsEveryCheckOfAGoodFile) {
   EXPECT_EQ(rate.at("state"), "pass");
   EXPECT_EQ(rate.at("result"),
             (json{{"passed", true}, {"declaredFps", 25.0}, {"measuredFps", 25.0}}));
-  const json drop = file.at("checks").at(2);
+  const json drop = file.at("checks").at(4);
   EXPECT_EQ(drop.at("name"), "drop-no-drop");
   EXPECT_EQ(drop.at("state"), "info");
   EXPECT_EQ(drop.at("result"), (json{{"result", false}}));
@@ -105,9 +108,11 @@ TEST(Report, CountsTheFailureCallsOfEachCheck) {
   const TempDir dir;
   const std::string clip = makeClip(dir, "prores.mov", {{proRes()}, {audio("pcm_s16le")}});
   const json checks = onlyFile(reportOf({clip})).at("checks");
-  EXPECT_EQ(checks.at(0).at("failures"), 1);
-  EXPECT_EQ(checks.at(1).at("failures"), 1);
-  EXPECT_EQ(checks.at(2).at("failures"), 0);
+  ASSERT_EQ(checks.size(), kChecks);
+  for (std::size_t i = 0; i < kChecks; ++i) {
+    const bool opensTheFile = checks.at(i).at("name") != "drop-no-drop";
+    EXPECT_EQ(checks.at(i).at("failures"), opensTheFile ? 1 : 0) << checks.at(i);
+  }
 }
 
 TEST(Report, TellsOfAFileShorterThanTheMargin) {

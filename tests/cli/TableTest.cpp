@@ -19,6 +19,8 @@ TEST(Table, HoldsTheFileAndOneLineACheck) {
                          "\n"
                          "  valid         pass\n"
                          "  frame-rate    pass          declared 25.00 fps, measured 25.00 fps\n"
+                         "  chroma        not-measured  the file ends within the slate of 5 s\n"
+                         "  gamut         not-measured  the file ends within the slate of 5 s\n"
                          "  drop-no-drop  info          nothing is measured: always false\n");
   EXPECT_EQ(end.err, "");
   EXPECT_EQ(end.code, 0);
@@ -74,6 +76,8 @@ TEST(Table, AnUnsupportedFormatIsNotMeasured) {
   const std::string reason = "pixel format yuv422p10le is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4";
   EXPECT_EQ(end.out, clip + "\n  valid         fail          " + reason +
                          "\n  frame-rate    not-measured  " + reason +
+                         "\n  chroma        not-measured  " + reason +
+                         "\n  gamut         not-measured  " + reason +
                          "\n  drop-no-drop  info          nothing is measured: always false\n");
   EXPECT_EQ(end.code, 1);
 }
