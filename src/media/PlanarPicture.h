@@ -12,7 +12,7 @@ namespace qatester {
 /// The planes of an 8-bit 4:2:0, 4:2:2 or 4:4:4 picture, for measures that read rows rather than
 /// single pixels. Belongs to whoever the picture belongs to.
 struct PlanarPicture {
-  std::array<const uint8_t*, 3> planes{};  ///< luma, Cb, Cr
+  std::array<const uint8_t*, 3> planes{};   ///< luma, Cb, Cr
   std::array<std::ptrdiff_t, 3> strides{};  ///< bytes from a row to the next; may be negative
   int width = 0;                            ///< luma pixels
   int height = 0;

@@ -9,6 +9,8 @@ struct YUVPixel {
   int u = 0;  ///< Cb
   int v = 0;  ///< Cr
   bool valid = false;
+
+  bool operator==(const YUVPixel&) const = default;
 };
 
 /// One pixel in studio-range R'G'B', black 0 and white 255. Not clamped: colours outside the legal
@@ -18,6 +20,8 @@ struct RgbPixel {
   int g = 0;
   int b = 0;
   bool valid = false;
+
+  bool operator==(const RgbPixel&) const = default;
 };
 
 /// Reads single pixels of decoded pictures and converts them from Y'CbCr to R'G'B'. Coordinates are

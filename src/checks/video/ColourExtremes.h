@@ -1,7 +1,7 @@
 #pragma once
 
 #include <algorithm>
-#include <climits>
+#include <limits>
 
 #include "media/PlanarPicture.h"
 
@@ -19,8 +19,10 @@ struct Rectangle {
 
 /// The largest and smallest value of a channel; empty as constructed.
 struct Extremes {
-  int max = INT_MIN;
-  int min = INT_MAX;
+  int max = std::numeric_limits<int>::min();
+  int min = std::numeric_limits<int>::max();
+
+  bool operator==(const Extremes&) const = default;
 
   bool empty() const { return min > max; }
   void widen(const Extremes& other) {
@@ -35,10 +37,22 @@ struct ColourExtremes {
   Extremes g;
   Extremes b;
   Extremes y;
+
+  bool operator==(const ColourExtremes&) const = default;
+
+  void widen(const ColourExtremes& other) {
+    r.widen(other.r);
+    g.widen(other.g);
+    b.widen(other.b);
+    y.widen(other.y);
+  }
 };
 
 /// The extremes of the pixels of a rectangle, which must lie inside the picture: exactly what the
-/// conversion of every single pixel gives.
+/// conversion of every single pixel gives, at a fraction of its cost.
 ColourExtremes measureColours(const PlanarPicture& picture, const Rectangle& rectangle);
+
+/// The same, pixel by pixel.
+ColourExtremes measureColoursPixelwise(const PlanarPicture& picture, const Rectangle& rectangle);
 
 }  // namespace qatester
