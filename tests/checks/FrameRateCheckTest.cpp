@@ -14,20 +14,13 @@ namespace {
 
 using qatest::ClipSpec;
 using qatest::LoggedTester;
+using qatest::stored;
 using qatest::TempDir;
 
 using Pauses = std::vector<unsigned>;
 
 QA_FrameRate check(LoggedTester& tester) {
   return tester.run([](QATester& t) { return t.checkFrameRate(); });
-}
-
-/// Stored settings, so that a test chooses the budget.
-QATesterOptions stored(QAPauses pauses = QAPauses::untilReady) {
-  QATesterOptions options;
-  options.pauses = pauses;
-  options.lookup = QALookup::stored;
-  return options;
 }
 
 /// A clip whose picture of index k is stamped (k + first) / rate seconds.

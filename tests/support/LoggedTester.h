@@ -66,4 +66,12 @@ inline QATesterOptions untilReady() {
   return options;
 }
 
+/// The settings file's values count.
+inline QATesterOptions stored(QAPauses pauses = QAPauses::untilReady) {
+  QATesterOptions options;
+  options.pauses = pauses;
+  options.lookup = QALookup::stored;
+  return options;
+}
+
 }  // namespace qatest

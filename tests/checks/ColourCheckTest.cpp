@@ -1,0 +1,420 @@
+// What holds for the chroma and the gamut check alike.
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "checks/ColourChecks.h"
+#include "support/FakeSleep.h"
+
+namespace {
+
+using namespace qatest;
+
+using Pauses = std::vector<unsigned>;
+
+const Colour kGrey{126, 128, 128};        // R = G = B = 128
+const Colour kSuperWhite{254, 128, 128};  // R = G = B = 277
+const Colour kSubBlack{1, 128, 128};      // R = G = B = -17
+
+template <typename Check>
+class ColourCheck : public testing::Test {
+ protected:
+  static constexpr bool kHasLuma = std::is_same_v<Check, ChromaCheck>;
+
+  static typename Check::Level runOn(const std::string& file, const std::string& settings,
+                                     QAPauses pauses = QAPauses::untilReady) {
+    LoggedTester tester(file, stored(pauses), settings);
+    return check<Check>(tester);
+  }
+
+  static std::string line(const std::string& text) { return Check::kTag + text + "\n"; }
+
+  std::string clip(const VideoSpec& video, const std::string& name = "clip.nut") {
+    return makeClip(folder, name, {.video = {video}});
+  }
+
+  TempDir folder;
+};
+
+struct NameOf {
+  template <typename Check>
+  static std::string GetName(int) {
+    return Check::kTag;
+  }
+};
+
+using Checks = testing::Types<ChromaCheck, GamutCheck>;
+TYPED_TEST_SUITE(ColourCheck, Checks, NameOf);
+
+TYPED_TEST(ColourCheck, PlainConstructorMeasuresAHundredFramesBehindFiveSeconds) {
+  const VideoSpec video = ffv1(300, AV_PIX_FMT_YUV422P);
+  LoggedTester tester(this->clip(video));
+  clearPauses();
+  const auto result = check<TypeParam>(tester);
+  EXPECT_EQ(extremesOf(result), expectedOf(video, 125, 100).extremes<TypeParam>());
+  EXPECT_FALSE(result.passed);
+  EXPECT_EQ(tester.logged(), this->line(": Beginning Test.") + this->line(": Buffering...") +
+                                 this->line(": Detected YUV422P pixel format.") +
+                                 this->line(": Dumping slate...") +
+                                 this->line(": Starting Checks.") +
+                                 this->line(": Stopping Test...") + this->line(": Test Complete."));
+  EXPECT_EQ(callerPauses(), (Pauses{500, 100}));
+  std::vector<float> percents;
+  for (int i = 1; i < 100; ++i) {
+    if (i != 53 && i != 59) {  // lost in single precision
+      percents.push_back(static_cast<float>(i));
+    }
+  }
+  EXPECT_EQ(tester.listener.progress[TypeParam::kSlot], percents);
+  EXPECT_EQ(tester.listener.progress.size(), 1U);
+  EXPECT_TRUE(tester.listener.messages.empty());
+  EXPECT_EQ(tester.listener.failures, 0);
+}
+
+TYPED_TEST(ColourCheck, PlainConstructorKnowsNoStoredSettings) {
+  const std::string file = this->clip(plain(kGrey, 300));
+  LoggedTester tester(file, untilReady(), quick<TypeParam>(1) + TypeParam::kMaxKey + "=10\n");
+  EXPECT_TRUE(check<TypeParam>(tester).passed);
+  EXPECT_EQ(tester.outcomes.at(0).count, 100);
+}
+
+/// Which of the frames of a second-long slate, ten measured frames, and what follows counts.
+TYPED_TEST(ColourCheck, OnlyMeasuredFramesCount) {
+  struct {
+    int frame;
+    bool counts;
+  } const cases[] = {{0, false}, {24, false}, {25, true}, {30, true}, {34, true}, {35, false}};
+  for (const auto& c : cases) {
+    VideoSpec video = plain(kGrey, 100);
+    video.pixel = [c](int component, int x, int y, int frame) {
+      const bool odd = component == 0 && frame == c.frame && x == 5 && y == 7;
+      return static_cast<uint8_t>(odd ? kSuperWhite.y : component == 0 ? kGrey.y : 128);
+    };
+    const auto result =
+        this->runOn(this->clip(video),
+                    "QATesterSlateSeconds=1\n" + std::string(TypeParam::kBudgetKey) + "=10\n");
+    EXPECT_EQ(result.gMax, c.counts ? 277 : 128) << c.frame;
+    EXPECT_EQ(result.passed, !c.counts) << c.frame;
+    EXPECT_EQ(extremesOf(result), expectedOf(video, 25, 10).extremes<TypeParam>()) << c.frame;
+  }
+}
+
+TYPED_TEST(ColourCheck, SlateOfZeroSecondsStillDropsOneFrame) {
+  const VideoSpec video = ffv1(60);
+  const auto result = this->runOn(this->clip(video), quick<TypeParam>(1));
+  EXPECT_EQ(extremesOf(result), expectedOf(video, 1, 1).extremes<TypeParam>());
+}
+
+TYPED_TEST(ColourCheck, BudgetBelowOneBecomesOne) {
+  const VideoSpec video = ffv1(60);
+  const std::string file = this->clip(video);
+  for (const char* budget : {"1", "0", "-5", "many"}) {
+    LoggedTester tester(
+        file, stored(),
+        "QATesterSlateSeconds=1\n" + std::string(TypeParam::kBudgetKey) + "=" + budget + "\n");
+    EXPECT_EQ(extremesOf(check<TypeParam>(tester)), expectedOf(video, 25, 1).extremes<TypeParam>())
+        << budget;
+    EXPECT_EQ(tester.outcomes.at(0).count, 1) << budget;
+    EXPECT_TRUE(tester.listener.progress.empty()) << budget;
+  }
+}
+
+TYPED_TEST(ColourCheck, FileShorterThanSlateAndBudgetLeavesOutItsLastSecond) {
+  const VideoSpec video = ffv1(90);
+  LoggedTester tester(this->clip(video, "clip.mkv"), stored(), "QATesterSlateSeconds=1\n");
+  const auto result = check<TypeParam>(tester);
+  EXPECT_EQ(tester.outcomes.at(0).budget, 90 - 25 - 25);
+  EXPECT_EQ(extremesOf(result), expectedOf(video, 25, 40).extremes<TypeParam>());
+}
+
+/// With fixed pauses such a slate never ends, so it is only known of the other ones.
+TYPED_TEST(ColourCheck, NothingMeasuredIsFailedAndEmpty) {
+  struct {
+    const char* why;
+    int frames;
+    const char* slate;
+    bool live;
+    const char* reason;
+  } const cases[] = {
+      {"a second's worth is left", 50, "1", false,
+       "too short, or of unknown duration: no frames are left to measure"},
+      {"less than a second", 20, "0", false,
+       "too short, or of unknown duration: no frames are left to measure"},
+      {"ends within the slate", 50, "5", false, "the file ends within the slate of 5 s"},
+      {"unknown duration", 60, "1", true,
+       "too short, or of unknown duration: no frames are left to measure"},
+  };
+  for (const auto& c : cases) {
+    ClipSpec spec{.video = {ffv1(c.frames)}};
+    if (c.live) {
+      spec = withoutDuration(spec);
+    }
+    LoggedTester tester(makeClip(this->folder, "clip.mkv", spec), stored(),
+                        std::string("QATesterSlateSeconds=") + c.slate + "\n");
+    const auto result = check<TypeParam>(tester);
+    EXPECT_FALSE(result.passed) << c.why;
+    EXPECT_EQ(extremesOf(result), Expected().extremes<TypeParam>()) << c.why;
+    EXPECT_FALSE(tester.outcomes.at(0).measured) << c.why;
+    EXPECT_EQ(tester.outcomes.at(0).reason, c.reason) << c.why;
+    EXPECT_NE(tester.logged().find(this->line(": Test Complete.")), std::string::npos) << c.why;
+    EXPECT_TRUE(tester.listener.progress.empty()) << c.why;
+  }
+}
+
+TYPED_TEST(ColourCheck, ThatCannotRunReturnsItsEmptyRecord) {
+  struct {
+    const char* name;
+    ClipSpec spec;
+    std::string fileName;
+    std::string logged;
+    std::vector<std::string> messages;
+    int failures;
+  } const cases[] = {
+      {"missing file", {}, "", this->line(": Failed to load file..."), {}, 0},
+      {"no video",
+       {.audio = audioStreams(1)},
+       "clip.wav",
+       this->line(": Buffering...") + this->line(": No video stream."),
+       {TypeParam::kNoVideoMessage},
+       0},
+      {"other pixel format",
+       {.video = {proRes(5)}},
+       "clip.mov",
+       this->line(": Buffering...") + this->line(": Detected Other"),
+       {},
+       1},
+  };
+  for (const auto& c : cases) {
+    LoggedTester tester(c.fileName.empty() ? this->folder.file("none.mov")
+                                           : makeClip(this->folder, c.fileName, c.spec));
+    const auto result = check<TypeParam>(tester);
+    EXPECT_FALSE(result.passed) << c.name;
+    EXPECT_EQ(extremesOf(result), Expected().extremes<TypeParam>()) << c.name;
+    EXPECT_EQ(result.rMax, INT_MIN) << c.name;
+    EXPECT_EQ(result.rMin, INT_MAX) << c.name;
+    EXPECT_EQ(tester.logged(), this->line(": Beginning Test.") + c.logged) << c.name;
+    EXPECT_EQ(tester.listener.messages, c.messages) << c.name;
+    EXPECT_EQ(tester.listener.failures, c.failures) << c.name;
+    EXPECT_TRUE(tester.listener.progress.empty()) << c.name;
+  }
+}
+
+struct Place {
+  int x;
+  int y;
+};
+
+/// The corners, and the pixels on either side of where a picture is cut for its threads.
+std::vector<Place> places(int width, int height) {
+  std::vector<Place> list;
+  for (const int y : {0, height / 4 - 1, height / 4, 2 * height / 4 - 1, 2 * height / 4,
+                      3 * height / 4 - 1, 3 * height / 4, height - 1}) {
+    for (const int x : {0, width / 2 - 1, width / 2, width - 1}) {
+      list.push_back({x, y});
+    }
+  }
+  return list;
+}
+
+TYPED_TEST(ColourCheck, FindsASinglePixelWhereverItIs) {
+  for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P}) {
+    VideoSpec video = plain(kGrey, 60);
+    video.pixelFormat = format;
+    video.width = 22;
+    video.height = 18;
+    const std::vector<Place> odd = places(video.width, video.height);
+    const int shiftX = format == AV_PIX_FMT_YUV444P ? 0 : 1;
+    const int shiftY = format == AV_PIX_FMT_YUV420P ? 1 : 0;
+    // The pixel that stands out in frame k goes further than those of the frames before it.
+    video.pixel = [=](int component, int x, int y, int frame) {
+      const int grey = component == 0 ? kGrey.y : 128;
+      if (frame == 0 || frame > static_cast<int>(odd.size())) {
+        return static_cast<uint8_t>(grey);
+      }
+      const Place& place = odd[static_cast<std::size_t>(frame) - 1];
+      const bool here = component == 0 ? x == place.x && y == place.y
+                                       : x == place.x >> shiftX && y == place.y >> shiftY;
+      return static_cast<uint8_t>(!here ? grey : component == 1 ? 120 - 2 * frame : 190 + frame);
+    };
+    const std::string file = this->clip(video);
+    for (int budget = 1; budget <= static_cast<int>(odd.size()); ++budget) {
+      const Place& last = odd[static_cast<std::size_t>(budget) - 1];
+      const auto result = this->runOn(file, quick<TypeParam>(budget));
+      EXPECT_EQ(extremesOf(result), expectedOf(video, 1, budget).template extremes<TypeParam>())
+          << format << ": " << last.x << ", " << last.y;
+      EXPECT_EQ(result.rMax, convert({190 + budget, 120 - 2 * budget, 190 + budget}).r)
+          << format << ": " << last.x << ", " << last.y;
+    }
+  }
+}
+
+TYPED_TEST(ColourCheck, MeasuresPicturesOfAnySize) {
+  for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P}) {
+    for (const auto& [width, height] :
+         {std::pair{1, 1}, {1, 9}, {9, 1}, {3, 5}, {2, 2}, {17, 9}, {64, 3}, {131, 67}}) {
+      VideoSpec video = ffv1(40, format);
+      video.encoder = "rawvideo";
+      video.options = {};
+      video.width = width;
+      video.height = height;
+      EXPECT_EQ(extremesOf(this->runOn(this->clip(video), quick<TypeParam>(4))),
+                expectedOf(video, 1, 4).extremes<TypeParam>())
+          << format << ": " << width << "x" << height;
+    }
+  }
+}
+
+/// Vertical bars, each of four columns: a picture of two would be lost to the encoder's slices.
+VideoSpec bars(const std::vector<Colour>& colours) {
+  VideoSpec video = plain(kGrey, 40);
+  video.pixelFormat = AV_PIX_FMT_YUV444P;
+  video.width = 4 * static_cast<int>(colours.size());
+  video.pixel = [colours](int component, int x, int, int) {
+    const Colour& colour = colours[static_cast<std::size_t>(x / 4)];
+    return static_cast<uint8_t>(component == 0 ? colour.y : component == 1 ? colour.u : colour.v);
+  };
+  return video;
+}
+
+/// Every neutral colour from one luma to another.
+std::vector<Colour> greys(int first, int last) {
+  std::vector<Colour> colours;
+  for (int y = first; y <= last; ++y) {
+    colours.push_back({y, 128, 128});
+  }
+  return colours;
+}
+
+TYPED_TEST(ColourCheck, JudgesKnownColours) {
+  const std::vector<Colour> fullBars = {{235, 128, 128}, {210, 16, 146},  {170, 166, 16},
+                                        {145, 54, 34},   {106, 202, 222}, {81, 90, 240},
+                                        {41, 240, 110},  {16, 128, 128}};
+  struct {
+    const char* why;
+    std::vector<Colour> colours;
+    bool passes;
+  } const cases[] = {
+      {"greys from the first above black to the last below white", greys(17, 234), true},
+      {"black is 0, on the limit", greys(16, 16), false},
+      {"white is 255, on the limit", greys(235, 235), false},
+      {"super-white", greys(236, 254), false},
+      {"below black", greys(1, 15), false},
+      {"bars hold components of 0 and 255", fullBars, false},
+      {"pale colours", {{126, 110, 140}, {150, 140, 120}, {90, 128, 135}}, true},
+      {"saturated red beyond its limit", {{82, 90, 250}}, false},
+      {"saturated green beyond red's and blue's", {{145, 40, 20}}, false},
+      {"saturated blue beyond its limit", {{41, 250, 110}}, false},
+      {"the most illegal of all", {{255, 255, 255}, {0, 0, 0}, {0, 255, 0}, {255, 0, 255}}, false},
+  };
+  for (const auto& c : cases) {
+    const VideoSpec video = bars(c.colours);
+    const auto result = this->runOn(this->clip(video), quick<TypeParam>(2));
+    EXPECT_EQ(result.passed, c.passes) << c.why;
+    EXPECT_EQ(extremesOf(result), expectedOf(video, 1, 2).extremes<TypeParam>()) << c.why;
+  }
+}
+
+TYPED_TEST(ColourCheck, LimitsAreStrictForEveryChannelOnEitherSide) {
+  // Each channel is the largest of one colour and the smallest of another.
+  for (const Colour& colour : {Colour{126, 128, 160}, Colour{126, 100, 100}, Colour{126, 160, 128},
+                               Colour{126, 160, 96}}) {
+    const std::string file = this->clip(plain(colour));
+    const Converted channels = convert(colour);
+    const int least = std::min({channels.r, channels.g, channels.b});
+    const int most = std::max({channels.r, channels.g, channels.b});
+    struct {
+      int min;
+      int max;
+      bool passes;
+    } const cases[] = {
+        {least - 1, most + 1, true}, {least, most + 1, false},     {least - 1, most, false},
+        {least, most, false},        {least + 1, most + 1, false}, {least - 1, most - 1, false},
+        {INT_MIN, INT_MAX, true},    {most + 1, least - 1, false}, {least - 1, INT_MIN, false}};
+    for (const auto& c : cases) {
+      LoggedTester tester(file, stored(),
+                          quick<TypeParam>(1) + TypeParam::kMinKey + "=" + std::to_string(c.min) +
+                              "\n" + TypeParam::kMaxKey + "=" + std::to_string(c.max) + "\n");
+      EXPECT_EQ(check<TypeParam>(tester).passed, c.passes)
+          << colour.u << " " << colour.v << ": " << c.min << " to " << c.max;
+      const QALimits& limits = tester.outcomes.at(0).limits.at(0);
+      EXPECT_EQ(limits.channels, "RGB");
+      EXPECT_EQ(limits.min, c.min);
+      EXPECT_EQ(limits.max, c.max);
+    }
+  }
+}
+
+TYPED_TEST(ColourCheck, ALimitThatIsNoNumberIsZero) {
+  EXPECT_FALSE(
+      this->runOn(this->clip(plain(kGrey)), quick<TypeParam>(1) + TypeParam::kMaxKey + "=white\n")
+          .passed);
+  EXPECT_TRUE(
+      this->runOn(this->clip(plain(kGrey)), quick<TypeParam>(1) + TypeParam::kMinKey + "=black\n")
+          .passed);
+}
+
+TYPED_TEST(ColourCheck, FixedAndUntilReadyAgreeOnEveryKindOfClip) {
+  for (const ClipKind& kind : clipKinds()) {
+    const TempDir clips;
+    const std::string file = makeClip(clips, kind.fileName, kind.spec);
+    const std::string settings = quick<TypeParam>(10);
+    LoggedTester fixed(file, stored(QAPauses::fixed), settings);
+    LoggedTester ready(file, stored(QAPauses::untilReady), settings);
+    const auto a = check<TypeParam>(fixed);
+    const auto b = check<TypeParam>(ready);
+    EXPECT_EQ(a.passed, b.passed) << kind.fileName;
+    EXPECT_EQ(extremesOf(a), extremesOf(b)) << kind.fileName;
+    EXPECT_EQ(fixed.listener.progress, ready.listener.progress) << kind.fileName;
+    EXPECT_EQ(fixed.listener.messages, ready.listener.messages) << kind.fileName;
+    EXPECT_EQ(fixed.listener.failures, ready.listener.failures) << kind.fileName;
+    EXPECT_EQ(fixed.logged(), ready.logged()) << kind.fileName;
+    EXPECT_EQ(fixed.outcomes.at(0).count, ready.outcomes.at(0).count) << kind.fileName;
+    const bool lossless = !kind.spec.video.empty() && kind.spec.video[0].encoder == "ffv1";
+    if (lossless && ready.outcomes.at(0).measured) {
+      EXPECT_EQ(extremesOf(b), expectedOf(kind.spec.video[0], 1, 10).extremes<TypeParam>())
+          << kind.fileName;
+    }
+  }
+}
+
+TYPED_TEST(ColourCheck, MayRunMoreThanOnceAndAfterTheOther) {
+  const VideoSpec video = ffv1(60);
+  LoggedTester tester(this->clip(video), stored(), quick<ChromaCheck>(5) + quick<GamutCheck>(5));
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(extremesOf(check<TypeParam>(tester)), expectedOf(video, 1, 5).extremes<TypeParam>());
+    EXPECT_EQ(extremesOf(check<GamutCheck>(tester)),
+              expectedOf(video, 1, 5).extremes<GamutCheck>());
+    EXPECT_EQ(extremesOf(check<ChromaCheck>(tester)),
+              expectedOf(video, 1, 5).extremes<ChromaCheck>());
+  }
+}
+
+TYPED_TEST(ColourCheck, NeedsNeitherListenerNorLogger) {
+  const VideoSpec video = ffv1(300);
+  const std::string file = this->clip(video);
+  QATester tester(file.c_str(), nullptr, "", "", untilReady());
+  EXPECT_EQ(extremesOf(TypeParam::run(tester)), expectedOf(video, 125, 100).extremes<TypeParam>());
+}
+
+TYPED_TEST(ColourCheck, TenTestersInTenThreadsDoNotDisturbEachOther) {
+  // 80 frames less the slate's 50 and a second's 10.
+  const VideoSpec video = ffv1(80, AV_PIX_FMT_YUV420P, {10, 1});
+  const std::string file = this->clip(video, "clip.mkv");
+  std::vector<typename TypeParam::Level> measured(10);
+  {
+    std::vector<std::jthread> threads;
+    for (auto& level : measured) {
+      threads.emplace_back([&level, &file] {
+        QATester tester(file.c_str(), nullptr, "", "", untilReady());
+        level = TypeParam::run(tester);
+      });
+    }
+  }
+  const std::vector<int> expected = expectedOf(video, 50, 20).extremes<TypeParam>();
+  for (const auto& level : measured) {
+    EXPECT_EQ(extremesOf(level), expected);
+  }
+}
+
+}  // namespace
