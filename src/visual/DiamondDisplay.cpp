@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -27,14 +26,6 @@ constexpr int kGreenZero = 192;
 constexpr int kFirstColumnOfRight = 256;
 
 constexpr int kScaledWhite = 128;
-
-/// What has been plotted on a place. A legal colour at a place is always the same one, so this is
-/// all there is to know until the canvas is painted.
-enum Plotted : uint8_t {
-  kNothing = 0,
-  kLegal = 1,        ///< the channels that the square shows; the third one is left alone
-  kWhiteBefore = 2,  ///< alone: the place is white; with kLegal: white came before the legal colour
-};
 
 /// Places count along the rows. A point may lie below the last row, and in the column behind the
 /// last one, which is the first of the next row.
@@ -75,55 +66,67 @@ constexpr int rowOfGreen(int green) {
   return kGreenZero - g;
 }
 
-/// For each value that a channel can have, what it adds to the number of a place; illegal values
-/// have `kIllegal` on top, which is above all places.
+/// For each value that a channel can have, what it adds to the number of a place. Every illegal
+/// channel adds `kPlaces` on top.
 class PlaceTables {
  public:
-  static constexpr uint32_t kIllegal = 1U << 20;
-
-  constexpr PlaceTables() {
-    for (int value = kLowest; value <= kHighest; ++value) {
-      const uint32_t illegal = isLegal(value) ? 0 : kIllegal;
-      red[at(value)] = static_cast<uint32_t>(columnOfRed(value)) + illegal;
-      green[at(value)] = static_cast<uint32_t>(rowOfGreen(value) * kWidth) + illegal;
-      blue[at(value)] = static_cast<uint32_t>(columnOfBlue(value)) + illegal;
-    }
-  }
-
-  static constexpr std::size_t at(int value) { return static_cast<std::size_t>(value - kLowest); }
-
   // The conversion of 8-bit codes stays inside these.
   static constexpr int kLowest = -300;
   static constexpr int kHighest = 600;
 
-  std::array<uint32_t, kHighest - kLowest + 1> red{};
-  std::array<uint32_t, kHighest - kLowest + 1> green{};
-  std::array<uint32_t, kHighest - kLowest + 1> blue{};
+  using Table = std::array<uint32_t, kHighest - kLowest + 1>;
+
+  constexpr PlaceTables() {
+    for (int value = kLowest; value <= kHighest; ++value) {
+      const std::size_t illegal = isLegal(value) ? 0 : kPlaces;
+      const std::size_t at = indexOf(value);
+      red[at] = static_cast<uint32_t>(static_cast<std::size_t>(columnOfRed(value)) + illegal);
+      green[at] =
+          static_cast<uint32_t>(static_cast<std::size_t>(rowOfGreen(value) * kWidth) + illegal);
+      blue[at] = static_cast<uint32_t>(static_cast<std::size_t>(columnOfBlue(value)) + illegal);
+    }
+  }
+
+  static constexpr uint32_t indexOf(int value) { return static_cast<uint32_t>(value - kLowest); }
+
+  Table red{};
+  Table green{};
+  Table blue{};
 };
 
 constexpr PlaceTables kTables;
 
-/// The points of a picture, in the order of its pixels.
+/// The points of a picture. A legal point at a place always has the same colour, so it is enough to
+/// know which pixel was the last to plot a legal point there, and which the last to plot a white
+/// one.
 class Points {
  public:
-  Points() : places_(kPlaces, kNothing) {}
+  Points() : lastPixel_(3 * kPlaces) {}
 
   void add(const PixelSpan& span) {
     const auto count = static_cast<std::size_t>(span.count);
     convert(span, count);
     for (std::size_t i = 0; i < count; ++i) {
-      const uint32_t row = kTables.green[PlaceTables::at(green_[i])];
-      plot(row + kTables.red[PlaceTables::at(red_[i])]);
-      plot(row + kTables.blue[PlaceTables::at(blue_[i])]);
+      ++pixel_;
+      const uint32_t row = kTables.green[green_[i]];
+      lastPixel_[row + kTables.red[red_[i]]] = pixel_;
+      lastPixel_[row + kTables.blue[blue_[i]]] = pixel_;
     }
   }
 
+  /// Leaves out what lies below the last row.
   void paintOn(IplImage& canvas) const {
+    const uint32_t* legal = lastPixel_.data();
+    const uint32_t* oneIllegal = legal + kPlaces;
+    const uint32_t* bothIllegal = oneIllegal + kPlaces;
     for (int y = 0; y < kHeight; ++y) {
-      const uint8_t* row = places_.data() + static_cast<std::size_t>(y * kWidth);
-      for (int x = 0; x < kWidth; ++x) {
-        if (row[x] != kNothing) {
-          paint(canvas, x, y, colourOf(row[x], x, kGreenZero - y));
+      for (int x = 0; x < kWidth; ++x, ++legal, ++oneIllegal, ++bothIllegal) {
+        const uint32_t white = std::max(*oneIllegal, *bothIllegal);
+        // Of one pixel's two points the right one, plotted last, can only be the white one here.
+        if (white != 0 && white >= *legal) {
+          paint(canvas, x, y, kWhite);
+        } else if (*legal != 0) {
+          paint(canvas, x, y, legalColour(x, y, white != 0));
         }
       }
     }
@@ -135,44 +138,41 @@ class Points {
     constexpr YUVConversion conversion(kBt601Kb, kBt601Kr);
     for (std::size_t i = 0; i < count; ++i) {
       const float luma = YUVConversion::luma(span.y[i]);
-      red_[i] = static_cast<int>(luma + conversion.redOfCr(span.v[i]));
-      green_[i] = static_cast<int>(luma + conversion.greenOfCb(span.u[i]) +
-                                   conversion.greenOfCr(span.v[i]));
-      blue_[i] = static_cast<int>(luma + conversion.blueOfCb(span.u[i]));
+      const int red = static_cast<int>(luma + conversion.redOfCr(span.v[i]));
+      const int green = static_cast<int>(luma + conversion.greenOfCb(span.u[i]) +
+                                         conversion.greenOfCr(span.v[i]));
+      const int blue = static_cast<int>(luma + conversion.blueOfCb(span.u[i]));
+      red_[i] = PlaceTables::indexOf(red);
+      green_[i] = PlaceTables::indexOf(green);
+      blue_[i] = PlaceTables::indexOf(blue);
     }
   }
 
-  void plot(uint32_t sum) {
-    uint8_t& place = places_[sum % PlaceTables::kIllegal];
-    const auto legal = static_cast<uint8_t>(place | kLegal);
-    place = sum >= PlaceTables::kIllegal ? static_cast<uint8_t>(kWhiteBefore) : legal;
-  }
-
-  static Colour colourOf(uint8_t plotted, int x, int g) {
-    if (plotted == kWhiteBefore) {
-      return kWhite;
-    }
+  /// A legal point sets the two channels that it shows; the third is left as it was.
+  static Colour legalColour(int x, int y, bool onWhite) {
     const auto shade = [](int level) {
       return static_cast<uint8_t>(
           static_cast<int>(static_cast<double>(static_cast<float>(level)) * 0.0078125 * 255.0));
     };
-    const uint8_t leftAlone = (plotted & kWhiteBefore) != 0 ? 255 : 0;
-    return x < kFirstColumnOfRight ? Colour{leftAlone, shade(g), shade(kRedZero - x)}
-                                   : Colour{shade(x - kBlueZero), shade(g), leftAlone};
+    const uint8_t third = onWhite ? 255 : 0;
+    const uint8_t green = shade(kGreenZero - y);
+    return x < kFirstColumnOfRight ? Colour{third, green, shade(kRedZero - x)}
+                                   : Colour{shade(x - kBlueZero), green, third};
   }
 
-  std::vector<uint8_t> places_;
-  std::array<int, PixelSpan::kLongest> red_;
-  std::array<int, PixelSpan::kLongest> green_;
-  std::array<int, PixelSpan::kLongest> blue_;
+  std::vector<uint32_t> lastPixel_;  ///< legal points, then those with one and two illegal channels
+  uint32_t pixel_ = 0;               ///< counted from 1
+  std::array<uint32_t, PixelSpan::kLongest> red_;
+  std::array<uint32_t, PixelSpan::kLongest> green_;
+  std::array<uint32_t, PixelSpan::kLongest> blue_;
 };
 
 void paintGraticule(IplImage& canvas) {
   constexpr Colour kInner = grey(100);
+  constexpr Colour kOuter = grey(50);
   for (const int x : {64, 192, 320, 448}) {
     paint(canvas, x, Stretch{65, 192}, kInner);
   }
-  constexpr Colour kOuter = grey(50);
   for (const int y : {64, 192}) {
     paint(canvas, Stretch{65, 192}, y, kInner);
     paint(canvas, Stretch{320, 447}, y, kInner);

@@ -12,13 +12,29 @@ namespace qatester {
 
 /// Neighbouring pixels of one row, with a chroma sample for each pixel.
 struct PixelSpan {
-  static constexpr int kLongest = 512;
+  static constexpr int kLongest = 512;  // even
 
   const uint8_t* y;
   const uint8_t* u;
   const uint8_t* v;
   int x;      ///< the column of the first pixel
   int count;  ///< pixels
+};
+
+/// Repeats each chroma sample for the two pixels that share it.
+class SpreadChroma {
+ public:
+  const uint8_t* spread(const uint8_t* samples, int pixels) {
+    const auto count = static_cast<std::size_t>(pixels + 1) / 2;
+    for (std::size_t i = 0; i < count; ++i) {
+      samples_[2 * i] = samples[i];
+      samples_[2 * i + 1] = samples[i];
+    }
+    return samples_.data();
+  }
+
+ private:
+  std::array<uint8_t, PixelSpan::kLongest> samples_;
 };
 
 /// Hands every pixel of a picture to `draw`, row by row from the top, from left to right. A record
@@ -33,7 +49,8 @@ bool forEachSpan(OxVideoFrameYUV& frame, Draw draw) {
   if (!picture) {
     return YUVHelper::getYUVPixelFromFrame(frame, 0, 0).valid;
   }
-  std::array<std::array<uint8_t, PixelSpan::kLongest>, 2> chroma;
+  SpreadChroma cb;
+  SpreadChroma cr;
   for (int row = 0; row < picture->height; ++row) {
     for (int x = 0; x < picture->width; x += PixelSpan::kLongest) {
       PixelSpan span{.y = picture->lumaRow(row) + x,
@@ -42,12 +59,8 @@ bool forEachSpan(OxVideoFrameYUV& frame, Draw draw) {
                      .x = x,
                      .count = std::min(PixelSpan::kLongest, picture->width - x)};
       if (picture->chromaShiftX != 0) {
-        for (std::size_t i = 0; i < static_cast<std::size_t>(span.count); ++i) {
-          chroma[0][i] = span.u[i / 2];
-          chroma[1][i] = span.v[i / 2];
-        }
-        span.u = chroma[0].data();
-        span.v = chroma[1].data();
+        span.u = cb.spread(span.u, span.count);
+        span.v = cr.spread(span.v, span.count);
       }
       draw(span);
     }
