@@ -86,7 +86,14 @@ QATester::QATester(const char* fileName, QAListener* listener, const char* setti
   const bool toFile = number("QATesterFileOutput", "1") > 0;
   displays_ = std::make_unique<qatester::Displays>(
       options_.displays, visualisations, options_.displayFolder,
-      [log](const std::string& problem) { log("displays: " + problem); });
+      [this, log, toConsole](const std::string& problem) {
+        const std::string line = "displays: " + problem;
+        log(line);
+        if (!toConsole && options_.console) {
+          // Told even with the console output off: a picture is lost.
+          options_.console(logger_->GetTimeStamp() + " " + line + "\n");
+        }
+      });
   log(onOff("Visualizations:\t", visualisations));
   log(onOff("Verbose console:\t", toConsole));
   log(onOff("Verbose file:\t", toFile));

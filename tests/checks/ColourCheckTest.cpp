@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <thread>
 
 #include "checks/ColourChecks.h"
+#include "support/ChangingFormat.h"
 #include "support/FakeSleep.h"
 
 namespace {
@@ -375,6 +378,97 @@ TYPED_TEST(ColourCheck, FixedAndUntilReadyAgreeOnEveryKindOfClip) {
       EXPECT_EQ(extremesOf(b), expectedOf(kind.spec.video[0], 1, 10).extremes<TypeParam>())
           << kind.fileName;
     }
+  }
+}
+
+/// The names of the picture files of frames 0 to `count` - 1, sorted.
+template <typename Check>
+std::vector<std::string> pictureNames(int count) {
+  std::vector<std::string> names;
+  for (const char* display : Check::kDisplays) {
+    for (int i = 0; i < count; ++i) {
+      names.push_back(std::string(display) + (i < 10 ? "-0000" : "-000") + std::to_string(i) +
+                      ".png");
+    }
+  }
+  return names;
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+QATesterOptions withDisplays(QADisplays displays, const std::string& folder) {
+  QATesterOptions options = stored();
+  options.displays = displays;
+  options.displayFolder = folder;
+  return options;
+}
+
+TYPED_TEST(ColourCheck, DrawsEachMeasuredFrameIntoPictureFiles) {
+  const VideoSpec video = ffv1(60);
+  const std::string file = this->clip(video);
+  const std::string shots = this->folder.file("a/b");
+  LoggedTester tester(file, withDisplays(QADisplays::pictures, shots), quick<TypeParam>(12));
+  EXPECT_EQ(extremesOf(check<TypeParam>(tester)), expectedOf(video, 1, 12).extremes<TypeParam>());
+  EXPECT_EQ(namesIn(shots), pictureNames<TypeParam>(12));
+  for (const std::string& name : namesIn(shots)) {
+    EXPECT_EQ(readFile(shots + "/" + name).substr(1, 3), "PNG") << name;
+  }
+  LoggedTester without(file, stored(), quick<TypeParam>(12));
+  check<TypeParam>(without);
+  EXPECT_EQ(tester.logged(), without.logged());
+  EXPECT_EQ(tester.listener.progress, without.listener.progress);
+}
+
+TYPED_TEST(ColourCheck, DrawsNothingUnlessItIsAskedTo) {
+  const std::string file = this->clip(ffv1(60));
+  const std::string shots = this->folder.file("shots");
+  struct {
+    QADisplays displays;
+    const char* settings;
+  } const cases[] = {{QADisplays::nowhere, "QATesterVisual=1\n"},
+                     {QADisplays::asSet, ""},
+                     {QADisplays::asSet, "QATesterVisual=0\n"}};
+  for (const auto& c : cases) {
+    LoggedTester tester(file, withDisplays(c.displays, shots), quick<TypeParam>(2) + c.settings);
+    check<TypeParam>(tester);
+    EXPECT_TRUE(tester.outcomes.at(0).measured);
+    EXPECT_FALSE(std::filesystem::exists(shots));
+  }
+}
+
+TYPED_TEST(ColourCheck, DrawsNoPictureThatCannotBeRead) {
+  const std::string file = clipWithChangingFormat(this->folder, "clip.ts");
+  const std::string shots = this->folder.file("shots");
+  LoggedTester tester(file, withDisplays(QADisplays::pictures, shots),
+                      quick<TypeParam>(kReadableFrames + 5));
+  check<TypeParam>(tester);
+  EXPECT_EQ(namesIn(shots), pictureNames<TypeParam>(kReadableFrames - 1));
+}
+
+TYPED_TEST(ColourCheck, PictureThatCannotBeWrittenIsToldOnceAndHarmsNothing) {
+  const VideoSpec video = ffv1(60);
+  const std::string file = this->clip(video);
+  writeFile(this->folder.file("shots"), "");
+  std::string lines;
+  QATesterOptions options = withDisplays(QADisplays::pictures, this->folder.file("shots"));
+  options.console = [&](const std::string& line) { lines += withoutTimes(line); };
+  // A console that is switched off hears of it, too.
+  for (const char* console : {"", "QATesterConsoleOutput=0\n"}) {
+    lines.clear();
+    LoggedTester tester(file, options, quick<TypeParam>(5) + console);
+    EXPECT_EQ(extremesOf(check<TypeParam>(tester)), expectedOf(video, 1, 5).extremes<TypeParam>());
+    const std::size_t told = lines.find("[T] displays: cannot write the picture \"");
+    ASSERT_NE(told, std::string::npos) << lines;
+    EXPECT_EQ(lines.find("displays: ", told + 5), std::string::npos) << lines;
+    EXPECT_NE(tester.logged().find("displays: cannot write the picture \""), std::string::npos);
+    EXPECT_EQ(readFile(this->folder.file("shots")), "");
   }
 }
 

@@ -61,14 +61,6 @@ Expected expectedOf(const VideoSpec& video, int first, int count) {
   return expected;
 }
 
-ClipSpec muchAudio() {
-  AudioSpec sound = audio("pcm_s32le", 8, 2.4);
-  sound.rate = 192000;
-  sound.samplesPerPacket = 7680;
-  sound.sample = [](int, int64_t) { return 0.0; };
-  return {.video = {ffv1(60)}, .audio = {sound}};
-}
-
 VideoSpec plain(const Colour& colour, int frames) {
   VideoSpec video = ffv1(frames);
   video.pixel = [colour](int component, int, int, int) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct ChromaCheck {
   static constexpr const char* kMinKey = "ChromaRGBMin";
   static constexpr const char* kMaxKey = "ChromaRGBMax";
   static constexpr const char* kNoVideoMessage = "QAChroma: No video stream";
+  static constexpr std::array kDisplays{"Diamond-Display"};
 
   static Level run(QATester& tester) { return tester.checkChroma(); }
 };
@@ -31,6 +33,7 @@ struct GamutCheck {
   static constexpr const char* kMinKey = "GamutMin";
   static constexpr const char* kMaxKey = "GamutMax";
   static constexpr const char* kNoVideoMessage = "QAGamut: No video stream.";
+  static constexpr std::array kDisplays{"CIE1931-Display", "YCbCr-Display"};
 
   static Level run(QATester& tester) { return tester.checkGamut(); }
 };
@@ -76,11 +79,6 @@ Expected expectedOf(const VideoSpec& video, int first, int count);
 
 /// A lossless clip in one colour.
 VideoSpec plain(const Colour& colour, int frames = 50);
-
-/// Sound that fills its queue long before the picture ends: 8 channels of 32 bits at 192 kHz are
-/// 6,144,000 bytes a second, and a queue takes 5,000,000.
-ClipSpec muchAudio();
-constexpr int kFramesBesideMuchAudio = 40;  ///< measured in 1.6 of its 2.4 seconds
 
 /// Settings of a check that drops one frame and then measures `budget`.
 template <typename Check>

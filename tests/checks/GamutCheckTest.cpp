@@ -8,6 +8,7 @@
 #include "support/ChangingFormat.h"
 #include "support/Console.h"
 #include "support/FakeSleep.h"
+#include "support/MuchAudio.h"
 
 namespace {
 

@@ -17,6 +17,7 @@
 #include "support/Clips.h"
 #include "support/Console.h"
 #include "support/FakeSleep.h"
+#include "support/MuchAudio.h"
 #include "support/RecordingListener.h"
 #include "support/TempDir.h"
 #include "tester/VideoCheck.h"
@@ -53,14 +54,16 @@ class Recording : public qatester::VideoMeasurement {
     if (onAdd) {
       onAdd(index);
     }
-    return qatester::Added::measured;
+    return judge ? judge(index) : qatester::Added::measured;
   }
+  std::vector<QALimits> limits() const override { return {{"RGB", 3, 7}}; }
 
   float declared = 0.0F;
   std::vector<int> budgets;
   std::vector<int> indices;
   std::vector<int> firstLuma;
   std::function<void(int)> onAdd;
+  std::function<qatester::Added(int)> judge;
 };
 
 /// A run of the test check on `file`.
@@ -332,6 +335,98 @@ TEST(VideoCheckEarlyReturn, OfAnotherPixelFormat) {
     EXPECT_TRUE(run.listener.messages.empty());
     EXPECT_EQ(run.callerPauses, Pauses{500}) << "the wrapper is torn down without a stop";
     EXPECT_TRUE(run.measurement.budgets.empty());
+  }
+}
+
+TEST(VideoCheckEarlyReturn, MessageMayLackTheFullStopThatTheLogHas) {
+  const TempDir folder;
+  VideoCheckProfile unfinished = kProfile;
+  unfinished.messageEndsWithFullStop = false;
+  TestRun run(qatest::makeClip(folder, "clip.wav", {.audio = qatest::audioStreams(1)}), 5);
+  EXPECT_FALSE(run.go(unfinished));
+  EXPECT_EQ(run.listener.messages, std::vector<std::string>{"QATest: No video stream"});
+  EXPECT_EQ(run.logged,
+            "QATest: Beginning Test.\nQATest: Buffering...\nQATest: No video stream.\n");
+}
+
+constexpr const char* kManyFrames = "TestFrameChecks=40\n";  // kFramesBesideMuchAudio
+
+TEST(VideoCheckAudio, ThatIsDiscardedHoldsNoPicturesBack) {
+  const TempDir folder;
+  TestRun run(qatest::makeClip(folder, "clip.nut", qatest::muchAudio()), 0, {}, kManyFrames);
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.outcome.count, qatest::kFramesBesideMuchAudio);
+  EXPECT_EQ(run.callerPauses, (Pauses{500, 100}));
+}
+
+TEST(VideoCheckAudio, ThatIsKeptHoldsThePicturesBackUnlessUntilReady) {
+  const TempDir folder;
+  const std::string file = qatest::makeClip(folder, "clip.nut", qatest::muchAudio());
+  VideoCheckProfile keeping = kProfile;
+  keeping.discardsAudio = false;
+  TestRun fixed(file, 0, {}, kManyFrames);
+  {
+    const qatest::QuickWaits quick;
+    EXPECT_TRUE(fixed.go(keeping));
+  }
+  EXPECT_GT(fixed.outcome.count, 0);
+  EXPECT_LT(fixed.outcome.count, qatest::kFramesBesideMuchAudio);
+  EXPECT_EQ(tensIn(fixed.callerPauses), 100);
+  TestRun ready(file, 0, options(QAPauses::untilReady), kManyFrames);
+  EXPECT_TRUE(ready.go(keeping));
+  EXPECT_EQ(ready.outcome.count, qatest::kFramesBesideMuchAudio);
+  EXPECT_EQ(ready.callerPauses, Pauses{});
+}
+
+TEST(VideoCheckUnreadable, PictureIsAFrameThatDoesNotCount) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=10\n");
+  run.measurement.judge = [](int index) {
+    return index % 2 == 0 ? qatester::Added::measured : qatester::Added::unreadable;
+  };
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(run.listener.progress["tearing"],
+            (std::vector<float>{10, 20, 30, 40, 50, 60, 70, 80, 90}));
+  EXPECT_TRUE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.count, 5);
+  EXPECT_EQ(run.outcome.budget, 10);
+  EXPECT_EQ(run.outcome.reason, "pixel format yuv422p is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4");
+}
+
+TEST(VideoCheckUnreadable, PictureMayEndTheLoopWithoutProgress) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=10\n");
+  run.measurement.judge = [](int index) {
+    return index < 4 ? qatester::Added::measured : qatester::Added::unreadableEndsCheck;
+  };
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4}));
+  EXPECT_EQ(run.listener.progress["tearing"], (std::vector<float>{10, 20, 30}));
+  EXPECT_EQ(run.outcome.count, 4);
+  EXPECT_NE(run.outcome.reason, "");
+  EXPECT_NE(run.logged.find("QATest: Stopping Test...\nQATest: Test Complete."), std::string::npos);
+}
+
+TEST(VideoCheckUnreadable, PicturesAloneAreNoMeasurement) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=3\n");
+  run.measurement.judge = [](int) { return qatester::Added::unreadable; };
+  EXPECT_TRUE(run.go());
+  EXPECT_FALSE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.count, 0);
+  EXPECT_EQ(run.outcome.reason, "pixel format yuv422p is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4");
+}
+
+TEST(VideoCheckOutcome, TellsTheLimitsOfTheMeasurementAlsoWhenItCannotRun) {
+  const TempDir folder;
+  for (const std::string& file : {tenSeconds(folder), folder.file("none.mov")}) {
+    TestRun run(file, 1, options(QAPauses::untilReady));
+    run.go();
+    ASSERT_EQ(run.outcome.limits.size(), 1U);
+    EXPECT_EQ(run.outcome.limits[0].channels, "RGB");
+    EXPECT_EQ(run.outcome.limits[0].min, 3);
+    EXPECT_EQ(run.outcome.limits[0].max, 7);
   }
 }
 
