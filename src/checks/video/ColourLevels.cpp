@@ -79,7 +79,10 @@ class Workers {
 
   template <typename Work>
   void start(Work work) {
-    threads_[started_] = boost::thread(work);
+    // Of this size the system keeps the stacks of all eight for the next picture.
+    boost::thread::attributes attributes;
+    attributes.set_stack_size(std::size_t{1} << 20);
+    threads_[started_] = boost::thread(attributes, work);
     ++started_;
   }
 
