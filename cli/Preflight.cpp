@@ -62,7 +62,8 @@ std::string whyNoFolder(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
   if (error) {
-    return error.message();
+    // A link that leads nowhere exists, but is no folder.
+    return error == std::errc::file_exists ? errorText(ENOTDIR) : error.message();
   }
   return ::access(path.c_str(), W_OK | X_OK) == 0 ? "" : errorText(errno);
 }

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <limits>
 
 #include "ExitCode.h"
+#include "Figures.h"
 #include "Listener.h"
 #include "Output.h"
 #include "Report.h"
@@ -130,6 +132,75 @@ TEST(TableLine, JoinsFiguresAndReason) {
 
 TEST(TableLine, EndsWithTheStateWhenThereIsNothingToSay) {
   EXPECT_EQ(tableLine(reportOf(State::pass), 10, false), "  frame-rate  pass");
+}
+
+/// An outcome of `count` of ten frames, with limits for R to B and for Y.
+QACheckOutcome outcomeOf(int count, const QALimits& rgb = {"RGB", 0, 255},
+                         const QALimits& luma = {"Y", 0, 255}) {
+  QACheckOutcome outcome;
+  outcome.measured = count > 0;
+  outcome.budget = 10;
+  outcome.count = count;
+  outcome.limits = {rgb, luma};
+  return outcome;
+}
+
+TEST(Shortfall, IsToldWhenFramesAreMissing) {
+  QACheckOutcome outcome = outcomeOf(10);
+  EXPECT_EQ(shortfall(outcome, "frames"), "");
+  outcome.count = 7;
+  EXPECT_EQ(shortfall(outcome, "frames"), "only 7 of 10 frames came");
+  outcome.reason = "pixel format gray is not supported";
+  EXPECT_EQ(shortfall(outcome, "frames"), "only 7 of 10 frames could be measured");
+}
+
+TEST(Shortfall, IsNoneOfABudgetThatLeavesNothing) {
+  QACheckOutcome outcome = outcomeOf(0);
+  outcome.budget = -25;
+  EXPECT_EQ(shortfall(outcome, "frames"), "");
+}
+
+struct FiguresCase {
+  const char* why;
+  Channel channel;
+  QACheckOutcome outcome;
+  const char* text;
+};
+
+TEST(ColourFigures, TellWhatIsOutside) {
+  const FiguresCase cases[] = {
+      {"inside", {'R', 1, 254}, outcomeOf(10), "R 1 to 254"},
+      {"below", {'G', -3, 254}, outcomeOf(10), "G -3 to 254; outside: G 3 below 0"},
+      {"above", {'B', 1, 261}, outcomeOf(10), "B 1 to 261; outside: B 6 above 255"},
+      {"both", {'R', -3, 261}, outcomeOf(10), "R -3 to 261; outside: R 3 below 0, R 6 above 255"},
+      {"on the lower", {'R', 0, 9}, outcomeOf(10), "R 0 to 9; outside: R on the limit 0"},
+      {"on the upper", {'R', 9, 255}, outcomeOf(10), "R 9 to 255; outside: R on the limit 255"},
+      {"limits of its own",
+       {'Y', 16, 235},
+       outcomeOf(10, {"RGB", 0, 9}, {"Y", 15, 235}),
+       "Y 16 to 235; outside: Y on the limit 235"},
+      {"one value between crossed limits",
+       {'R', 5, 5},
+       outcomeOf(10, {"RGB", 9, 1}),
+       "R 5 to 5; outside: R 4 below 9, R 4 above 1"},
+      {"extreme limits",
+       {'R', -1, 1},
+       outcomeOf(10, {"RGB", INT_MAX, INT_MIN}),
+       "R -1 to 1; outside: R 2147483648 below 2147483647, R 2147483649 above -2147483648"},
+      {"frames are missing",
+       {'R', -1, 9},
+       outcomeOf(3),
+       "R -1 to 9; outside: R 1 below 0; only 3 of 10 frames came"},
+  };
+  for (const FiguresCase& c : cases) {
+    EXPECT_EQ(colourFigures({c.channel}, c.outcome), c.text) << c.why;
+  }
+}
+
+TEST(ColourFigures, NameTheChannelsInTheirOrder) {
+  EXPECT_EQ(colourFigures({{'R', 1, 2}, {'G', 0, 3}, {'B', 4, 300}, {'Y', 5, 6}}, outcomeOf(10)),
+            "R 1 to 2, G 0 to 3, B 4 to 300, Y 5 to 6; "
+            "outside: G on the limit 0, B 45 above 255");
 }
 
 TEST(Printable, KeepsTextAndReplacesControls) {
