@@ -1,0 +1,102 @@
+#include "visual/OpenCVDouble.h"
+
+#include <dlfcn.h>
+#include <stdlib.h>
+
+#include <stdexcept>
+
+namespace {
+
+qatest::OpenCVCalls calls;
+bool showingThrows = false;
+int makingThrows = 0;
+int makingGivesNull = 0;
+
+template <typename Function>
+Function next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+
+void cvShowImage(const char* name, const CvArr* image) {
+  calls.shown.push_back({name, qatest::pixelsOf(*static_cast<const IplImage*>(image))});
+  if (showingThrows) {
+    throw std::runtime_error("no window");
+  }
+}
+
+int cvWaitKey(int delay) {
+  calls.waits.push_back(delay);
+  return -1;
+}
+
+void cvDestroyAllWindows() {
+  ++calls.windowsDestroyed;
+}
+
+IplImage* cvCreateImage(CvSize size, int depth, int channels) {
+  if (makingThrows > 0) {
+    --makingThrows;
+    throw std::bad_alloc();
+  }
+  if (makingGivesNull > 0) {
+    --makingGivesNull;
+    return nullptr;
+  }
+  static const auto create = next<IplImage* (*)(CvSize, int, int)>("cvCreateImage");
+  IplImage* image = create(size, depth, channels);
+  ++calls.imagesMade;
+  return image;
+}
+
+void cvReleaseImage(IplImage** image) {
+  static const auto release = next<void (*)(IplImage**)>("cvReleaseImage");
+  release(image);
+  ++calls.imagesReleased;
+}
+
+}  // extern "C"
+
+namespace qatest {
+
+const OpenCVCalls& openCVCalls() {
+  return calls;
+}
+
+void clearOpenCV() {
+  calls = {};
+  showingThrows = false;
+  makingThrows = 0;
+  makingGivesNull = 0;
+}
+
+void letShowingThrow() {
+  showingThrows = true;
+}
+
+void failToMakeImages(int throwing, int givingNull) {
+  makingThrows = throwing;
+  makingGivesNull = givingNull;
+}
+
+WindowSystem::WindowSystem(State state) {
+  unsetenv("DISPLAY");
+  unsetenv("QT_QPA_PLATFORM");
+  if (state == State::available) {
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  } else if (state == State::dead) {
+    // Empty is as good as unset, and nobody answers there.
+    setenv("QT_QPA_PLATFORM", "", 1);
+    setenv("DISPLAY", ":4095", 1);
+  }
+}
+
+WindowSystem::~WindowSystem() {
+  unsetenv("DISPLAY");
+  unsetenv("QT_QPA_PLATFORM");
+}
+
+}  // namespace qatest

@@ -1,0 +1,127 @@
+// The displays in windows of a real window system, and without any.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#include "cli/Process.h"
+#include "visual/Pictures.h"
+#include "visual/ReferenceDisplays.h"
+#include "visual/Xvfb.h"
+
+namespace {
+
+using qatest::Pixels;
+using qatest::Process;
+
+constexpr std::chrono::seconds kLongestWait{60};
+
+/// An empty value removes a variable.
+qatest::Command windowsProgram(const std::vector<std::string>& displays,
+                               const std::string& display) {
+  qatest::Command command;
+  command.program = QATESTER_WINDOWS_PROGRAM;
+  command.arguments = displays;
+  command.environment = {{"DISPLAY", display}, {"QT_QPA_PLATFORM", ""}};
+  return command;
+}
+
+/// Whether the canvas is on the screen with its upper left corner there.
+bool isAt(const Pixels& screen, const Pixels& canvas, int left, int top) {
+  for (int y = 0; y < canvas.height; ++y) {
+    const auto row = canvas.pixels.begin() + y * canvas.width;
+    if (!std::equal(row, row + canvas.width,
+                    screen.pixels.begin() + (top + y) * screen.width + left)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Whether the canvas is anywhere on the screen, pixel by pixel.
+bool isOnScreen(const Pixels& screen, const Pixels& canvas) {
+  // Most of the screen is black: a place where the canvas is not is soon found out by.
+  const auto lit = std::find_if(canvas.pixels.begin(), canvas.pixels.end(),
+                                [](const qatest::Bgr& pixel) { return pixel != qatest::kBlack; });
+  const auto first = static_cast<int>(lit - canvas.pixels.begin());
+  const int x = first % canvas.width;
+  const int y = first / canvas.width;
+  for (int top = 0; top + canvas.height <= screen.height; ++top) {
+    for (int left = 0; left + canvas.width <= screen.width; ++left) {
+      if (screen.at(left + x, top + y) == *lit && isAt(screen, canvas, left, top)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+bool becomesTrue(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return true;
+}
+
+struct Display {
+  const char* name;
+  Pixels (*reference)();
+};
+
+template <Pixels (*reference)(OxVideoFrameYUV)>
+Pixels ofSharedPicture() {
+  return reference(qatest::sharedPicture().record());
+}
+
+Pixels colourSpace() {
+  return qatest::referenceColourSpace({100, 30}, {200, 50}, {150, 100}, 64);
+}
+
+class WindowsTest : public testing::TestWithParam<Display> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Displays, WindowsTest,
+    testing::Values(Display{"diamond", ofSharedPicture<qatest::referenceDiamond>},
+                    Display{"CIE1931", ofSharedPicture<qatest::referenceCIE1931>},
+                    Display{"linear", ofSharedPicture<qatest::referenceLinearGamut>},
+                    Display{"colourSpace", colourSpace}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_P(WindowsTest, AppearsOnTheScreenAndGoes) {
+  if (!qatest::Xvfb::isInstalled()) {
+    GTEST_SKIP() << "Xvfb is not installed";
+  }
+  const qatest::Xvfb server;
+  const Pixels canvas = GetParam().reference();
+  ASSERT_FALSE(isOnScreen(server.screen(), canvas));
+  Process program(windowsProgram({GetParam().name}, server.display()));
+  ASSERT_TRUE(program.waitFor("shown\n"));
+  EXPECT_TRUE(becomesTrue([&] { return isOnScreen(server.screen(), canvas); }));
+  program.signal(SIGUSR1);
+  ASSERT_TRUE(program.waitFor("closed\n"));
+  EXPECT_TRUE(becomesTrue([&] { return !isOnScreen(server.screen(), canvas); }));
+  program.signal(SIGTERM);
+  const qatest::Finished finished = program.wait();
+  EXPECT_EQ(finished.code, 0) << finished.err;
+  EXPECT_EQ(finished.out, "windows\nwanted\nshown\nclosed\npauses: 0\n");
+}
+
+/// A first window would end the process.
+TEST(WithoutAWindowSystem, NothingIsShownAndTheProcessGoesOn) {
+  const std::vector<std::string> all{"diamond", "CIE1931", "linear", "colourSpace"};
+  for (const char* display : {"", ":4095"}) {
+    const qatest::Finished finished = Process(windowsProgram(all, display)).wait();
+    EXPECT_EQ(finished.code, 0) << finished.err;
+    EXPECT_EQ(finished.out, "no windows\nnot wanted\nshown\nclosed\npauses: 0\n");
+  }
+}
+
+}  // namespace
