@@ -31,6 +31,11 @@ std::unique_lock<std::mutex> lockContainer(const std::shared_ptr<BufferControl>&
                             : std::unique_lock<std::mutex>();
 }
 
+std::string nameOf(int pixelFormat) {
+  const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(pixelFormat));
+  return name != nullptr ? name : "unknown";
+}
+
 }  // namespace
 
 /// What `swsContext` was made for, and rows wide enough for it to write past a picture's width.
@@ -265,8 +270,11 @@ bool OxVideoStream::hasEnded() {
 }
 
 std::string OxVideoStream::getPixelFormatName() {
-  const char* name = codecContext != nullptr ? av_get_pix_fmt_name(codecContext->pix_fmt) : nullptr;
-  return name != nullptr ? name : "unknown";
+  return nameOf(codecContext != nullptr ? codecContext->pix_fmt : AV_PIX_FMT_NONE);
+}
+
+std::string OxVideoStream::getPixelFormatName(const OxVideoFrameYUV& picture) {
+  return nameOf(picture.frame != nullptr ? picture.frame->format : AV_PIX_FMT_NONE);
 }
 
 std::string OxVideoStream::getPixelFormat() {

@@ -86,6 +86,9 @@ class QATESTER_API OxVideoStream {
   /// The pixel format's own name, such as "yuv422p10le"; "unknown" without one.
   std::string getPixelFormatName();
 
+  /// The same of a picture, which may have another one than the stream has got to by now.
+  static std::string getPixelFormatName(const OxVideoFrameYUV& picture);
+
   /// Whether no further packet will come: known in until-ready mode only, false otherwise.
   bool hasEnded();
 

@@ -5,13 +5,24 @@
 
 namespace qatester {
 
+namespace {
+
+std::string unsupported(const std::string& pixelFormat) {
+  return "pixel format " + pixelFormat + " is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4";
+}
+
+}  // namespace
+
 std::string unopenedReason(OxWrap& wrap) {
   return "cannot be opened as a media file: " + wrap.getOpenError();
 }
 
 std::string pixelFormatReason(OxVideoStream& video) {
-  return "pixel format " + video.getPixelFormatName() +
-         " is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4";
+  return unsupported(video.getPixelFormatName());
+}
+
+std::string pixelFormatReason(const OxVideoFrameYUV& picture) {
+  return unsupported(OxVideoStream::getPixelFormatName(picture));
 }
 
 }  // namespace qatester

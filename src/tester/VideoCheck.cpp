@@ -144,7 +144,7 @@ class VideoRun {
         if (added == Added::measured) {
           ++outcome_.count;
         } else {
-          outcome_.reason = pixelFormatReason(video);
+          outcome_.reason = pixelFormatReason(picture);
         }
         if (added == Added::unreadableEndsCheck) {
           break;

@@ -118,6 +118,18 @@ TEST(ChromaCheck, PicturesThatCannotBeReadDoNotFailAFile) {
   EXPECT_TRUE(check<ChromaCheck>(tester).passed);
 }
 
+TEST(ChromaCheck, ReasonIsThePicturesFormatAlsoWhenTheDecoderIsInTheNextOne) {
+  const TempDir folder;
+  const std::string file = clipOfFormats(
+      folder, "clip.ts",
+      {{AV_PIX_FMT_YUV420P, 25}, {AV_PIX_FMT_YUV420P10, 25}, {AV_PIX_FMT_YUV420P, 75}}, 3);
+  LoggedTester tester(file, stored(), quick<ChromaCheck>(60));
+  check<ChromaCheck>(tester);
+  EXPECT_EQ(tester.outcomes.at(0).count, 60 - 25);
+  EXPECT_EQ(tester.outcomes.at(0).reason,
+            "pixel format yuv420p10le is not 8-bit planar 4:2:0, 4:2:2 or 4:4:4");
+}
+
 TEST(ChromaCheck, EachPartOfAPictureThatCannotBeReadTellsSoOnStandardOutput) {
   const TempDir folder;
   const std::string file = clipWithChangingFormat(folder, "clip.ts");

@@ -1,35 +1,50 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "support/Clips.h"
 #include "support/TempDir.h"
 
 namespace qatest {
 
-constexpr int kReadableFrames = 50;
-constexpr int kUnreadableFrames = 50;
+struct FormatPart {
+  AVPixelFormat format;
+  int frames;
+};
 
-/// A transport stream at 25 frames a second that is 8-bit 4:2:0 for 50 frames and then 10-bit for
-/// 50 frames, in which no picture is delayed by the decoder.
-inline std::string clipWithChangingFormat(const TempDir& dir, const std::string& name) {
-  const auto part = [&dir](AVPixelFormat format, int frames, int firstFrame) {
-    VideoSpec video = h264WithBFrames(frames);
-    video.bFrames = 0;
-    video.pixelFormat = format;
-    video.pixel = [firstFrame](int component, int x, int y, int frame) {
-      return clipPixel(component, x, y, firstFrame + frame);
+/// A transport stream at 25 frames a second whose pixel format changes from part to part. With
+/// `bFrames` the decoder delays pictures, so that those of a part come when it is in the next.
+inline std::string clipOfFormats(const TempDir& dir, const std::string& name,
+                                 const std::vector<FormatPart>& parts, int bFrames = 0) {
+  std::string stream;
+  int first = 0;
+  for (const FormatPart& part : parts) {
+    VideoSpec video = h264WithBFrames(part.frames);
+    video.bFrames = bFrames;
+    video.pixelFormat = part.format;
+    video.pixel = [first](int component, int x, int y, int frame) {
+      return clipPixel(component, x, y, first + frame);
     };
-    video.edit = [firstFrame](AVPacket& packet, int) {
-      packet.pts += firstFrame;
-      packet.dts += firstFrame;
+    video.edit = [first](AVPacket& packet, int) {
+      packet.pts += first;
+      packet.dts += first;
     };
-    return readFile(makeClip(dir, "part.ts", {.video = {video}}));
-  };
-  writeFile(dir.file(name), part(AV_PIX_FMT_YUV420P, kReadableFrames, 0) +
-                                part(AV_PIX_FMT_YUV420P10, kUnreadableFrames, kReadableFrames));
+    stream += readFile(makeClip(dir, "part.ts", {.video = {video}}));
+    first += part.frames;
+  }
   std::filesystem::remove(dir.file("part.ts"));
+  writeFile(dir.file(name), stream);
   return dir.file(name);
+}
+
+constexpr int kReadableFrames = 50;
+
+/// 8-bit 4:2:0 for `kReadableFrames` frames, then 10-bit for as many.
+inline std::string clipWithChangingFormat(const TempDir& dir, const std::string& name) {
+  return clipOfFormats(
+      dir, name, {{AV_PIX_FMT_YUV420P, kReadableFrames}, {AV_PIX_FMT_YUV420P10, kReadableFrames}});
 }
 
 }  // namespace qatest
