@@ -20,7 +20,7 @@ const std::filesystem::path kFolder = QATESTER_MEDIA_DIR;
 
 /// Not the defaults: most of the files are short, and each pixel is worked out by itself.
 constexpr int kSlateSeconds = 0;
-constexpr int kBudget = 10;
+constexpr int kBudget = 5;
 
 /// Empty where there is no such chroma layout to read.
 std::optional<std::pair<int, int>> chromaShifts(int pixelFormat) {
