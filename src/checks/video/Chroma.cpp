@@ -1,6 +1,4 @@
-#include "checks/video/Chroma.h"
-
-#include "checks/video/ColourLevels.h"
+#include "checks/video/ColourMeasurement.h"
 #include "media/PlanarPicture.h"
 #include "tester/QATester.h"
 #include "visual/ColourDisplays.h"
@@ -16,47 +14,35 @@ constexpr VideoCheckProfile kProfile{
     .messageEndsWithFullStop = false,
 };
 
-ChromaLimits limitsFrom(const CheckContext& context) {
-  return {.rgbMin = context.intSetting("ChromaRGBMin", "0"),
-          .rgbMax = context.intSetting("ChromaRGBMax", "255"),
-          .yMin = context.intSetting("ChromaYMin", "0"),
-          .yMax = context.intSetting("ChromaYMax", "255")};
+std::vector<QALimits> limitsFrom(const CheckContext& context) {
+  return {{.channels = "RGB",
+           .min = context.intSetting("ChromaRGBMin", "0"),
+           .max = context.intSetting("ChromaRGBMax", "255")},
+          {.channels = "Y",
+           .min = context.intSetting("ChromaYMin", "0"),
+           .max = context.intSetting("ChromaYMax", "255")}};
 }
+
+/// The extremes of colours and luma, and the "Diamond Display" of each picture.
+class ChromaMeasurement : public ColourMeasurement<QA_ChromaLevel> {
+ public:
+  using ColourMeasurement::ColourMeasurement;
+
+  Added add(int index, OxVideoFrameYUV& picture) override {
+    const bool readable = planarPicture(picture).has_value();
+    if (!readable && context_.options.console) {
+      return Added::unreadable;  // reading it would write on standard output
+    }
+    if (context_.displays.wanted()) {
+      context_.displays.show("Diamond Display", index, drawDiamond(picture).get());
+      context_.displays.repaint();
+    }
+    level_ = MaxChannels(getChromaLimits(picture), level_);
+    return readable ? Added::measured : Added::unreadable;
+  }
+};
 
 }  // namespace
-
-void ChromaMeasurement::begin(float, int) {
-  level_ = {};
-}
-
-Added ChromaMeasurement::add(int index, OxVideoFrameYUV& picture) {
-  const bool readable = planarPicture(picture).has_value();
-  if (!readable && context_.options.console) {
-    return Added::unreadable;  // reading it would write on standard output
-  }
-  if (context_.displays.wanted()) {
-    context_.displays.show("Diamond Display", index, drawDiamond(picture).get());
-    context_.displays.repaint();
-  }
-  level_ = MaxChannels(getChromaLimits(picture), level_);
-  return readable ? Added::measured : Added::unreadable;
-}
-
-std::vector<QALimits> ChromaMeasurement::limits() const {
-  return {{"RGB", limits_.rgbMin, limits_.rgbMax}, {"Y", limits_.yMin, limits_.yMax}};
-}
-
-QA_ChromaLevel ChromaMeasurement::verdict() const {
-  const auto inside = [](int min, int max, int lowest, int highest) {
-    return lowest <= highest && highest < max && lowest > min;
-  };
-  QA_ChromaLevel result = level_;
-  result.passed = inside(limits_.rgbMin, limits_.rgbMax, result.rMin, result.rMax) &&
-                  inside(limits_.rgbMin, limits_.rgbMax, result.gMin, result.gMax) &&
-                  inside(limits_.rgbMin, limits_.rgbMax, result.bMin, result.bMax) &&
-                  inside(limits_.yMin, limits_.yMax, result.yMin, result.yMax);
-  return result;
-}
 
 }  // namespace qatester
 

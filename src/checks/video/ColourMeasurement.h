@@ -1,0 +1,47 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "checks/video/ColourLevels.h"
+#include "tester/CheckContext.h"
+#include "tester/VideoCheck.h"
+
+namespace qatester {
+
+/// Whether every channel that a pair of limits names lies strictly between them: a value on a limit
+/// is outside, which clients rely on. False for a record that saw no pixel.
+bool liesInside(const QA_ChromaLevel& level, const std::vector<QALimits>& limits);
+bool liesInside(const QA_GamutLevel& level, const std::vector<QALimits>& limits);
+
+/// What the measurements of colour extremes have in common: the extremes of all pictures so far,
+/// and the limits that they are compared with.
+template <typename Level>
+class ColourMeasurement : public VideoMeasurement {
+ public:
+  ColourMeasurement(const CheckContext& context, std::vector<QALimits> limits)
+      : context_(context), limits_(std::move(limits)) {}
+
+  void begin(float, int) override {
+    level_ = {};
+    mayPass_ = true;
+  }
+  std::vector<QALimits> limits() const override { return limits_; }
+
+  Level verdict() const {
+    Level result = level_;
+    result.passed = mayPass_ && liesInside(result, limits_);
+    return result;
+  }
+
+ protected:
+  const CheckContext& context_;
+  Level level_;
+  /// False once something was met that no extremes can make up for.
+  bool mayPass_ = true;
+
+ private:
+  std::vector<QALimits> limits_;
+};
+
+}  // namespace qatester
