@@ -9,9 +9,7 @@
 #include "media/YUVConversion.h"
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
-// processor has is chosen at run time. Vectors in structures need a size known to the compiler.
-#undef HWY_DISABLED_TARGETS
-#define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128 | HWY_RVV)
+// processor has is chosen at run time.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "checks/video/ColourExtremes.cpp"
 #include <hwy/foreach_target.h>
