@@ -33,8 +33,8 @@ TEST_F(CanvasTest, IsOfClearedBytes) {
 }
 
 TEST_F(CanvasTest, FiveFailuresWithAPauseAfterEachAreTheEnd) {
-  // OpenCV throws for such a size, as it does without memory.
-  EXPECT_EQ(makeCanvas(-1, 3), nullptr);
+  qatest::failToMakeImages(5);
+  EXPECT_EQ(makeCanvas(5, 3), nullptr);
   EXPECT_EQ(qatest::callerPauses(), std::vector<unsigned>(5, 1000));
 }
 

@@ -6,17 +6,18 @@
 namespace qatest {
 
 Pixels pixelsOf(const IplImage& canvas) {
-  Pixels result{canvas.width, canvas.height, {}};
+  Pixels pixels{canvas.width, canvas.height, {}};
   for (int y = 0; y < canvas.height; ++y) {
     const auto* row = reinterpret_cast<const uint8_t*>(canvas.imageData) + y * canvas.widthStep;
-    for (int x = 0; x < canvas.width; ++x) {
-      result.pixels.push_back({row[3 * x], row[3 * x + 1], row[3 * x + 2]});
-    }
+    pixels.bytes.insert(pixels.bytes.end(), row, row + 3 * canvas.width);
   }
-  return result;
+  return pixels;
 }
 
 std::string difference(const Pixels& actual, const Pixels& expected) {
+  if (actual == expected) {
+    return "";
+  }
   std::ostringstream text;
   if (actual.width != expected.width || actual.height != expected.height) {
     text << "canvas of " << actual.width << " x " << actual.height << " instead of "
@@ -24,21 +25,21 @@ std::string difference(const Pixels& actual, const Pixels& expected) {
     return text.str();
   }
   const std::vector<Place> places = placesThatDiffer(actual, expected);
-  if (!places.empty()) {
-    const auto [x, y] = places.front();
-    text << places.size() << " pixels differ, first at " << x << ", " << y << ": "
-         << actual.at(x, y) << " instead of " << expected.at(x, y);
-  }
+  const auto [x, y] = places.front();
+  text << places.size() << " pixels differ, first at " << x << ", " << y << ": " << actual.at(x, y)
+       << " instead of " << expected.at(x, y);
   return text.str();
 }
 
 std::vector<Place> placesThatDiffer(const Pixels& one, const Pixels& other) {
   std::vector<Place> places;
-  for (int y = 0; y < one.height; ++y) {
-    for (int x = 0; x < one.width; ++x) {
-      if (one.at(x, y) != other.at(x, y)) {
-        places.push_back({x, y});
-      }
+  const auto end = one.bytes.end();
+  for (auto at = one.bytes.begin(); at != end;) {
+    at = std::mismatch(at, end, other.bytes.begin() + (at - one.bytes.begin())).first;
+    if (at != end) {
+      const auto pixel = static_cast<int>(at - one.bytes.begin()) / 3;
+      places.push_back({pixel % one.width, pixel / one.width});
+      at = one.bytes.begin() + 3 * (pixel + 1);
     }
   }
   return places;

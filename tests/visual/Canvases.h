@@ -2,6 +2,7 @@
 
 #include <opencv2/core/core_c.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <ostream>
@@ -28,13 +29,18 @@ constexpr Bgr grey(int level) {
 inline constexpr Bgr kBlack{};
 inline constexpr Bgr kWhite = grey(255);
 
-/// The pixels of a canvas, row by row.
+/// The bytes of a canvas, row by row without gaps.
 struct Pixels {
   int width = 0;
   int height = 0;
-  std::vector<Bgr> pixels;
+  std::vector<uint8_t> bytes;
 
-  const Bgr& at(int x, int y) const { return pixels.at(static_cast<std::size_t>(y * width + x)); }
+  Bgr at(int x, int y) const {
+    const auto first = static_cast<std::size_t>(3 * (y * width + x));
+    return {bytes.at(first), bytes.at(first + 1), bytes.at(first + 2)};
+  }
+
+  bool operator==(const Pixels&) const = default;
 };
 
 Pixels pixelsOf(const IplImage& canvas);

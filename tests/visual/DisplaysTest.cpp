@@ -6,9 +6,13 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/FakeSleep.h"
@@ -36,7 +40,7 @@ UniqueImage patternedCanvas(int width = 105, int height = 26) {
   return canvas;
 }
 
-/// What a PNG file holds, read as red, green, blue.
+/// What a PNG file holds.
 qatest::Pixels readPng(const std::string& path) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
@@ -47,11 +51,10 @@ qatest::Pixels readPng(const std::string& path) {
   image.format = PNG_FORMAT_RGB;
   std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(image));
   png_image_finish_read(&image, nullptr, bytes.data(), 0, nullptr);
-  qatest::Pixels pixels{static_cast<int>(image.width), static_cast<int>(image.height), {}};
-  for (std::size_t i = 0; i + 2 < bytes.size(); i += 3) {
-    pixels.pixels.push_back({bytes[i + 2], bytes[i + 1], bytes[i]});
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    std::swap(bytes[i], bytes[i + 2]);
   }
-  return pixels;
+  return {static_cast<int>(image.width), static_cast<int>(image.height), bytes};
 }
 
 std::vector<std::string> namesIn(const fs::path& folder) {

@@ -66,22 +66,23 @@ std::vector<NamedPicture> manyPictures() {
     int width;
     int height;
   };
+  constexpr std::array kContents{Content::anything, Content::legal, Content::limits};
   std::vector<NamedPicture> pictures;
   unsigned seed = 0;
   for (const Format& format :
        {Format{"4:2:0", AV_PIX_FMT_YUV420P}, Format{"4:2:2", AV_PIX_FMT_YUV422P},
         Format{"4:4:4", AV_PIX_FMT_YUV444P}}) {
+    std::size_t content = 0;
     for (const Size& size : {Size{1, 1}, Size{3, 5}, Size{17, 9}, Size{64, 48}, Size{511, 3},
                              Size{512, 2}, Size{513, 4}, Size{1030, 7}}) {
       for (const Layout& layout : {Layout{}, Layout{5, false}, Layout{3, true}}) {
-        for (const Content content : {Content::anything, Content::legal, Content::limits}) {
-          Picture picture(format.format, size.width, size.height, layout);
-          fillWith(picture, content, ++seed);
-          pictures.push_back({std::string(format.name) + ", " + std::to_string(size.width) + " x " +
-                                  std::to_string(size.height) + ", seed " + std::to_string(seed),
-                              std::move(picture)});
-        }
+        Picture picture(format.format, size.width, size.height, layout);
+        fillWith(picture, kContents[content++ % kContents.size()], ++seed);
+        pictures.push_back({std::string(format.name) + ", " + std::to_string(size.width) + " x " +
+                                std::to_string(size.height) + ", seed " + std::to_string(seed),
+                            std::move(picture)});
       }
+      ++content;  // another content for each layout of the next size
     }
   }
   return pictures;

@@ -26,7 +26,7 @@ Picture& fillWith(Picture& picture, Content content, unsigned seed);
 Picture sharedPicture();
 
 /// Pictures of odd and of even sizes, wider than what is converted at a time and tiny, in every
-/// format, with padded rows and from the bottom up, with every content.
+/// format, with padded rows and from the bottom up, of every content.
 struct NamedPicture {
   std::string name;
   Picture picture;

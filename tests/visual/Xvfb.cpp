@@ -94,12 +94,15 @@ Pixels Xvfb::screen() const {
   const std::size_t height = field(file, kHeight);
   const std::size_t rows = field(file, kHeaderSize) + field(file, kMapEntries) * kBytesPerMapEntry;
   const std::size_t bytesPerLine = field(file, kBytesPerLine);
+  if (file.size() < rows + height * bytesPerLine) {
+    throw std::runtime_error("the screen's file is too short");
+  }
   Pixels pixels{static_cast<int>(width), static_cast<int>(height), {}};
   for (std::size_t y = 0; y < height; ++y) {
     for (std::size_t x = 0; x < width; ++x) {
-      const std::size_t at = rows + y * bytesPerLine + 4 * x;
-      const auto byte = [&](std::size_t i) { return static_cast<uint8_t>(file.at(at + i)); };
-      pixels.pixels.push_back({byte(0), byte(1), byte(2)});
+      const auto pixel =
+          file.begin() + static_cast<std::ptrdiff_t>(rows + y * bytesPerLine + 4 * x);
+      pixels.bytes.insert(pixels.bytes.end(), pixel, pixel + 3);
     }
   }
   return pixels;
