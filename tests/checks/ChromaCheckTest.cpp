@@ -64,6 +64,16 @@ TEST(ChromaCheck, LumaMayFailAlone) {
   }
 }
 
+TEST(ChromaCheck, LumaLimitsAreZeroAnd255ByDefault) {
+  const TempDir folder;
+  for (const Colour& colour : {Colour{254, 128, 128}, Colour{1, 128, 128}}) {
+    const std::string file = makeClip(folder, "clip.nut", {.video = {plain(colour)}});
+    LoggedTester tester(file, stored(),
+                        quick<ChromaCheck>(1) + "ChromaRGBMin=-500\nChromaRGBMax=500\n");
+    EXPECT_TRUE(check<ChromaCheck>(tester).passed) << colour.y;
+  }
+}
+
 TEST(ChromaCheck, TellsItsLimits) {
   const TempDir folder;
   LoggedTester tester(makeClip(folder, "clip.nut", {.video = {ffv1()}}), stored(),

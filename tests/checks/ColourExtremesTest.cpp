@@ -133,6 +133,34 @@ TEST_P(FastColours, EqualTheDefinitionForEveryContentAndRectangle) {
   }
 }
 
+TEST_P(FastColours, SeeWhatOneChannelAloneGainsInALaterBlock) {
+  // Blocks of two colours each: often a block widens one extreme of one channel only.
+  constexpr int kBlock = 64;
+  constexpr int kBlocks = 3;
+  std::mt19937 random(4);
+  Picture picture(AV_PIX_FMT_YUV444P, kBlock * kBlocks, 1);
+  for (int round = 0; round < 30000 / kSanitizerStride; ++round) {
+    ColourExtremes expected;
+    for (int block = 0; block < kBlocks; ++block) {
+      const int odd = static_cast<int>(random() % kBlock);
+      YUVPixel colours[2];
+      for (YUVPixel& colour : colours) {
+        colour = {static_cast<int>(random() & 255), static_cast<int>(random() & 255),
+                  static_cast<int>(random() & 255), true};
+        const RgbPixel rgb = YUVHelper::YUVtoRGB601(colour);
+        expected.widen({{rgb.r, rgb.r}, {rgb.g, rgb.g}, {rgb.b, rgb.b}, {colour.y, colour.y}});
+      }
+      for (int x = 0; x < kBlock; ++x) {
+        const YUVPixel& colour = colours[x == odd ? 1 : 0];
+        picture.at(0, block * kBlock + x, 0) = static_cast<uint8_t>(colour.y);
+        picture.at(1, block * kBlock + x, 0) = static_cast<uint8_t>(colour.u);
+        picture.at(2, block * kBlock + x, 0) = static_cast<uint8_t>(colour.v);
+      }
+    }
+    ASSERT_EQ(measured(picture, whole(picture)), expected) << round;
+  }
+}
+
 /// Measures flat pictures, each of which shows one triple.
 void expectExactTriples(int first, int stride) {
   Picture picture(AV_PIX_FMT_YUV420P, 64, 2);

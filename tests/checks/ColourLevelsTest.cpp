@@ -9,6 +9,8 @@
 #include <boost/thread/exceptions.hpp>
 #include <climits>
 #include <cstddef>
+#include <filesystem>
+#include <iterator>
 #include <random>
 #include <string>
 #include <tuple>
@@ -294,14 +296,22 @@ TYPED_TEST(ColourLevels, PictureDoesNotPass) {
   EXPECT_FALSE(TypeParam::limits(frame).passed);
 }
 
+std::ptrdiff_t runningThreads() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/task"),
+                       std::filesystem::directory_iterator());
+}
+
 TYPED_TEST(ColourLevels, ThreadThatCannotBeStartedIsToldAndTheOthersAreWaitedFor) {
   using Level = typename TypeParam::Level;
-  Picture picture = noise(AV_PIX_FMT_YUV420P, 640, 400, 9);
+  // Large enough for threads that are not waited for to be there still.
+  Picture picture = noise(AV_PIX_FMT_YUV444P, 4096, 2160, 9);
   OxVideoFrameYUV frame = picture.record();
   const Level whole = TypeParam::limits(frame);
+  const std::ptrdiff_t threadsOfTheTest = runningThreads();
   for (const int started : {0, 1, 4, 7}) {
     threadsThatStart = started;
     EXPECT_THROW(TypeParam::limits(frame), boost::thread_resource_error) << started;
+    EXPECT_EQ(runningThreads(), threadsOfTheTest) << started;
     threadsThatStart = kAllThreads;
     EXPECT_EQ(fields(TypeParam::limits(frame)), fields(whole));
   }

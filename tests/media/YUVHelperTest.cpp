@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <random>
 #include <vector>
 
 #include "media/YUVConversion.h"
@@ -210,17 +210,25 @@ void forTriples(int stride, Check check) {
 }
 
 TEST(YUVHelper, ConvertsInSinglePrecisionInTheOrderGiven) {
-  const float kb = 0.2627F;
-  const float kr = 0.0593F;
-  forTriples(11, [=](int y, int u, int v) {
+  forTriples(11, [](int y, int u, int v) {
     const YUVPixel yuv = pixel(y, u, v);
     ASSERT_EQ(YUVHelper::YUVtoRGB601(yuv), literal(y, u, v, 0.114F, 0.299F))
         << y << " " << u << " " << v;
     ASSERT_EQ(YUVHelper::YUVtoRGB709(yuv), literal(y, u, v, 0.0722F, 0.2126F))
         << y << " " << u << " " << v;
-    ASSERT_EQ(YUVHelper::YUVtoRGB(yuv, kb, kr), literal(y, u, v, kb, kr))
-        << y << " " << u << " " << v;
   });
+}
+
+TEST(YUVHelper, ConvertsWithAnyCoefficients) {
+  std::mt19937 random(1);
+  const auto upTo = [&random](unsigned limit) { return static_cast<int>(random() % limit); };
+  for (int i = 0; i < 200000; ++i) {
+    const float kb = static_cast<float>(1 + upTo(400)) / 1000.0F;
+    const float kr = static_cast<float>(1 + upTo(400)) / 1000.0F;
+    const YUVPixel yuv = pixel(upTo(256), upTo(256), upTo(256));
+    ASSERT_EQ(YUVHelper::YUVtoRGB(yuv, kb, kr), literal(yuv.y, yuv.u, yuv.v, kb, kr))
+        << kb << " " << kr << " " << yuv.y << " " << yuv.u << " " << yuv.v;
+  }
 }
 
 TEST(YUVHelper, LookedUpTermsGiveTheSameColoursForAllTriples) {
