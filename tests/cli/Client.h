@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Process.h"
 #include "support/Clips.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace qatest {

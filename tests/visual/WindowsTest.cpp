@@ -8,7 +8,7 @@
 #include <functional>
 #include <thread>
 
-#include "cli/Process.h"
+#include "support/Process.h"
 #include "visual/Pictures.h"
 #include "visual/ReferenceDisplays.h"
 #include "visual/Xvfb.h"
