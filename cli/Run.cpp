@@ -237,6 +237,7 @@ class Run {
     } else if (options_.visual) {
       options.displays = QADisplays::windows;
     }
+    options.colourThreads = QAColourThreads::none;
     options.stop = interrupt_.token();
     options.console = [this](const std::string& line) { takeConsoleLine(line); };
     options.outcome = [this](const QACheckOutcome& outcome) { outcome_ = outcome; };

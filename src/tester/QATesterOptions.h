@@ -9,11 +9,21 @@
 #include "tester/QACheckOutcome.h"
 #include "visual/QADisplays.h"
 
+/// Who measures the colours of a picture.
+enum class QAColourThreads {
+  /// Eight threads, one for each of eight parts, started anew for each picture.
+  eight,
+  /// The calling thread: the same result for less processor time.
+  none,
+};
+
 /// What a client may ask of a tester beyond its plain constructor, whose behaviour the defaults
 /// give.
 struct QATesterOptions {
   QAPauses pauses = QAPauses::fixed;
   QALookup lookup = QALookup::defaults;
+
+  QAColourThreads colourThreads = QAColourThreads::eight;
 
   QADisplays displays = QADisplays::asSet;
   /// Where picture files of displays go; made when the first is written. Empty: the current folder.

@@ -472,6 +472,22 @@ TYPED_TEST(ColourCheck, PictureThatCannotBeWrittenIsToldOnceAndHarmsNothing) {
   }
 }
 
+TYPED_TEST(ColourCheck, MeasuresTheSameWithoutThreadsOfItsOwn) {
+  for (const qatest::ClipKind& kind : qatest::clipKinds()) {
+    const std::string file = makeClip(this->folder, kind.fileName, kind.spec);
+    QATesterOptions options = stored();
+    LoggedTester threaded(file, options, quick<TypeParam>(10));
+    options.colourThreads = QAColourThreads::none;
+    LoggedTester alone(file, options, quick<TypeParam>(10));
+    const auto expected = check<TypeParam>(threaded);
+    const auto result = check<TypeParam>(alone);
+    EXPECT_EQ(extremesOf(result), extremesOf(expected)) << kind.fileName;
+    EXPECT_EQ(result.passed, expected.passed) << kind.fileName;
+    EXPECT_EQ(alone.logged(), threaded.logged()) << kind.fileName;
+    EXPECT_EQ(alone.listener.progress, threaded.listener.progress) << kind.fileName;
+  }
+}
+
 TYPED_TEST(ColourCheck, MayRunMoreThanOnceAndAfterTheOther) {
   const VideoSpec video = ffv1(60);
   LoggedTester tester(this->clip(video), stored(), quick<ChromaCheck>(5) + quick<GamutCheck>(5));

@@ -16,7 +16,9 @@
 #include <tuple>
 
 #include "media/YUVHelper.h"
+#include "support/Clips.h"
 #include "support/Console.h"
+#include "support/LoggedTester.h"
 #include "support/Picture.h"
 
 namespace {
@@ -26,12 +28,16 @@ constexpr int kAllThreads = -1;
 /// How many threads may still be started, if not all.
 std::atomic<int> threadsThatStart = kAllThreads;
 
+/// How many threads were to be started so far.
+std::atomic<int> threadsAsked = 0;
+
 }  // namespace
 
 /// Takes the place of the system's: a thread with such a stack cannot be started.
 extern "C" int pthread_attr_setstacksize(pthread_attr_t* attributes, std::size_t size) noexcept {
   static const auto original = reinterpret_cast<int (*)(pthread_attr_t*, std::size_t)>(
       dlsym(RTLD_NEXT, "pthread_attr_setstacksize"));
+  ++threadsAsked;
   if (threadsThatStart == 0) {
     return original(attributes, std::size_t{1} << 60);
   }
@@ -56,10 +62,16 @@ auto fields(const QA_GamutLevel& l) {
 struct Chroma {
   using Level = QA_ChromaLevel;
   static Level limits(OxVideoFrameYUV& frame) { return getChromaLimits(frame); }
+  static void check(qatest::LoggedTester& tester) {
+    tester.run([](QATester& t) { return t.checkChroma(); });
+  }
 };
 struct Gamut {
   using Level = QA_GamutLevel;
   static Level limits(OxVideoFrameYUV& frame) { return getGamutLimits(frame); }
+  static void check(qatest::LoggedTester& tester) {
+    tester.run([](QATester& t) { return t.checkGamut(); });
+  }
 };
 
 /// One step of the definition, in its order.
@@ -294,6 +306,36 @@ TYPED_TEST(ColourLevels, PictureDoesNotPass) {
   picture.fill(126, 128, 128);
   OxVideoFrameYUV frame = picture.record();
   EXPECT_FALSE(TypeParam::limits(frame).passed);
+}
+
+TYPED_TEST(ColourLevels, PictureIsMeasuredByEightThreads) {
+  Picture picture = noise(AV_PIX_FMT_YUV420P, 16, 16, 10);
+  OxVideoFrameYUV frame = picture.record();
+  threadsAsked = 0;
+  TypeParam::limits(frame);
+  EXPECT_EQ(threadsAsked, 8);
+  TypeParam::limits(frame);
+  EXPECT_EQ(threadsAsked, 16);
+  frame.width = 0;
+  TypeParam::limits(frame);
+  EXPECT_EQ(threadsAsked, 16);
+}
+
+TYPED_TEST(ColourLevels, CheckStartsEightThreadsAPictureUnlessToldToStartNone) {
+  const qatest::TempDir folder;
+  const std::string file = makeClip(folder, "clip.nut", {.video = {qatest::ffv1()}});
+  QATesterOptions options = qatest::stored();
+  const auto threadsOf = [&](QAColourThreads threads) {
+    options.colourThreads = threads;
+    qatest::LoggedTester tester(
+        file, options, "QATesterSlateSeconds=0\nChromaFrameChecks=3\nGamutFrameChecks=3\n");
+    threadsAsked = 0;
+    TypeParam::check(tester);
+    return threadsAsked.load();
+  };
+  EXPECT_EQ(threadsOf(QAColourThreads::eight), 24);
+  EXPECT_EQ(threadsOf(QAColourThreads::none), 0);
+  EXPECT_EQ(QATesterOptions().colourThreads, QAColourThreads::eight);
 }
 
 std::ptrdiff_t runningThreads() {

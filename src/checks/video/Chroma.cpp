@@ -37,7 +37,7 @@ class ChromaMeasurement : public ColourMeasurement<QA_ChromaLevel> {
       context_.displays.show("Diamond Display", index, drawDiamond(picture).get());
       context_.displays.repaint();
     }
-    level_ = MaxChannels(getChromaLimits(picture), level_);
+    level_ = MaxChannels(measured(picture, getChromaLimits), level_);
     return readable ? Added::measured : Added::unreadable;
   }
 };

@@ -35,6 +35,16 @@ class ColourMeasurement : public VideoMeasurement {
   }
 
  protected:
+  /// The extremes of one picture, by the threads that the options ask for.
+  Level measured(OxVideoFrameYUV& picture, Level (*byEightThreads)(OxVideoFrameYUV&)) const {
+    if (context_.options.colourThreads == QAColourThreads::eight) {
+      return byEightThreads(picture);
+    }
+    Level level;
+    processSubsection(&picture, 0, 0, picture.width, picture.height, &level);
+    return level;
+  }
+
   const CheckContext& context_;
   Level level_;
   /// False once something was met that no extremes can make up for.

@@ -43,7 +43,7 @@ class GamutMeasurement : public ColourMeasurement<QA_GamutLevel> {
       context_.displays.show("YCbCr Display", index, drawLinearGamut(picture).get());
       context_.displays.repaint();
     }
-    level_ = MaxChannels(level_, getGamutLimits(picture));
+    level_ = MaxChannels(level_, measured(picture, getGamutLimits));
     return Added::measured;
   }
 };
