@@ -23,9 +23,9 @@
 #ifndef QATESTER_COLOUR_EXTREMES_ONCE
 #define QATESTER_COLOUR_EXTREMES_ONCE
 namespace qatester {
-/// Luma columns and rows of a block.
+/// Luma columns, and rows of chroma samples, of a block.
 constexpr int kBlockColumns = 64;
-constexpr int kBlockRows = 16;
+constexpr int kBlockChromaRows = 8;
 }  // namespace qatester
 #endif
 
@@ -237,7 +237,7 @@ class Blocks {
   static void measure(const PlanarPicture& picture, const Rectangle& rectangle,
                       ColourExtremes& extremes) {
     const int first = rectangle.yStart / kDown * kDown;
-    for (int top = first; top < rectangle.yEnd; top += kBlockRows) {
+    for (int top = first; top < rectangle.yEnd; top += kBlockChromaRows * kDown) {
       const Blocks blocks(picture, rectangle, top);
       for (int x = rectangle.xStart; x < rectangle.xEnd; x += kBlockColumns) {
         // The last one overlaps the one before.
@@ -285,7 +285,7 @@ class Blocks {
     ColumnRanges<kBlockColumns> y;
     ColumnRanges<kChromaColumns> u;
     ColumnRanges<kChromaColumns> v;
-    HWY_UNROLL(4)
+    HWY_UNROLL(8)
     for (const Rows& rows : rows_) {
       y.widen(rows.lumaA + x);
       if constexpr (kDown > 1) {
@@ -349,7 +349,7 @@ class Blocks {
     }
   }
 
-  std::array<Rows, std::size_t{kBlockRows / kDown}> rows_;
+  std::array<Rows, kBlockChromaRows> rows_;
 };
 
 void measureBlocks(const PlanarPicture& picture, const Rectangle& rectangle,
