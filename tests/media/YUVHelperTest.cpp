@@ -231,6 +231,27 @@ TEST(YUVHelper, ConvertsWithAnyCoefficients) {
   }
 }
 
+TEST(YUVConversion, FactorsAreMultipliedInTheOrderGiven) {
+  std::mt19937 random(2);
+  for (int i = 0; i < 1000; ++i) {
+    const float kb = static_cast<float>(1 + random() % 400) / 1000.0F;
+    const float kr = static_cast<float>(1 + random() % 400) / 1000.0F;
+    const volatile float oneMinusKb = 1.0F - kb;
+    const volatile float oneMinusKr = 1.0F - kr;
+    const volatile float kg = oneMinusKb - kr;
+    const volatile float cb = -kb * oneMinusKb;
+    const volatile float cbScaled = cb * 2.2767856F;
+    const volatile float cr = -kr * oneMinusKr;
+    const volatile float crScaled = cr * 2.2767856F;
+    const qatester::YUVConversion conversion(kb, kr);
+    // One step above neutral a term is its factor.
+    EXPECT_EQ(conversion.redOfCr(129), oneMinusKr * 2.2767856F) << kr;
+    EXPECT_EQ(conversion.greenOfCb(129), cbScaled / kg) << kb << " " << kr;
+    EXPECT_EQ(conversion.greenOfCr(129), crScaled / kg) << kb << " " << kr;
+    EXPECT_EQ(conversion.blueOfCb(129), oneMinusKb * 2.2767856F) << kb;
+  }
+}
+
 TEST(YUVHelper, LookedUpTermsGiveTheSameColoursForAllTriples) {
   long different = 0;
   forTriples(1, [&](int y, int u, int v) {
