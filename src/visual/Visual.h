@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "foundation/Export.h"
+#include "media/OxAudioStream.h"
 #include "media/OxVideoStream.h"
 #include "media/YUVHelper.h"
 
@@ -17,14 +18,39 @@ struct Image {
   IplImage* image = nullptr;
 };
 
-/// Draws diagnostic displays of pictures and shows them in on-screen windows. The caller lets the
-/// windows repaint (`cvWaitKey`). Where no window system is available nothing is drawn or shown.
-/// A picture that cannot be read (see `YUVHelper`) is not shown.
+/// Draws diagnostic displays of pictures and sound and shows them in on-screen windows. The caller
+/// lets the windows repaint (`cvWaitKey`). Where no window system is available nothing is drawn or
+/// shown. A picture that cannot be read (see `YUVHelper`) is not shown.
 ///
 /// Canvases are 8-bit blue, green, red. When there is no memory for one, the call pauses for 1000 s
 /// and tries again; after five failures nothing is shown.
 class QATESTER_API Visual {
  public:
+  /// A cleared canvas of `width` x 256, or of `width` x `height`, the caller's to release
+  /// (`cvReleaseImage`). Null without memory, and at once when `width` and `height` are given and
+  /// either is 0.
+  static IplImage* createCleanImage(int width);
+  static IplImage* createCleanImage(int width, int height);
+
+  /// A bar one pixel wide in column `x`, from the zero line in row 127 to row `y`, both included:
+  /// adds `r`, `g` and `b` to the bytes of each of its pixels, which wrap around. A bar that ends
+  /// on the zero line is added twice. What falls outside the canvas, which must be one of 8-bit
+  /// blue, green, red, is left out; null is left alone.
+  static void plotPoint(int x, int y, IplImage* image, int r, int g, int b);
+
+  /// The waveform of a block, a column a value, in green: full scale is 127 rows, upwards from the
+  /// zero line in row 127. Samples that are not 8-, 16- or 32-bit integers draw nothing.
+  static void plotSample(OxAudioSample& block, const std::string& title);
+
+  /// The waveforms of two blocks, the first in green, the second in red, with a legend; where they
+  /// overlap the colours add up to yellow. Both are read in the first one's format, as far as the
+  /// second one goes.
+  static void plotSamples(OxAudioSample& first, OxAudioSample& second, const std::string& title);
+
+  /// A converted picture. Its bytes are copied as one run: rows of a canvas are padded to four
+  /// bytes, so a picture whose rows are not a multiple of that appears sheared.
+  static void plotImageData(OxVideoFrameRGB& frame, const std::string& title);
+
   /// Red against green on the left, blue against green on the right; the inner squares hold what is
   /// legal. A point of which a channel is outside 0 to 255 is white. 512 x 256.
   static void plotDiamondDisplay(OxVideoFrameYUV& frame, const std::string& windowName);

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "media/OxAudioStream.h"
+#include "media/OxVideoStream.h"
+#include "visual/Canvas.h"
+
+namespace qatester {
+
+// The plots of `Visual` on canvases of their own. Null when there is nothing to show.
+
+/// One waveform.
+UniqueCanvas drawSample(const OxAudioSample& block);
+
+/// Two waveforms with a legend.
+UniqueCanvas drawSamples(const OxAudioSample& first, const OxAudioSample& second);
+
+/// A converted picture.
+UniqueCanvas drawImageData(const OxVideoFrameRGB& frame);
+
+}  // namespace qatester
