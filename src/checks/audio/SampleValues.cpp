@@ -1,8 +1,8 @@
 #include "checks/audio/SampleValues.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 
 namespace {
 
@@ -15,7 +15,7 @@ constexpr float kHalfScale32 = 1.0F / 2147483648.0F;
 template <typename T>
 T valueAt(const OxAudioSample& sample, int index) {
   T value;
-  std::memcpy(&value, sample.buffer + static_cast<std::ptrdiff_t>(index) * sizeof(T), sizeof value);
+  std::memcpy(&value, sample.buffer + index * static_cast<std::ptrdiff_t>(sizeof(T)), sizeof value);
   return value;
 }
 
