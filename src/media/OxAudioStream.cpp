@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "media/AudioBlock.h"
 #include "media/FFmpeg.h"
 #include "media/PacketQueue.h"
 
@@ -150,11 +151,13 @@ OxAudioSample OxAudioStream::getSampleChannel(OxAudioSample sample, unsigned sho
   }
   result.numberOfSamples = sample.numberOfSamples / channels;
   const auto width = static_cast<std::size_t>(sample.bytesPerSample);
-  const auto count = static_cast<std::size_t>(result.numberOfSamples);
-  result.buffer = allocateBlock(count * width);
-  for (std::size_t k = 0; k < count; ++k) {
-    std::memcpy(result.buffer + k * width,
-                sample.buffer + (k * static_cast<std::size_t>(channels) + channel) * width, width);
-  }
+  result.buffer = allocateBlock(static_cast<std::size_t>(result.numberOfSamples) * width);
+  qatester::copyChannel(result.buffer, sample.buffer + channel * width, result.numberOfSamples,
+                        sample.bytesPerSample, channels);
   return result;
+}
+
+std::string OxAudioStream::getSampleFormatName() {
+  const char* name = av_get_sample_fmt_name(static_cast<AVSampleFormat>(sampleFormat));
+  return name != nullptr ? name : "unknown";
 }

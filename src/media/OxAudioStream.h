@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "foundation/Export.h"
 
@@ -59,6 +60,9 @@ class QATESTER_API OxAudioStream {
   /// The 0-based `channel` of an interleaved block of this stream. For a channel that does not
   /// exist the block is empty and its buffer the static text "Channel is too large".
   OxAudioSample getSampleChannel(OxAudioSample sample, unsigned short channel);
+
+  /// The name of `sampleFormat` in FFmpeg, such as "s16".
+  std::string getSampleFormatName();
 
   AVFormatContext* formatContext = nullptr;
   AVCodecContext* codecContext = nullptr;

@@ -10,6 +10,11 @@ int intSetting(Settings& settings, const char* key, const char* defaultValue) {
   return std::atoi(text.get());
 }
 
+float floatSetting(Settings& settings, const char* key, const char* defaultValue) {
+  const std::unique_ptr<const char[]> text(settings.GetValueOf(key, defaultValue));
+  return static_cast<float>(std::atof(text.get()));
+}
+
 void Progress::measured(int index) {
   // Single precision throughout, required: at a budget of 100 it leaves out 53 and 59.
   const int percent =

@@ -14,6 +14,9 @@ namespace qatester {
 /// A key's value as a whole number, by `atoi`.
 int intSetting(Settings& settings, const char* key, const char* defaultValue);
 
+/// The same by `atof`, in single precision.
+float floatSetting(Settings& settings, const char* key, const char* defaultValue);
+
 /// What a check sees of its tester. Everything belongs to the tester and outlives the check.
 struct CheckContext {
   const std::string& fileName;
@@ -48,6 +51,9 @@ struct CheckContext {
 
   int intSetting(const char* key, const char* defaultValue) const {
     return qatester::intSetting(*settings, key, defaultValue);
+  }
+  float floatSetting(const char* key, const char* defaultValue) const {
+    return qatester::floatSetting(*settings, key, defaultValue);
   }
 };
 

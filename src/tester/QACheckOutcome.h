@@ -3,12 +3,19 @@
 #include <string>
 #include <vector>
 
-/// What a check compared the extremes of some channels with.
+/// What a check compared its measures with.
 struct QALimits {
-  /// A letter for each of them, such as "RGB".
+  /// A letter for each colour channel that they hold for, such as "RGB"; empty for sound.
   std::string channels;
   int min = 0;
   int max = 0;
+};
+
+/// A number that a check came to on the way to its result.
+struct QAFigure {
+  /// What it is, such as "meanLag".
+  std::string name;
+  double value = 0.0;
 };
 
 /// How a check went, beside its result: for clients that must tell "failed" from "not measured".
@@ -30,4 +37,14 @@ struct QACheckOutcome {
   int count = 0;
   /// The limits in effect; empty where a check has none.
   std::vector<QALimits> limits;
+  /// What a check that judges without a record tells of its measurement. The mono check gives
+  /// "matchingBlocks" and "threshold" (the share of them that makes the file mono), the phase check
+  /// "meanLag" (in samples).
+  std::vector<QAFigure> figures;
+  /// The stretch of sound that was measured, in seconds from the start of its stream.
+  double startSeconds = 0.0;
+  double endSeconds = 0.0;
+  /// Entries of `QA_AudioLevels` that no integer sample was measured into: the stream has no such
+  /// channel, or its samples have no values.
+  std::vector<unsigned> unmeasuredEntries;
 };

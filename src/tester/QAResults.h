@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+
+#include "tester/QAEnums.h"
 
 /// What `QATester::checkFrameRate` found; all zero when the check could not run.
 struct QA_FrameRate {
@@ -38,4 +41,45 @@ struct QA_GamutLevel {
   int32_t gMin = std::numeric_limits<int32_t>::max();
   int32_t bMax = std::numeric_limits<int32_t>::min();
   int32_t bMin = std::numeric_limits<int32_t>::max();
+};
+
+/// The levels of one channel: 20 log10 of the magnitude in code values, less the dynamic range of
+/// the samples' format, in dB. A full-scale 16-bit sample reads -7.78, a value of 1 reads -98.09.
+struct QA_ChannelLevel {
+  /// Of the samples measured last, in dB.
+  float dynamicRange = 0.0F;
+  /// The extremes of the last blocks, from the last one on whose first value is not zero. 0 when
+  /// all values were zero.
+  float maxLevel = 0.0F;
+  float minLevel = 0.0F;
+  uint32_t audioStreamNumber = 0;
+  uint32_t channelNumber = 0;
+  /// `maxLevel` lies strictly between the thresholds.
+  bool passed = false;
+};
+
+/// What `QATester::checkAudioLevels` found. The array is the receiver's, made with `new[]`.
+struct QA_AudioLevels {
+  /// One entry for each of `channels` channels of each of `streams` streams, in this order.
+  QA_AudioLevels(unsigned int streams, unsigned int channels, QA_StreamSetup setup)
+      : levels(new QA_ChannelLevel[static_cast<std::size_t>(streams) * channels]),
+        count(streams * channels),
+        setup(setup) {
+    for (uint32_t i = 0; i < count; ++i) {
+      levels[i].audioStreamNumber = i / channels;
+      levels[i].channelNumber = i % channels;
+    }
+  }
+
+  QA_ChannelLevel* levels;
+  uint32_t count;
+  QA_StreamSetup setup;
+};
+
+/// What `QATester::checkITUR1770Loudness` found; all zero when the check could not run.
+struct QA_Loudness {
+  /// LKFS: dB relative to full scale, K-weighted, without gating. Minus infinity for silence.
+  double loudness = 0.0;
+  /// The loudness lies strictly between the thresholds.
+  bool passed = false;
 };

@@ -10,6 +10,7 @@
 #include "media/OxWrap.h"
 #include "tester/CheckContext.h"
 #include "tester/Reasons.h"
+#include "tester/StreamSetup.h"
 #include "visual/WindowSystem.h"
 
 namespace {
@@ -139,13 +140,13 @@ bool QATester::isValidFile() {
   }
   wrap.startBuffering();
   if (wrap.getAudioStream(0) == nullptr) {
-    return refuse("QATester: No audio stream.", "QATester: No Audio Stream.", "no audio stream");
+    return refuse("QATester: No audio stream.", "QATester: No Audio Stream.",
+                  qatester::streamSetupReason(0));
   }
   if (getAudioStreamSetup(&wrap) == QA_STREAM_SETUP_UNSUPPORTED) {
     return refuse("QATester: Unsupported stream layout, bailing out.",
                   "QATester: Unsupported stream setup",
-                  std::to_string(wrap.getNumberOfAudioStreams()) +
-                      " audio streams (1, 3, 4 or 8 are supported)");
+                  qatester::streamSetupReason(wrap.getNumberOfAudioStreams()));
   }
   OxVideoStream* video = wrap.getVideoStream();
   if (video == nullptr) {
@@ -167,34 +168,12 @@ bool QATester::checkDropNoDrop() {
 }
 
 QA_StreamSetup QATester::getAudioStreamSetup(OxWrap* wrap) {
-  switch (wrap != nullptr ? wrap->getNumberOfAudioStreams() : 0) {
-    case 1:
-      return QA_STREAM_SETUP_ONE_STEREO;
-    case 3:
-      return QA_STREAM_SETUP_THREE_STEREO;
-    case 4:
-      return QA_STREAM_SETUP_FOUR_MONO;
-    case 8:
-      return QA_STREAM_SETUP_EIGHT_MONO;
-    default:
-      return QA_STREAM_SETUP_UNSUPPORTED;
-  }
+  return qatester::streamSetupOf(wrap != nullptr ? wrap->getNumberOfAudioStreams() : 0);
 }
 
 char* QATester::getStreamSetupText(QA_StreamSetup setup) {
   constexpr std::size_t kSize = 50;
-  switch (setup) {
-    case QA_STREAM_SETUP_ONE_STEREO:
-      return handOutText("1 Stream with 2 Channels", kSize);
-    case QA_STREAM_SETUP_THREE_STEREO:
-      return handOutText("3 Streams with 2 Channels each", kSize);
-    case QA_STREAM_SETUP_FOUR_MONO:
-      return handOutText("4 Streams with 1 Channel each", kSize);
-    case QA_STREAM_SETUP_EIGHT_MONO:
-      return handOutText("8 Streams with 1 Channel each", kSize);
-    default:
-      return handOutText("unsupported", kSize);
-  }
+  return handOutText(qatester::streamSetupText(setup), kSize);
 }
 
 char* QATester::getFrameTypeText(QA_FrameType type) {

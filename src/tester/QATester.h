@@ -57,6 +57,36 @@ class QATESTER_API QATester {
   /// "CIE1931 Display" and "YCbCr Display".
   QA_GamutLevel checkGamut();
 
+  /// The level of every channel of every audio stream over "LevelFrameChecks" blocks (default 100)
+  /// of each stream after the slate; a channel passes when its highest level lies strictly between
+  /// "LevelLowThreshold" and "LevelPeakThreshold" (dB, defaults -100 and 0, at most 0). A stream of
+  /// one channel is measured into the entry of its own number; channels that have no entry are left
+  /// out. The record and its array are the caller's (`delete[] record->levels; delete record;`);
+  /// null when the check could not run.
+  QA_AudioLevels* checkAudioLevels();
+
+  /// The loudness of the first stream's first two channels, or of the first two of four or eight
+  /// streams, after ITU-R BS.1770 without gating, over "LoudnessFrameChecks" blocks (default 1)
+  /// after the slate and after leading silence. The filters have the coefficients for 48 kHz and
+  /// start from rest with each block. Passes strictly between "LoudnessMinThreshold" and
+  /// "LoudnessMaxThreshold" (LKFS, default 0, at most 0): without these settings never.
+  QA_Loudness checkITUR1770Loudness();
+
+  /// Whether the two channels (chosen as for the loudness) carry distinct signals, over
+  /// "MonoFrameChecks" pairs of blocks (default 100) after the slate. Two samples match when they
+  /// differ by less than "MonoSingleSampleThreshold" (default 0.01) of the range of their type; a
+  /// pair of blocks is mono when the share "MonoSimilarSampleCountThreshold" (default 0.01) of its
+  /// samples match, one sample earlier, at the same time or one sample later; the file passes when
+  /// the share of such pairs is below that threshold. False also when the check could not run.
+  /// Display: "Mono Check".
+  bool checkMono();
+
+  /// Whether the second channel lags the first, or the first the second (chosen as for the
+  /// loudness), by less than "PhaseSampleOffsetThreshold" samples (default 200) on average, over
+  /// "PhaseFrameChecks" pairs of blocks (default 100) after the slate. False also when the check
+  /// could not run. Display: "Phase Check".
+  bool checkAudioPhase();
+
   /// Does nothing and returns false.
   bool checkDropNoDrop();
 

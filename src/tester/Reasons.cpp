@@ -1,5 +1,7 @@
 #include "tester/Reasons.h"
 
+#include "checks/audio/SampleIntegers.h"
+#include "media/OxAudioStream.h"
 #include "media/OxVideoStream.h"
 #include "media/OxWrap.h"
 
@@ -23,6 +25,24 @@ std::string pixelFormatReason(OxVideoStream& video) {
 
 std::string pixelFormatReason(const OxVideoFrameYUV& picture) {
   return unsupported(OxVideoStream::getPixelFormatName(picture));
+}
+
+std::string streamSetupReason(unsigned audioStreams) {
+  if (audioStreams == 0) {
+    return "no audio stream";
+  }
+  return std::to_string(audioStreams) + " audio streams (1, 3, 4 or 8 are supported)";
+}
+
+std::string silentStreamReason(OxAudioStream& audio) {
+  if (audio.packetQueue == nullptr) {
+    return "there is no decoder for the audio";
+  }
+  if (!isIntegerFormat(audio.sampleFormat)) {
+    return "samples of format " + audio.getSampleFormatName() +
+           " read as silence: only 8-, 16- and 32-bit integers are measured";
+  }
+  return "";
 }
 
 }  // namespace qatester

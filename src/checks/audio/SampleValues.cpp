@@ -1,31 +1,11 @@
 #include "checks/audio/SampleValues.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-namespace {
+#include "checks/audio/SampleIntegers.h"
 
-// Powers of two: the products are exact.
-constexpr float kHalfScale8 = 1.0F / 128.0F;
-constexpr float kHalfScale16 = 1.0F / 32768.0F;
-constexpr float kHalfScale32 = 1.0F / 2147483648.0F;
-
-/// The value at `index`, wherever in memory the block lies.
-template <typename T>
-T valueAt(const OxAudioSample& sample, int index) {
-  T value;
-  std::memcpy(&value, sample.buffer + index * static_cast<std::ptrdiff_t>(sizeof(T)), sizeof value);
-  return value;
-}
-
-/// In 32-bit arithmetic: the most negative value stays as it is.
-int magnitudeOf(int32_t value) {
-  const auto bits = static_cast<uint32_t>(value);
-  return static_cast<int32_t>(value < 0 ? 0U - bits : bits);
-}
-
-}  // namespace
+using qatester::integerAt;
+using qatester::wrappedMagnitude;
 
 float getDynamicRange(AVSampleFormat format) {
   switch (format) {
@@ -41,7 +21,7 @@ float getDynamicRange(AVSampleFormat format) {
 }
 
 int getIntValue(unsigned char value) {
-  return value < 128 ? value : value - 255;
+  return qatester::signedByte(value);
 }
 
 int getUintValue(int value) {
@@ -53,32 +33,15 @@ float getRealAudioValue(OxAudioSample sample, int index) {
   if (sample.buffer == nullptr) {
     return 0.0F;
   }
-  switch (sample.sampleFormat) {
-    case AV_SAMPLE_FMT_U8:
-      return static_cast<float>(magnitudeOf(getIntValue(sample.buffer[index])));
-    case AV_SAMPLE_FMT_S16:
-      return static_cast<float>(magnitudeOf(valueAt<int16_t>(sample, index)));
-    case AV_SAMPLE_FMT_S32:
-      return static_cast<float>(magnitudeOf(valueAt<int32_t>(sample, index)));
-    default:
-      return 0.0F;
-  }
+  return static_cast<float>(wrappedMagnitude(integerAt(sample, index)));
 }
 
 double getAudioValue(OxAudioSample sample, int index) {
   if (sample.buffer == nullptr) {
     return 0.0;
   }
-  switch (sample.sampleFormat) {
-    case AV_SAMPLE_FMT_U8:
-      return static_cast<float>(getIntValue(sample.buffer[index])) * kHalfScale8;
-    case AV_SAMPLE_FMT_S16:
-      return static_cast<float>(valueAt<int16_t>(sample, index)) * kHalfScale16;
-    case AV_SAMPLE_FMT_S32:
-      return static_cast<float>(valueAt<int32_t>(sample, index)) * kHalfScale32;
-    default:
-      return 0.0;
-  }
+  return static_cast<float>(integerAt(sample, index)) *
+         qatester::unitOfFullScale(sample.sampleFormat);
 }
 
 template <typename T>
@@ -96,12 +59,3 @@ bool checkSingleSample(T a, T b, float tolerance) {
 template bool checkSingleSample(unsigned char a, unsigned char b, float tolerance);
 template bool checkSingleSample(short a, short b, float tolerance);
 template bool checkSingleSample(int a, int b, float tolerance);
-
-namespace qatester {
-
-bool isIntegerFormat(int sampleFormat) {
-  return sampleFormat == AV_SAMPLE_FMT_U8 || sampleFormat == AV_SAMPLE_FMT_S16 ||
-         sampleFormat == AV_SAMPLE_FMT_S32;
-}
-
-}  // namespace qatester

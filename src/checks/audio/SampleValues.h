@@ -43,10 +43,3 @@ extern template QATESTER_API bool checkSingleSample(unsigned char a, unsigned ch
                                                     float tolerance);
 extern template QATESTER_API bool checkSingleSample(short a, short b, float tolerance);
 extern template QATESTER_API bool checkSingleSample(int a, int b, float tolerance);
-
-namespace qatester {
-
-/// Whether samples of this format have values at all.
-bool isIntegerFormat(int sampleFormat);
-
-}  // namespace qatester

@@ -1,0 +1,59 @@
+#include "checks/audio/ChannelPairs.h"
+
+#include <utility>
+
+#include "visual/WaveformDisplay.h"
+
+namespace qatester {
+
+void PairMeasurement::begin(const AudioPlan& plan) {
+  separateStreams_ =
+      plan.setup == QA_STREAM_SETUP_FOUR_MONO || plan.setup == QA_STREAM_SETUP_EIGHT_MONO;
+}
+
+Heard PairMeasurement::add(int cycle, int stream, AudioBlock block) {
+  if (!separateStreams_) {
+    return addPair(cycle, block.channel(0), block.channel(1));
+  }
+  if (stream == 0) {
+    first_ = std::move(block);
+    return Heard::nothing;
+  }
+  return addPair(cycle, first_, block);
+}
+
+Heard PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBlock& second) {
+  if (first.empty() || second.empty()) {
+    return Heard::endsCheck;
+  }
+  if (first.count() != second.count()) {
+    lengthsDiffered_ = true;
+    return Heard::nothing;
+  }
+  if (context_.displays.wanted()) {
+    context_.displays.show(title_, cycle, drawSamples(first.samples(), second.samples()).get());
+    context_.displays.repaint();
+  }
+  OxAudioSample asFirst = first.samples();
+  if (second.samples().bytesPerSample < asFirst.bytesPerSample) {
+    // Too short to be read in the first one's format, so neither has values.
+    asFirst.sampleFormat = -1;
+  }
+  compare(asFirst, second.samples());
+  ++compared_;
+  if (first.format() != second.format()) {
+    formatsDiffered_ = true;
+    return Heard::nothing;
+  }
+  return Heard::measured;
+}
+
+void PairMeasurement::describe(QACheckOutcome& outcome) const {
+  if (formatsDiffered_) {
+    outcome.reason = "the two streams have samples of different formats";
+  } else if (lengthsDiffered_ && !outcome.measured) {
+    outcome.reason = "the blocks of the two streams differ in length";
+  }
+}
+
+}  // namespace qatester

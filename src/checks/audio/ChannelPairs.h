@@ -1,0 +1,39 @@
+#pragma once
+
+#include "tester/AudioCheck.h"
+
+namespace qatester {
+
+/// A measurement of two channels side by side: the first two of the first stream or, of four or
+/// eight streams, the first two streams as they are. Forms the pairs and plots them.
+class PairMeasurement : public AudioMeasurement {
+ public:
+  /// `title` names the display.
+  PairMeasurement(const CheckContext& context, const char* title)
+      : context_(context), title_(title) {}
+
+  void begin(const AudioPlan& plan) override;
+  Heard add(int cycle, int stream, AudioBlock block) override;
+  void describe(QACheckOutcome& outcome) const override;
+
+ protected:
+  /// Compares two blocks with equally many values, in the first one's format; the second one is at
+  /// least as wide.
+  virtual void compare(const OxAudioSample& first, const OxAudioSample& second) = 0;
+
+  int compared() const { return compared_; }
+  const CheckContext& context() const { return context_; }
+
+ private:
+  Heard addPair(int cycle, const AudioBlock& first, const AudioBlock& second);
+
+  const CheckContext& context_;
+  const char* title_;
+  bool separateStreams_ = false;
+  AudioBlock first_;
+  int compared_ = 0;
+  bool lengthsDiffered_ = false;
+  bool formatsDiffered_ = false;
+};
+
+}  // namespace qatester

@@ -1,0 +1,72 @@
+#include "media/AudioBlock.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace qatester {
+
+namespace {
+
+/// The width is a constant, so that a value is one load and one store.
+template <std::size_t kWidth>
+void copyValues(uint8_t* to, const uint8_t* from, std::size_t count, std::size_t channels) {
+  for (std::size_t i = 0; i < count; ++i) {
+    std::memcpy(to + i * kWidth, from + i * channels * kWidth, kWidth);
+  }
+}
+
+}  // namespace
+
+AudioBlock::~AudioBlock() {
+  std::free(samples_.buffer);
+}
+
+AudioBlock::AudioBlock(AudioBlock&& other) noexcept
+    : samples_(std::exchange(other.samples_, {})), channels_(std::exchange(other.channels_, 0)) {}
+
+AudioBlock& AudioBlock::operator=(AudioBlock&& other) noexcept {
+  std::swap(samples_, other.samples_);
+  std::swap(channels_, other.channels_);
+  return *this;
+}
+
+AudioBlock AudioBlock::channel(int index) const {
+  OxAudioSample result = samples_;
+  result.buffer = nullptr;
+  result.numberOfSamples = index < channels_ ? count() / channels_ : 0;
+  if (result.numberOfSamples <= 0) {
+    result.numberOfSamples = 0;
+    return {result, 1};
+  }
+  const auto width = static_cast<std::size_t>(samples_.bytesPerSample);
+  result.buffer =
+      static_cast<uint8_t*>(std::malloc(static_cast<std::size_t>(result.numberOfSamples) * width));
+  if (result.buffer == nullptr) {
+    throw std::bad_alloc();
+  }
+  copyChannel(result.buffer, samples_.buffer + static_cast<std::size_t>(index) * width,
+              result.numberOfSamples, samples_.bytesPerSample, channels_);
+  return {result, 1};
+}
+
+void copyChannel(uint8_t* to, const uint8_t* from, int count, int width, int channels) {
+  const auto values = static_cast<std::size_t>(count);
+  const auto step = static_cast<std::size_t>(channels);
+  switch (width) {
+    case 1:
+      return copyValues<1>(to, from, values, step);
+    case 2:
+      return copyValues<2>(to, from, values, step);
+    case 4:
+      return copyValues<4>(to, from, values, step);
+    default:
+      for (std::size_t i = 0; i < values; ++i) {
+        const auto bytes = static_cast<std::size_t>(width);
+        std::memcpy(to + i * bytes, from + i * step * bytes, bytes);
+      }
+  }
+}
+
+}  // namespace qatester
