@@ -3,6 +3,8 @@
 #include <opencv2/core/core_c.h>
 
 #include <algorithm>
+#include <limits>
+#include <stdexcept>
 
 #include "foundation/Pause.h"
 
@@ -12,6 +14,19 @@ namespace {
 
 constexpr int kMostRetriedFailures = 4;
 constexpr unsigned kPauseSeconds = 1000;
+
+/// Throws when there is no such image. OpenCV, which counts the bits of a row and the bytes of an
+/// image in ints, lets the former wrap around, and does not free its header when it finds a size
+/// wrong: such sizes do not get there.
+IplImage* createImage(int width, int height) {
+  constexpr int64_t kMost = std::numeric_limits<int>::max();
+  const int64_t rowBits = int64_t{24} * width + 7;
+  const int64_t rowBytes = (int64_t{3} * width + 3) / 4 * 4;
+  if (width < 0 || height < 0 || rowBits > kMost || rowBytes * height > kMost) {
+    throw std::length_error("no canvas has this size");
+  }
+  return cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
+}
 
 }  // namespace
 
@@ -23,7 +38,7 @@ UniqueCanvas makeCanvas(int width, int height) {
   IplImage* canvas = nullptr;
   for (int failures = 0; canvas == nullptr && failures <= kMostRetriedFailures;) {
     try {
-      canvas = cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
+      canvas = createImage(width, height);
     } catch (...) {
       ++failures;
       pause(kPauseSeconds);

@@ -13,9 +13,13 @@ struct ReleaseCanvas {
 };
 using UniqueCanvas = std::unique_ptr<IplImage, ReleaseCanvas>;
 
-/// A cleared canvas of 8-bit blue, green, red. When there is no memory for it, pauses for 1000 s
-/// and tries again; after five failures, and as many pauses, null.
+/// A cleared canvas of 8-bit blue, green, red. When there is no memory for it, or no canvas of that
+/// size (it is negative, or too large for OpenCV), pauses for 1000 s and tries again; after five
+/// failures, and as many pauses, null.
 UniqueCanvas makeCanvas(int width, int height);
+
+/// The height of the plots of sound.
+inline constexpr int kPlotRows = 256;
 
 /// The bytes of a pixel, in the order of a canvas.
 struct Colour {

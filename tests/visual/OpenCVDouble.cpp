@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace {
@@ -48,6 +49,7 @@ IplImage* cvCreateImage(CvSize size, int depth, int channels) {
   }
   static const auto create = next<IplImage* (*)(CvSize, int, int)>("cvCreateImage");
   IplImage* image = create(size, depth, channels);
+  std::fill_n(image->imageData, image->imageSize, '\xA5');  // memory that has been used before
   ++calls.imagesMade;
   return image;
 }

@@ -6,7 +6,7 @@
 #include "visual/Canvases.h"
 
 /// Takes the place of those functions of OpenCV that show something, so that nothing appears on a
-/// screen, and watches over those that make and release images.
+/// screen, and watches over those that make and release images. New images hold leftovers.
 namespace qatest {
 
 struct Shown {
