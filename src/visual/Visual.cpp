@@ -1,22 +1,54 @@
 #include "visual/Visual.h"
 
+#include "foundation/Pause.h"
 #include "visual/ColourDisplays.h"
+#include "visual/WaveformDisplay.h"
 #include "visual/WindowSystem.h"
 
 namespace {
 
-/// Draws only where what is drawn can be shown.
+constexpr unsigned kPauseSeconds = 1000;
+
+/// Draws only where what is drawn can be shown. False when showing it failed.
 template <typename Draw>
-void plot(const std::string& windowName, Draw draw) {
+bool plot(const std::string& windowName, Draw draw) {
   if (!qatester::windowSystemAvailable()) {
-    return;
+    return true;
   }
-  if (const qatester::UniqueCanvas canvas = draw()) {
-    qatester::showInWindow(windowName, *canvas);
-  }
+  const qatester::UniqueCanvas canvas = draw();
+  return canvas == nullptr || qatester::showInWindow(windowName, *canvas);
 }
 
 }  // namespace
+
+IplImage* Visual::createCleanImage(int width) {
+  return qatester::makeCanvas(width, qatester::kPlotRows).release();
+}
+
+IplImage* Visual::createCleanImage(int width, int height) {
+  return width != 0 && height != 0 ? qatester::makeCanvas(width, height).release() : nullptr;
+}
+
+void Visual::plotPoint(int x, int y, IplImage* image, int r, int g, int b) {
+  if (image != nullptr) {
+    qatester::drawPoint(
+        *image, x, y, {static_cast<uint8_t>(b), static_cast<uint8_t>(g), static_cast<uint8_t>(r)});
+  }
+}
+
+void Visual::plotSample(OxAudioSample& block, const std::string& title) {
+  if (!plot(title, [&] { return qatester::drawSample(block); })) {
+    qatester::pause(kPauseSeconds);
+  }
+}
+
+void Visual::plotSamples(OxAudioSample& first, OxAudioSample& second, const std::string& title) {
+  plot(title, [&] { return qatester::drawSamples(first, second); });
+}
+
+void Visual::plotImageData(OxVideoFrameRGB& frame, const std::string& title) {
+  plot(title, [&] { return qatester::drawImageData(frame); });
+}
 
 void Visual::plotDiamondDisplay(OxVideoFrameYUV& frame, const std::string& windowName) {
   plot(windowName, [&] { return qatester::drawDiamond(frame); });

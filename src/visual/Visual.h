@@ -22,13 +22,13 @@ struct Image {
 /// lets the windows repaint (`cvWaitKey`). Where no window system is available nothing is drawn or
 /// shown. A picture that cannot be read (see `YUVHelper`) is not shown.
 ///
-/// Canvases are 8-bit blue, green, red. When there is no memory for one, the call pauses for 1000 s
-/// and tries again; after five failures nothing is shown.
+/// Canvases are 8-bit blue, green, red. When one cannot be made (no memory, no canvas of such a
+/// size), the call pauses for 1000 s and tries again; after five failures nothing is shown.
 class QATESTER_API Visual {
  public:
   /// A cleared canvas of `width` x 256, or of `width` x `height`, the caller's to release
-  /// (`cvReleaseImage`). Null without memory, and at once when `width` and `height` are given and
-  /// either is 0.
+  /// (`cvReleaseImage`); needs no window system. Null after five failures, and at once when `width`
+  /// and `height` are given and either is 0.
   static IplImage* createCleanImage(int width);
   static IplImage* createCleanImage(int width, int height);
 
@@ -39,16 +39,20 @@ class QATESTER_API Visual {
   static void plotPoint(int x, int y, IplImage* image, int r, int g, int b);
 
   /// The waveform of a block, a column a value, in green: full scale is 127 rows, upwards from the
-  /// zero line in row 127. Samples that are not 8-, 16- or 32-bit integers draw nothing.
+  /// zero line in row 127. Of samples that are not 8-, 16- or 32-bit integers the canvas stays
+  /// empty. When the window cannot be shown, the call pauses for 1000 s. A block without values or
+  /// buffer is not shown.
   static void plotSample(OxAudioSample& block, const std::string& title);
 
   /// The waveforms of two blocks, the first in green, the second in red, with a legend; where they
-  /// overlap the colours add up to yellow. Both are read in the first one's format, as far as the
-  /// second one goes.
+  /// overlap the colours add up to yellow. As wide as the first; both are read in the first one's
+  /// format, the second as far as its bytes go. Not shown unless the first has values and both have
+  /// buffers.
   static void plotSamples(OxAudioSample& first, OxAudioSample& second, const std::string& title);
 
   /// A converted picture. Its bytes are copied as one run: rows of a canvas are padded to four
-  /// bytes, so a picture whose rows are not a multiple of that appears sheared.
+  /// bytes, so a picture whose rows are not a multiple of that appears sheared. One that is invalid
+  /// or has no buffer is not shown.
   static void plotImageData(OxVideoFrameRGB& frame, const std::string& title);
 
   /// Red against green on the left, blue against green on the right; the inner squares hold what is

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "media/OxAudioStream.h"
 #include "media/OxVideoStream.h"
 #include "visual/Canvas.h"
@@ -18,5 +16,8 @@ UniqueCanvas drawSamples(const OxAudioSample& first, const OxAudioSample& second
 
 /// A converted picture.
 UniqueCanvas drawImageData(const OxVideoFrameRGB& frame);
+
+/// See `Visual::plotPoint`.
+void drawPoint(IplImage& canvas, int x, int y, Colour colour);
 
 }  // namespace qatester

@@ -53,10 +53,12 @@ bool windowSystemAvailable() {
   return found;
 }
 
-void showInWindow(const std::string& name, const IplImage& canvas) {
+bool showInWindow(const std::string& name, const IplImage& canvas) {
   try {
     cvShowImage(name.c_str(), &canvas);
+    return true;
   } catch (...) {  // a display measures nothing: a check goes on without it
+    return false;
   }
 }
 

@@ -13,7 +13,7 @@ namespace qatester {
 bool windowSystemAvailable();
 
 /// Shows a canvas in the window of this name, which is opened when there is none. Windows must be
-/// available. A canvas that cannot be shown is not.
-void showInWindow(const std::string& name, const IplImage& canvas);
+/// available. False when it cannot be shown.
+bool showInWindow(const std::string& name, const IplImage& canvas);
 
 }  // namespace qatester

@@ -57,6 +57,15 @@ Picture sharedPicture() {
   return picture;
 }
 
+std::vector<uint8_t> sharedImageData() {
+  std::mt19937 random(43);
+  std::vector<uint8_t> bytes(std::size_t{3} * kImageDataWidth * kImageDataHeight);
+  for (uint8_t& byte : bytes) {
+    byte = static_cast<uint8_t>(random() % 256);
+  }
+  return bytes;
+}
+
 std::vector<NamedPicture> manyPictures() {
   struct Format {
     const char* name;

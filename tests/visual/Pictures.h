@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -24,6 +25,11 @@ Picture& fillWith(Picture& picture, Content content, unsigned seed);
 
 /// A picture that windows show in tests of several processes.
 Picture sharedPicture();
+
+/// The same for a converted one. Its rows are not a multiple of four bytes.
+inline constexpr int kImageDataWidth = 131;
+inline constexpr int kImageDataHeight = 77;
+std::vector<uint8_t> sharedImageData();
 
 /// Pictures of odd and of even sizes, wider than what is converted at a time and tiny, in every
 /// format, with padded rows and from the bottom up, of every content.

@@ -31,15 +31,36 @@ class Canvas {
     byte(x, y, 2, colour.red);
   }
 
-  void text(const char* letters, int x, int y) {
+  void text(const char* letters, int x, int y, const Bgr& colour = kWhite) {
     CvFont font;
     cvInitFont(&font, CV_FONT_HERSHEY_SIMPLEX, 0.4, 0.4, 0, 1, CV_AA);
-    cvPutText(image_.get(), letters, cvPoint(x, y), &font, cvScalar(255, 255, 255, 0));
+    cvPutText(image_.get(), letters, cvPoint(x, y), &font,
+              cvScalar(colour.blue, colour.green, colour.red, 0));
+  }
+
+  /// A bar of a waveform, from the zero line to row `y`: once the way up and once the way down.
+  void bar(int x, int y, const Bgr& colour) {
+    for (int row = 127; row >= y; --row) {
+      add(x, row, colour);
+    }
+    for (int row = 127; row <= y; ++row) {
+      add(x, row, colour);
+    }
+  }
+
+  /// The image's bytes from the first on, padding and all.
+  void run(const std::vector<uint8_t>& bytes) {
+    std::copy(bytes.begin(), bytes.end(), image_->imageData);
   }
 
   Pixels pixels() const { return pixelsOf(*image_); }
 
  private:
+  void add(int x, int y, const Bgr& colour) {
+    const auto* old = reinterpret_cast<uint8_t*>(image_->imageData) + y * image_->widthStep + 3 * x;
+    pixel(x, y, {old[0] + colour.blue, old[1] + colour.green, old[2] + colour.red});
+  }
+
   UniqueImage image_;
 };
 
@@ -239,6 +260,51 @@ Pixels referenceColourSpace(std::pair<int, int> red, std::pair<int, int> green,
       }
     }
   }
+  return canvas.pixels();
+}
+
+int referenceRow(uint8_t value) {
+  return value < 128 ? 127 - value : 127 + 255 - value;
+}
+
+// Integer division truncates, as the definition does; the quotient is whole at 0 and full scale
+// only, elsewhere much farther from a whole number than what double precision loses.
+int referenceRow(int16_t value) {
+  return 127 - value * 127 / 32767;
+}
+
+int referenceRow(int32_t value) {
+  return 127 - static_cast<int>(int64_t{value} * 127 / 2147483647);
+}
+
+Pixels referenceSample(int width, const std::vector<int>& rows) {
+  Canvas canvas(width, 256);
+  int x = 0;
+  for (const int row : rows) {
+    canvas.bar(x++, row, {0, 255, 0});
+  }
+  return canvas.pixels();
+}
+
+Pixels referenceSamples(int width, const std::vector<int>& first, const std::vector<int>& second) {
+  Canvas canvas(width, 256);
+  int x = 0;
+  for (const int row : first) {
+    canvas.bar(x++, row, {0, 255, 0});
+  }
+  x = 0;
+  for (const int row : second) {
+    canvas.bar(x++, row, {0, 0, 255});
+  }
+  canvas.text("Channel 1", 20, 20, {0, 255, 0});
+  canvas.text("Channel 2", 20, 40, {0, 0, 255});
+  canvas.text("Overlap", 20, 60, {0, 255, 255});
+  return canvas.pixels();
+}
+
+Pixels referenceImageData(int width, int height, const std::vector<uint8_t>& bytes) {
+  Canvas canvas(width, height);
+  canvas.run(bytes);
   return canvas.pixels();
 }
 

@@ -3,9 +3,9 @@
 //
 // usage: visual_windows DISPLAY...
 //
-// Shows what is named ("diamond", "CIE1931", "linear", "colourSpace"), writes "shown", closes
-// the windows when it gets SIGUSR1, writes "closed", and ends after SIGTERM. With no window system
-// it goes through it all without waiting for a signal.
+// Shows what is named ("diamond", "CIE1931", "linear", "colourSpace", "imageData", "Mono Check",
+// "Phase Check"), writes "shown", closes the windows when it gets SIGUSR1, writes "closed", and
+// ends after SIGTERM. With no window system it goes through it all without waiting for a signal.
 
 #include <opencv2/highgui/highgui_c.h>
 #include <signal.h>
@@ -17,6 +17,7 @@
 #include <string>
 
 #include "support/FakeSleep.h"
+#include "visual/Blocks.h"
 #include "visual/Displays.h"
 #include "visual/Pictures.h"
 #include "visual/Visual.h"
@@ -31,6 +32,21 @@ extern "C" const char* __tsan_default_suppressions() {
 
 namespace {
 
+void showChannels(const std::string& title) {
+  const qatest::SharedChannels channels;
+  qatest::Block first(channels.first);
+  qatest::Block second(channels.second);
+  OxAudioSample firstRecord = first.record();
+  OxAudioSample secondRecord = second.record();
+  Visual::plotSamples(firstRecord, secondRecord, title);
+}
+
+void showImageData(const std::string& title) {
+  std::vector<uint8_t> bytes = qatest::sharedImageData();
+  OxVideoFrameRGB frame{bytes.data(), qatest::kImageDataWidth, qatest::kImageDataHeight, true, 0.0};
+  Visual::plotImageData(frame, title);
+}
+
 void show(const std::string& display) {
   qatest::Picture picture = qatest::sharedPicture();
   OxVideoFrameYUV frame = picture.record();
@@ -41,6 +57,10 @@ void show(const std::string& display) {
   };
   if (const auto found = frameDisplays.find(display); found != frameDisplays.end()) {
     found->second(frame, display);
+  } else if (display == "imageData") {
+    showImageData(display);
+  } else if (display == "Mono Check" || display == "Phase Check") {
+    showChannels(display);
   } else {
     Visual::plotImageColourSpace({100, 30}, {200, 50}, {150, 100}, 64, display);
   }

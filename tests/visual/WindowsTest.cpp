@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "support/Process.h"
+#include "visual/Blocks.h"
 #include "visual/Pictures.h"
 #include "visual/ReferenceDisplays.h"
 #include "visual/Xvfb.h"
@@ -91,6 +92,17 @@ Pixels colourSpace() {
   return qatest::referenceColourSpace({100, 30}, {200, 50}, {150, 100}, 64);
 }
 
+Pixels imageData() {
+  return qatest::referenceImageData(qatest::kImageDataWidth, qatest::kImageDataHeight,
+                                    qatest::sharedImageData());
+}
+
+Pixels channels() {
+  const qatest::SharedChannels shared;
+  return qatest::referenceSamples(1024, qatest::referenceRows(shared.first),
+                                  qatest::referenceRows(shared.second));
+}
+
 class WindowsTest : public testing::TestWithParam<Display> {};
 
 INSTANTIATE_TEST_SUITE_P(
@@ -98,8 +110,13 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Display{"diamond", ofSharedPicture<qatest::referenceDiamond>},
                     Display{"CIE1931", ofSharedPicture<qatest::referenceCIE1931>},
                     Display{"linear", ofSharedPicture<qatest::referenceLinearGamut>},
-                    Display{"colourSpace", colourSpace}),
-    [](const auto& info) { return std::string(info.param.name); });
+                    Display{"colourSpace", colourSpace}, Display{"imageData", imageData},
+                    Display{"Mono Check", channels}, Display{"Phase Check", channels}),
+    [](const auto& info) {
+      std::string name = info.param.name;
+      std::erase(name, ' ');
+      return name;
+    });
 
 TEST_P(WindowsTest, AppearsOnTheScreenAndGoes) {
   ASSERT_TRUE(qatest::Xvfb::isInstalled()) << "Xvfb is missing: scripts/install-deps test";
@@ -124,7 +141,8 @@ TEST_P(WindowsTest, AppearsOnTheScreenAndGoes) {
 
 /// A first window would end the process.
 TEST(WithoutAWindowSystem, NothingIsShownAndTheProcessGoesOn) {
-  const std::vector<std::string> all{"diamond", "CIE1931", "linear", "colourSpace"};
+  const std::vector<std::string> all{"diamond",   "CIE1931",    "linear",     "colourSpace",
+                                     "imageData", "Mono Check", "Phase Check"};
   for (const char* display : {"", ":4095"}) {
     const qatest::Finished finished = Process(windowsProgram(all, display)).wait();
     EXPECT_EQ(finished.code, 0) << finished.err;
