@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "media/OxAudioStream.h"
 
@@ -23,5 +24,9 @@ Matches countMatches(const OxAudioSample& first, const OxAudioSample& second, fl
 /// The same, pair by pair.
 Matches countMatchesOneByOne(const OxAudioSample& first, const OxAudioSample& second,
                              float tolerance);
+
+/// The largest difference at which two 16-bit samples match within a width in code values, where
+/// that is the same for all samples; nothing where rounding may make it differ.
+std::optional<int> largestMatchingDifference(float width);
 
 }  // namespace qatester
