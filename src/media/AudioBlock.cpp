@@ -35,9 +35,8 @@ AudioBlock& AudioBlock::operator=(AudioBlock&& other) noexcept {
 AudioBlock AudioBlock::channel(int index) const {
   OxAudioSample result = samples_;
   result.buffer = nullptr;
-  result.numberOfSamples = index < channels_ ? count() / channels_ : 0;
-  if (result.numberOfSamples <= 0) {
-    result.numberOfSamples = 0;
+  result.numberOfSamples = index >= 0 && index < channels_ ? count() / channels_ : 0;
+  if (result.numberOfSamples == 0) {
     return {result, 1};
   }
   const auto width = static_cast<std::size_t>(samples_.bytesPerSample);

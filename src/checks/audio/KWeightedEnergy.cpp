@@ -187,8 +187,9 @@ void weighBlocks(const OxAudioSample* const* blocks, int count, double* energies
     const int most = std::min(count - at, blocksAtOnce());
     const auto* const end = std::find_if_not(blocks + at, blocks + at + most, sameLength);
     const auto together = static_cast<int>(end - (blocks + at));
-    if (together == 1) {
-      energies[at] = weighOneByOne(*blocks[at]);
+    if (together == 1 || blocks[at]->numberOfSamples < 2) {
+      std::transform(blocks + at, end, energies + at,
+                     [](const OxAudioSample* block) { return weighOneByOne(*block); });
     } else {
       HWY_DYNAMIC_DISPATCH(weighInLanes)(blocks + at, together, energies + at);
     }
