@@ -1,25 +1,31 @@
-// Decodes the first pictures of a file and does nothing with them: what a program that measures
-// them is compared with. Prints nothing.
+// Decodes the first pictures, or all the sound, of a file and does nothing with them: what a
+// program that measures them is compared with. Prints nothing.
 //
-// usage: bench_bare_decode FILE PICTURES SLICE-THREADS
+// usage: bench_bare_decode FILE video|audio FRAMES|all SLICE-THREADS
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 
 #include "support/BareDecoder.h"
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fprintf(stderr, "usage: %s FILE PICTURES SLICE-THREADS\n", argv[0]);
+  if (argc != 5) {
+    std::fprintf(stderr, "usage: %s FILE video|audio FRAMES|all SLICE-THREADS\n", argv[0]);
     return 2;
   }
   try {
-    qatester::bench::BareDecoder decoder(argv[1], AVMEDIA_TYPE_VIDEO,
-                                         {FF_THREAD_SLICE, std::atoi(argv[3])});
-    for (int left = std::atoi(argv[2]); left > 0; --left) {
+    const auto kind = std::strcmp(argv[2], "audio") == 0 ? AVMEDIA_TYPE_AUDIO : AVMEDIA_TYPE_VIDEO;
+    qatester::bench::BareDecoder decoder(argv[1], kind, {FF_THREAD_SLICE, std::atoi(argv[4])});
+    if (std::strcmp(argv[3], "all") == 0) {
+      while (decoder.next() != nullptr) {
+      }
+      return 0;
+    }
+    for (int left = std::atoi(argv[3]); left > 0; --left) {
       if (decoder.next() == nullptr) {
-        std::fprintf(stderr, "%s: %d pictures too few\n", argv[1], left);
+        std::fprintf(stderr, "%s: %d frames too few\n", argv[1], left);
         return 1;
       }
     }

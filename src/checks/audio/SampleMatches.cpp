@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <optional>
 
 #include "checks/audio/SampleIntegers.h"
@@ -41,39 +40,38 @@ using Ints = hn::ScalableTag<int32_t>;
 using Floats = hn::RebindToFloat<Ints>;
 using Shorts = hn::Repartition<int16_t, Ints>;
 
-/// Counts, over instants 1 to `count` - 2 as far as they fill vectors, what `isMatch(x, y)`, a
-/// vector of 0 and -1 in lanes of the type of the values, finds of the first channel's vector `x`
-/// and the second's `y`. `*last` becomes the first instant that is not counted.
+/// Counts what `isMatch(x, y)` finds of a vector `x` of the first channel and `y` of the second,
+/// and sets `*last` to the first instant that is not counted. Counts nothing where the instants do
+/// not fill a vector.
 template <class Tag, class IsMatch>
 HWY_INLINE Matches countInVectors(Tag lanes, const hn::TFromD<Tag>* first,
                                   const hn::TFromD<Tag>* second, int count, IsMatch isMatch,
                                   int* last) {
   const int step = static_cast<int>(hn::Lanes(lanes));
-  // Few enough for a lane.
-  constexpr auto kStepsAtOnce = static_cast<int>(std::numeric_limits<hn::TFromD<Tag> >::max());
+  const int end = count - 1;
   Matches matches;
-  int i = 1;
-  while (i + step <= count - 1) {
-    auto previous = hn::Zero(lanes);
-    auto same = hn::Zero(lanes);
-    auto next = hn::Zero(lanes);
-    for (int steps = 0; steps < kStepsAtOnce && i + step <= count - 1; ++steps, i += step) {
-      const auto value = hn::LoadU(lanes, second + i);
-      previous = hn::Sub(previous, isMatch(hn::LoadU(lanes, first + i - 1), value));
-      same = hn::Sub(same, isMatch(hn::LoadU(lanes, first + i), value));
-      next = hn::Sub(next, isMatch(hn::LoadU(lanes, first + i + 1), value));
-    }
-    HWY_ALIGN hn::TFromD<Tag> lanesOfThree[3][hn::MaxLanes(lanes)];
-    hn::Store(previous, lanes, lanesOfThree[0]);
-    hn::Store(same, lanes, lanesOfThree[1]);
-    hn::Store(next, lanes, lanesOfThree[2]);
-    for (int lane = 0; lane < step; ++lane) {
-      matches.previous += lanesOfThree[0][lane];
-      matches.same += lanesOfThree[1][lane];
-      matches.next += lanesOfThree[2][lane];
-    }
+  if (end - 1 < step) {
+    return matches;
   }
-  *last = i;
+  const auto add = [&](int i, auto wanted) {
+    const auto value = hn::LoadU(lanes, second + i);
+    const auto matchesOf = [&](int at) {
+      const auto found = isMatch(hn::LoadU(lanes, first + at), value);
+      return static_cast<int64_t>(hn::CountTrue(lanes, hn::And(wanted, found)));
+    };
+    matches.previous += matchesOf(i - 1);
+    matches.same += matchesOf(i);
+    matches.next += matchesOf(i + 1);
+  };
+  const auto all = hn::FirstN(lanes, static_cast<std::size_t>(step));
+  int i = 1;
+  for (; i + step <= end; i += step) {
+    add(i, all);
+  }
+  // The last ones, in a vector that overlaps those that are counted already.
+  const int overlapping = end - step;
+  add(overlapping, hn::Not(hn::FirstN(lanes, static_cast<std::size_t>(i - overlapping))));
+  *last = end;
   return matches;
 }
 
@@ -82,8 +80,7 @@ Matches matchZeros(const uint8_t* first, const uint8_t* second, int count, int* 
   const hn::ScalableTag<int8_t> lanes;
   return countInVectors(
       lanes, reinterpret_cast<const int8_t*>(first), reinterpret_cast<const int8_t*>(second), count,
-      [&](auto x, auto y) { return hn::VecFromMask(lanes, hn::Eq(hn::Or(x, y), hn::Zero(lanes))); },
-      last);
+      [&](auto x, auto y) { return hn::Eq(hn::Or(x, y), hn::Zero(lanes)); }, last);
 }
 
 /// Values match that differ by at most `most`.
@@ -97,12 +94,12 @@ Matches matchWithin(const int16_t* first, const int16_t* second, int count, uint
       [&](auto x, auto y) {
         const auto difference = hn::BitCast(positive, hn::Sub(hn::Max(x, y), hn::Min(x, y)));
         const auto excess = hn::SaturatedSub(difference, limit);
-        return hn::VecFromMask(lanes, hn::Eq(hn::BitCast(lanes, excess), hn::Zero(lanes)));
+        return hn::Eq(hn::BitCast(lanes, excess), hn::Zero(lanes));
       },
       last);
 }
 
-/// Values match as `checkSingleSample` says with this width.
+/// Values match as `checkSingleSample` says with this width, which is above 0.
 Matches matchFloats(const int32_t* first, const int32_t* second, int count, float width,
                     int* last) {
   const Ints lanes;
@@ -113,10 +110,7 @@ Matches matchFloats(const int32_t* first, const int32_t* second, int count, floa
       [&](auto x, auto y) {
         const auto a = hn::ConvertTo(floats, x);
         const auto b = hn::ConvertTo(floats, y);
-        const auto near = hn::And(hn::Gt(a, hn::Sub(b, w)), hn::Gt(hn::Add(b, w), a));
-        const auto silent = hn::Eq(hn::Or(x, y), hn::Zero(lanes));
-        return hn::Or(hn::BitCast(lanes, hn::VecFromMask(floats, near)),
-                      hn::VecFromMask(lanes, silent));
+        return hn::RebindMask(lanes, hn::And(hn::Gt(a, hn::Sub(b, w)), hn::Gt(hn::Add(b, w), a)));
       },
       last);
 }
@@ -189,9 +183,10 @@ Matches countMatches(const OxAudioSample& first, const OxAudioSample& second, fl
       addOneByOne<short>(first, second, tolerance, last, matches);
       return matches;
     case AV_SAMPLE_FMT_S32:
-      matches =
-          HWY_DYNAMIC_DISPATCH(matchFloats)(valuesOf<int32_t>(first), valuesOf<int32_t>(second),
-                                            count, 4294967296.0F * tolerance, &last);
+      if (const float width = 4294967296.0F * tolerance; width > 0.0F) {
+        matches = HWY_DYNAMIC_DISPATCH(matchFloats)(valuesOf<int32_t>(first),
+                                                    valuesOf<int32_t>(second), count, width, &last);
+      }
       addOneByOne<int>(first, second, tolerance, last, matches);
       return matches;
     default:
