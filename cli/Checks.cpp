@@ -1,6 +1,7 @@
 #include "Checks.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "Figures.h"
 #include "Report.h"
@@ -32,6 +33,12 @@ std::string reasonOf(const QACheckOutcome& outcome) {
   return outcome.reason;
 }
 
+/// What a check that judges found; figures of nothing are left out.
+Findings judgedFindings(const QACheckOutcome& outcome, bool passed, const Json& result,
+                        const std::string& figures) {
+  return {judged(outcome, passed), result, outcome.measured ? figures : "", reasonOf(outcome)};
+}
+
 Json validResult(bool valid) {
   return {{"valid", valid}};
 }
@@ -49,13 +56,11 @@ Json frameRateResult(const QA_FrameRate& record) {
 
 Findings runFrameRate(QATester& tester, const QACheckOutcome& outcome) {
   const QA_FrameRate record = tester.checkFrameRate();
-  std::string figures;
-  if (outcome.measured) {
-    figures = "declared " + fps(record.declaredFps) + ", measured " + fps(record.measuredFps);
-    const std::string missing = shortfall(outcome, "frames");
-    figures += (missing.empty() ? "" : ", ") + missing;
-  }
-  return {judged(outcome, record.passed), frameRateResult(record), figures, reasonOf(outcome)};
+  std::string figures =
+      "declared " + fps(record.declaredFps) + ", measured " + fps(record.measuredFps);
+  const std::string missing = shortfall(outcome, "frames");
+  figures += (missing.empty() ? "" : ", ") + missing;
+  return judgedFindings(outcome, record.passed, frameRateResult(record), figures);
 }
 
 template <typename Level>
@@ -71,12 +76,6 @@ std::vector<Channel> rgbChannels(const Level& level) {
       {'R', level.rMin, level.rMax}, {'G', level.gMin, level.gMax}, {'B', level.bMin, level.bMax}};
 }
 
-Findings colourFindings(const QACheckOutcome& outcome, bool passed, const Json& result,
-                        const std::vector<Channel>& channels) {
-  return {judged(outcome, passed), result, outcome.measured ? colourFigures(channels, outcome) : "",
-          reasonOf(outcome)};
-}
-
 Json chromaResult(const QA_ChromaLevel& record) {
   Json result = rgbResult(record);
   result["yMax"] = record.yMax;
@@ -88,7 +87,8 @@ Findings runChroma(QATester& tester, const QACheckOutcome& outcome) {
   const QA_ChromaLevel record = tester.checkChroma();
   std::vector<Channel> channels = rgbChannels(record);
   channels.push_back({'Y', record.yMin, record.yMax});
-  return colourFindings(outcome, record.passed, chromaResult(record), channels);
+  return judgedFindings(outcome, record.passed, chromaResult(record),
+                        colourFigures(channels, outcome));
 }
 
 Json gamutResult(const QA_GamutLevel& record) {
@@ -97,7 +97,90 @@ Json gamutResult(const QA_GamutLevel& record) {
 
 Findings runGamut(QATester& tester, const QACheckOutcome& outcome) {
   const QA_GamutLevel record = tester.checkGamut();
-  return colourFindings(outcome, record.passed, gamutResult(record), rgbChannels(record));
+  return judgedFindings(outcome, record.passed, gamutResult(record),
+                        colourFigures(rgbChannels(record), outcome));
+}
+
+/// The text of a stream setup, which the tester hands out and takes back.
+std::string setupText(QATester& tester, QA_StreamSetup setup) {
+  const auto release = [&](void* text) { tester.release(&text); };
+  const std::unique_ptr<char, decltype(release)> text(tester.getStreamSetupText(setup), release);
+  return text.get();
+}
+
+struct DeleteLevels {
+  void operator()(QA_AudioLevels* record) const {
+    delete[] record->levels;
+    delete record;
+  }
+};
+
+Json levelJson(const QA_ChannelLevel& level) {
+  return {{"dynamicRange", numberJson(level.dynamicRange)},
+          {"maxLevel", numberJson(level.maxLevel)},
+          {"minLevel", numberJson(level.minLevel)},
+          {"audioStreamNumber", level.audioStreamNumber},
+          {"channelNumber", level.channelNumber},
+          {"passed", level.passed}};
+}
+
+Json levelsResult(const QA_AudioLevels& record, const std::string& setup) {
+  Json levels = Json::array();
+  for (uint32_t i = 0; i < record.count; ++i) {
+    levels.push_back(levelJson(record.levels[i]));
+  }
+  return {{"setup", static_cast<int>(record.setup)},
+          {"setupText", setup},
+          {"count", record.count},
+          {"levels", levels}};
+}
+
+/// Entries that nothing was measured into say nothing about the file.
+bool measuredEntriesPassed(const QA_AudioLevels& record, const QACheckOutcome& outcome) {
+  for (uint32_t i = 0; i < record.count; ++i) {
+    if (isMeasured(outcome, i) && !record.levels[i].passed) {
+      return false;
+    }
+  }
+  return true;
+}
+
+Findings runLevels(QATester& tester, const QACheckOutcome& outcome) {
+  const std::unique_ptr<QA_AudioLevels, DeleteLevels> record(tester.checkAudioLevels());
+  if (record == nullptr) {
+    return {State::notMeasured, nullptr, "", reasonOf(outcome)};
+  }
+  return judgedFindings(outcome, measuredEntriesPassed(*record, outcome),
+                        levelsResult(*record, setupText(tester, record->setup)),
+                        levelFigures(*record, outcome));
+}
+
+Json loudnessResult(const QA_Loudness& record) {
+  return {{"loudness", numberJson(record.loudness)}, {"passed", record.passed}};
+}
+
+Findings runLoudness(QATester& tester, const QACheckOutcome& outcome) {
+  const QA_Loudness record = tester.checkITUR1770Loudness();
+  Findings findings = judgedFindings(outcome, record.passed, loudnessResult(record),
+                                     loudnessFigures(record, outcome));
+  if (findings.state == State::fail && !hasBand(outcome)) {
+    findings.state = State::info;
+  }
+  return findings;
+}
+
+Json passedResult(bool passed) {
+  return {{"passed", passed}};
+}
+
+Findings runMono(QATester& tester, const QACheckOutcome& outcome) {
+  const bool passed = tester.checkMono();
+  return judgedFindings(outcome, passed, passedResult(passed), monoFigures(outcome));
+}
+
+Findings runPhase(QATester& tester, const QACheckOutcome& outcome) {
+  const bool passed = tester.checkAudioPhase();
+  return judgedFindings(outcome, passed, passedResult(passed), phaseFigures(outcome));
 }
 
 Json dropNoDropResult(bool result) {
@@ -121,6 +204,14 @@ const std::vector<Check>& allChecks() {
        Slot::chroma, true, [] { return chromaResult({}); }, runChroma},
       {"gamut", "whether R, G and B of every pixel lie strictly inside one range", Slot::gamut,
        true, [] { return gamutResult({}); }, runGamut},
+      {"levels", "whether the highest level of every audio channel lies strictly inside its limits",
+       Slot::levels, true, [] { return Json(nullptr); }, runLevels},
+      {"loudness", "the ungated loudness of the first two channels (ITU-R BS.1770)", Slot::loudness,
+       true, [] { return loudnessResult({}); }, runLoudness},
+      {"mono", "whether the first two channels carry distinct signals", Slot::mono, true,
+       [] { return passedResult(false); }, runMono},
+      {"phase", "whether the first two channels are shifted by less than a limit", Slot::phase,
+       true, [] { return passedResult(false); }, runPhase},
       {"drop-no-drop", "nothing yet: always false", Slot::none, false,
        [] { return dropNoDropResult(false); }, runDropNoDrop},
   };

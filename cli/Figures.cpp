@@ -1,7 +1,10 @@
 #include "Figures.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 
 namespace cli {
 
@@ -13,35 +16,96 @@ void add(std::string& list, const char* separator, const std::string& item) {
   }
 }
 
+struct Unit {
+  const char* text;
+  int decimals;
+};
+
+constexpr Unit kCodeValues{"", 0};
+constexpr Unit kDecibels{" dB", 2};
+constexpr Unit kFramesPerSecond{" fps", 2};
+constexpr Unit kLoudnessUnits{" LKFS", 2};
+constexpr Unit kSamples{" samples", 2};
+constexpr Unit kSeconds{" s", 2};
+
+std::string quantity(double value, const Unit& unit) {
+  if (std::isnan(value)) {
+    return std::string("nan") + unit.text;  // whatever its sign
+  }
+  char text[512];
+  std::snprintf(text, sizeof text, "%.*f%s", unit.decimals, value, unit.text);
+  return text;
+}
+
 /// What a value that lies `excess` beyond a limit does; empty for one inside it. A value on the
 /// limit is none: the limits are strict.
-std::string trespass(char channel, int64_t excess, const char* side, int limit) {
-  const std::string name(1, channel);
-  if (excess < 0) {
+std::string trespass(const std::string& name, double excess, const char* side, int limit,
+                     const Unit& unit) {
+  if (!(excess >= 0.0)) {
     return "";
   }
-  return excess == 0
-             ? name + " on the limit " + std::to_string(limit)
-             : name + " " + std::to_string(excess) + " " + side + " " + std::to_string(limit);
+  const std::string where = std::to_string(limit) + unit.text;
+  return excess == 0.0 ? name + " on the limit " + where
+                       : name + " " + quantity(excess, unit) + " " + side + " " + where;
 }
 
 std::string trespasses(const Channel& channel, const std::vector<QALimits>& limits) {
+  const std::string name(1, channel.name);
   std::string list;
   for (const QALimits& pair : limits) {
     if (pair.channels.find(channel.name) != std::string::npos) {
-      add(list, ", ", trespass(channel.name, int64_t{pair.min} - channel.min, "below", pair.min));
-      add(list, ", ", trespass(channel.name, int64_t{channel.max} - pair.max, "above", pair.max));
+      const double below = static_cast<double>(pair.min) - channel.min;
+      const double above = static_cast<double>(channel.max) - pair.max;
+      add(list, ", ", trespass(name, below, "below", pair.min, kCodeValues));
+      add(list, ", ", trespass(name, above, "above", pair.max, kCodeValues));
     }
   }
   return list;
 }
 
+bool isSilent(const QA_ChannelLevel& level) {
+  return level.minLevel == 0.0F && level.maxLevel == 0.0F;
+}
+
+std::string channelName(const QA_ChannelLevel& level) {
+  return "ch " + std::to_string(level.channelNumber);
+}
+
+std::string streamName(const QA_ChannelLevel& level) {
+  return "stream " + std::to_string(level.audioStreamNumber);
+}
+
+std::string extremesOf(const QA_ChannelLevel& level) {
+  if (isSilent(level)) {
+    return "silent";
+  }
+  return quantity(static_cast<double>(level.minLevel), {"", kDecibels.decimals}) + " to " +
+         quantity(static_cast<double>(level.maxLevel), kDecibels);
+}
+
+/// Only the highest level is judged.
+std::string trespasses(const QA_ChannelLevel& level, const std::vector<QALimits>& limits) {
+  const std::string name = streamName(level) + " " + channelName(level);
+  const auto highest = static_cast<double>(level.maxLevel);
+  std::string list;
+  for (const QALimits& pair : limits) {
+    add(list, ", ", trespass(name, pair.min - highest, "below", pair.min, kDecibels));
+    add(list, ", ", trespass(name, highest - pair.max, "above", pair.max, kDecibels));
+  }
+  return list;
+}
+
+/// 0 when there is none of that name.
+double figure(const QACheckOutcome& outcome, const char* name) {
+  const auto found = std::find_if(outcome.figures.begin(), outcome.figures.end(),
+                                  [&](const QAFigure& one) { return one.name == name; });
+  return found != outcome.figures.end() ? found->value : 0.0;
+}
+
 }  // namespace
 
 std::string fps(float rate) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.2f fps", static_cast<double>(rate));
-  return text;
+  return quantity(static_cast<double>(rate), kFramesPerSecond);
 }
 
 std::string shortfall(const QACheckOutcome& outcome, const char* unit) {
@@ -66,6 +130,68 @@ std::string colourFigures(const std::vector<Channel>& channels, const QACheckOut
   add(extremes, "; ", outside.empty() ? "" : "outside: " + outside);
   add(extremes, "; ", shortfall(outcome, "frames"));
   return extremes;
+}
+
+bool isMeasured(const QACheckOutcome& outcome, unsigned entry) {
+  const std::vector<unsigned>& left = outcome.unmeasuredEntries;
+  return std::find(left.begin(), left.end(), entry) == left.end();
+}
+
+std::string levelFigures(const QA_AudioLevels& record, const QACheckOutcome& outcome) {
+  std::string text;
+  std::string outside;
+  for (uint32_t i = 0; i < record.count; ++i) {
+    const QA_ChannelLevel& level = record.levels[i];
+    const bool measured = isMeasured(outcome, i);
+    const std::string found =
+        channelName(level) + " " + (measured ? extremesOf(level) : "not measured");
+    level.channelNumber == 0 ? add(text, "; ", streamName(level) + ": " + found)
+                             : add(text, ", ", found);
+    if (measured && !isSilent(level)) {
+      add(outside, ", ", trespasses(level, outcome.limits));
+    }
+  }
+  add(text, "; ", outside.empty() ? "" : "outside: " + outside);
+  add(text, "; ", shortfall(outcome, "blocks"));
+  return text;
+}
+
+bool hasBand(const QACheckOutcome& outcome) {
+  return std::any_of(outcome.limits.begin(), outcome.limits.end(),
+                     [](const QALimits& pair) { return pair.min < pair.max; });
+}
+
+std::string loudnessFigures(const QA_Loudness& record, const QACheckOutcome& outcome) {
+  std::string text = quantity(record.loudness, kLoudnessUnits);
+  if (record.loudness == -std::numeric_limits<double>::infinity()) {
+    text += " (silence)";
+  }
+  text += " over " + quantity(outcome.endSeconds - outcome.startSeconds, kSeconds) + " from " +
+          quantity(outcome.startSeconds, kSeconds);
+  if (hasBand(outcome)) {
+    const QALimits& band = outcome.limits.front();
+    text += ", band " + std::to_string(band.min) + " to " + std::to_string(band.max);
+  } else {
+    text += "; no band is set (LoudnessMinThreshold, LoudnessMaxThreshold)";
+  }
+  add(text, "; ", shortfall(outcome, "blocks"));
+  return text;
+}
+
+std::string monoFigures(const QACheckOutcome& outcome) {
+  char limit[32];
+  std::snprintf(limit, sizeof limit, "%g %%", 100.0 * figure(outcome, "threshold"));
+  std::string text = quantity(figure(outcome, "matchingBlocks"), kCodeValues) + " of " +
+                     std::to_string(outcome.count) + " blocks carry one signal, limit " + limit;
+  add(text, "; ", shortfall(outcome, "blocks"));
+  return text;
+}
+
+std::string phaseFigures(const QACheckOutcome& outcome) {
+  std::string text = "mean lag " + quantity(figure(outcome, "meanLag"), kSamples) + ", limit " +
+                     std::to_string(outcome.limits.at(0).max);
+  add(text, "; ", shortfall(outcome, "blocks"));
+  return text;
 }
 
 }  // namespace cli

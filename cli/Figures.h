@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tester/QACheckOutcome.h"
+#include "tester/QAResults.h"
 
 namespace cli {
 
@@ -25,5 +26,24 @@ struct Channel {
 
 /// The extremes of all channels, then what does not lie strictly inside the limits in effect.
 std::string colourFigures(const std::vector<Channel>& channels, const QACheckOutcome& outcome);
+
+/// Whether anything was measured into an entry of `QA_AudioLevels`.
+bool isMeasured(const QACheckOutcome& outcome, unsigned entry);
+
+/// The extremes of all channels by stream, then the highest levels that do not lie strictly inside
+/// the limits in effect.
+std::string levelFigures(const QA_AudioLevels& record, const QACheckOutcome& outcome);
+
+/// Whether any loudness can lie strictly inside the limits in effect.
+bool hasBand(const QACheckOutcome& outcome);
+
+/// The loudness, what it was measured over, and the limits in effect.
+std::string loudnessFigures(const QA_Loudness& record, const QACheckOutcome& outcome);
+
+/// How many blocks carry one signal, and the share of them that is too much.
+std::string monoFigures(const QACheckOutcome& outcome);
+
+/// The mean lag between the channels, and the one that is too much.
+std::string phaseFigures(const QACheckOutcome& outcome);
 
 }  // namespace cli

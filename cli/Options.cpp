@@ -162,10 +162,11 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
             "Pauses of fixed length, or until ready to go on (default: ready)");
   addChoice(app, "--lookup", lookup, kLookups,
             "Built-in defaults always, or the settings file's values (default: stored)");
-  app.add_flag("--visual", options.visual,
-               "Displays of chroma and gamut in windows (default: as the settings say)");
+  app.add_flag(
+      "--visual", options.visual,
+      "Displays of chroma, gamut, mono and phase in windows (default: as the settings say)");
   app.add_option("--displays", options.displays,
-                 "Displays of chroma and gamut as picture files in this folder")
+                 "Displays of chroma, gamut, mono and phase as picture files in this folder")
       ->check(named)
       ->type_name("DIR");
   app.add_flag("--list-checks", listChecks, "Print the names of the checks");

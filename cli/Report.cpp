@@ -57,14 +57,14 @@ Json fileJson(const FileReport& report) {
 
 }  // namespace
 
-Json numberJson(float value) {
+Json numberJson(double value) {
   if (std::isnan(value)) {
     return "nan";
   }
   if (std::isinf(value)) {
-    return value > 0.0F ? "inf" : "-inf";
+    return value > 0.0 ? "inf" : "-inf";
   }
-  return static_cast<double>(value);
+  return value;
 }
 
 Json reportJson(const std::vector<FileReport>& files) {

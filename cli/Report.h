@@ -26,7 +26,7 @@ struct FileReport {
 };
 
 /// A number that reads back to the same value, or "nan", "inf", "-inf".
-Json numberJson(float value);
+Json numberJson(double value);
 
 Json reportJson(const std::vector<FileReport>& files);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <sstream>
 
@@ -10,7 +11,22 @@ namespace qatest {
 namespace {
 
 AudioSpec stereo() {
-  return audio("pcm_s16le", 2, 2.0);
+  AudioSpec sound = audio("pcm_s16le", 2, 2.0);
+  sound.sample = [](int channel, int64_t) { return channel == 0 ? 0.5 : -0.5; };
+  return sound;
+}
+
+std::vector<double> filtered(const std::vector<double>& x, double b0, double b1, double b2,
+                             double a1, double a2) {
+  std::vector<double> y;
+  const auto at = [](const std::vector<double>& values, std::size_t i, std::size_t back) {
+    return i < back ? 0.0 : values[i - back];
+  };
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    y.push_back(b0 * x[i] + b1 * at(x, i, 1) + b2 * at(x, i, 2) - a1 * at(y, i, 1) -
+                a2 * at(y, i, 2));
+  }
+  return y;
 }
 
 }  // namespace
@@ -83,6 +99,25 @@ float fastClipRate(int budget) {
     sum += 25.0 * (k + 1) / k;
   }
   return static_cast<float>(std::floor(sum / budget * 100.0 + 0.5) / 100.0);
+}
+
+double loudnessOfConstants(double left, double right, int count) {
+  const std::vector<double> step(static_cast<std::size_t>(count), 1.0);
+  const std::vector<double> shelved =
+      filtered(step, 1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241,
+               0.73248077421585);
+  double energy = 0.0;
+  for (const double value :
+       filtered(shelved, 1.0, -2.0, 1.0, -1.99004745483398, 0.99007225036621)) {
+    energy += value * value;
+  }
+  return 10.0 * std::log10((left * left + right * right) * energy / count) - 0.691;
+}
+
+std::string twoDecimals(double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.2f", value);
+  return text;
 }
 
 std::string soundClip(const TempDir& dir, const std::string& name) {

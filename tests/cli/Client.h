@@ -13,7 +13,7 @@ namespace qatest {
 using Arguments = std::vector<std::string>;
 
 /// Of the client: a table has a line for each, below the one with the file's name.
-constexpr std::size_t kChecks = 5;
+constexpr std::size_t kChecks = 9;
 constexpr std::size_t kTableLines = kChecks + 1;
 
 /// The client with `arguments`.
@@ -38,7 +38,8 @@ std::vector<std::string> linesOf(const std::string& text);
 std::vector<std::string> filesIn(const TempDir& dir);
 
 /// A clip that is valid and whose frame k of 50, at 25 frames a second, stands at (k + 1) / 25 s:
-/// every estimate of the frame-rate check is (k + 1) / ((k + 1) / 25) = 25, so it passes.
+/// every estimate of the frame-rate check is (k + 1) / ((k + 1) / 25) = 25, so it passes. The
+/// sound, 94 blocks of up to 1024 samples, is 0.5 throughout on the left and -0.5 on the right.
 std::string goodClip(const TempDir& dir, const std::string& name = "good.mkv");
 
 /// Valid; frame k stands at k / 25 s, so every estimate but the first (which is none) lies above 25
@@ -48,6 +49,13 @@ constexpr int kFastClipBudget = 25;
 
 /// The mean, to two decimals, that the frame-rate check finds in `budget` frames of such a clip.
 float fastClipRate(int budget);
+
+/// The loudness in LKFS that the first `count` samples of two channels have which hold the same
+/// value throughout.
+double loudnessOfConstants(double left, double right, int count);
+
+/// As the client prints figures.
+std::string twoDecimals(double value);
 
 /// One stream of sound and no picture.
 std::string soundClip(const TempDir& dir, const std::string& name = "sound.wav");

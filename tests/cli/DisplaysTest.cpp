@@ -24,11 +24,13 @@ std::vector<std::string> sortedNames(const fs::path& folder) {
 class Displays : public testing::Test {
  protected:
   Displays() {
-    writeFile(settings_, "QATesterSlateSeconds=0\nChromaFrameChecks=2\nGamutFrameChecks=2\n");
+    writeFile(settings_,
+              "QATesterSlateSeconds=0\nChromaFrameChecks=2\nGamutFrameChecks=2\n"
+              "MonoFrameChecks=2\nPhaseFrameChecks=2\n");
   }
 
   Arguments with(Arguments more) const {
-    more.insert(more.begin(), {"--checks", "chroma,gamut", "--settings", settings_});
+    more.insert(more.begin(), {"--checks", "chroma,gamut,mono,phase", "--settings", settings_});
     return more;
   }
 
@@ -45,6 +47,8 @@ class Displays : public testing::Test {
   std::string shots_ = dir_.file("made/shots");
   const std::vector<std::string> names_{"CIE1931-Display-00000.png", "CIE1931-Display-00001.png",
                                         "Diamond-Display-00000.png", "Diamond-Display-00001.png",
+                                        "Mono-Check-00000.png",      "Mono-Check-00001.png",
+                                        "Phase-Check-00000.png",     "Phase-Check-00001.png",
                                         "YCbCr-Display-00000.png",   "YCbCr-Display-00001.png"};
 };
 

@@ -7,11 +7,14 @@ namespace {
 
 using nlohmann::json;
 
-/// The report of a run with fixed or until-ready pauses, without what differs from run to run. The
-/// clips are shorter than the slate by default, at whose missing frames fixed pauses never end.
+/// The report of a run with fixed or until-ready pauses, without what differs from run to run. What
+/// the settings ask for is there: for a missing slate fixed pauses wait forever, for a missing
+/// block a second.
 json reportWith(const char* pauses, const std::string& clip) {
   const TempDir settings;
-  writeFile(settings.file("qa.settings"), "QATesterSlateSeconds = 0\n");
+  writeFile(settings.file("qa.settings"),
+            "QATesterSlateSeconds = 0\nLevelFrameChecks = 20\nMonoFrameChecks = 20\n"
+            "PhaseFrameChecks = 20\n");
   const Finished end = run(quickClient(
       {"-q", "--json", "-", "--settings", settings.file("qa.settings"), "--pauses", pauses, clip}));
   json report = json::parse(end.out);

@@ -26,6 +26,12 @@ TEST(NumberJson, ReadsBackToTheSameFloat) {
   }
 }
 
+TEST(NumberJson, ReadsBackToTheSameDouble) {
+  for (const double value : {0.1, -23.0, -1.0 / 3.0, 5.0e-324, 1.7976931348623157e308}) {
+    EXPECT_EQ(Json::parse(numberJson(value).dump()).get<double>(), value);
+  }
+}
+
 TEST(NumberJson, ThatIsNotFiniteIsAText) {
   EXPECT_EQ(numberJson(std::nanf("")), "nan");
   EXPECT_EQ(numberJson(kInfinity), "inf");
@@ -92,7 +98,8 @@ TEST(CheckTable, HasEveryNameOnceWithAHelpLineAndAZeroResult) {
   for (const Check& check : allChecks()) {
     EXPECT_EQ(findCheck(check.name), &check);
     EXPECT_NE(std::string(check.help), "");
-    EXPECT_TRUE(check.zeroResult().is_object());
+    // Of the levels there is no record without a run.
+    EXPECT_TRUE(check.zeroResult().is_object() || check.name == std::string("levels"));
   }
   EXPECT_EQ(findCheck("frame_rate"), nullptr);
 }
@@ -201,6 +208,115 @@ TEST(ColourFigures, NameTheChannelsInTheirOrder) {
   EXPECT_EQ(colourFigures({{'R', 1, 2}, {'G', 0, 3}, {'B', 4, 300}, {'Y', 5, 6}}, outcomeOf(10)),
             "R 1 to 2, G 0 to 3, B 4 to 300, Y 5 to 6; "
             "outside: G on the limit 0, B 45 above 255");
+}
+
+/// A level of 16-bit samples.
+QA_ChannelLevel levelOf(float min, float max) {
+  QA_ChannelLevel level;
+  level.minLevel = min;
+  level.maxLevel = max;
+  return level;
+}
+
+struct Levels {
+  Levels(unsigned streams, const std::vector<QA_ChannelLevel>& entries)
+      : record(streams, static_cast<unsigned>(entries.size()) / streams,
+               QA_STREAM_SETUP_UNSUPPORTED) {
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      record.levels[i].minLevel = entries[i].minLevel;
+      record.levels[i].maxLevel = entries[i].maxLevel;
+    }
+  }
+  ~Levels() { delete[] record.levels; }
+
+  QA_AudioLevels record;
+};
+
+/// An outcome of `count` of ten blocks, with one pair of limits.
+QACheckOutcome soundOutcome(int count, int min, int max) {
+  QACheckOutcome outcome = outcomeOf(count);
+  outcome.limits = {{"", min, max}};
+  return outcome;
+}
+
+struct LevelCase {
+  const char* why;
+  QA_ChannelLevel level;
+  QACheckOutcome outcome;
+  const char* text;
+};
+
+TEST(LevelFigures, TellWhatIsOutside) {
+  const LevelCase cases[] = {
+      {"inside", levelOf(-74.5F, -8.0F), soundOutcome(10, -100, 0),
+       "stream 0: ch 0 -74.50 to -8.00 dB"},
+      {"the lowest level is not judged", levelOf(-99.0F, -8.0F), soundOutcome(10, -50, 0),
+       "stream 0: ch 0 -99.00 to -8.00 dB"},
+      {"above", levelOf(-74.5F, -8.0F), soundOutcome(10, -100, -10),
+       "stream 0: ch 0 -74.50 to -8.00 dB; outside: stream 0 ch 0 2.00 dB above -10 dB"},
+      {"below", levelOf(-74.5F, -60.25F), soundOutcome(10, -60, 0),
+       "stream 0: ch 0 -74.50 to -60.25 dB; outside: stream 0 ch 0 0.25 dB below -60 dB"},
+      {"on a limit", levelOf(-74.5F, -10.0F), soundOutcome(10, -100, -10),
+       "stream 0: ch 0 -74.50 to -10.00 dB; outside: stream 0 ch 0 on the limit -10 dB"},
+      {"silent", levelOf(0.0F, 0.0F), soundOutcome(10, -100, 0), "stream 0: ch 0 silent"},
+      {"no number", levelOf(-std::nanf(""), -std::nanf("")), soundOutcome(10, -100, 0),
+       "stream 0: ch 0 nan to nan dB"},
+      {"blocks are missing", levelOf(-74.5F, -8.0F), soundOutcome(3, -100, 0),
+       "stream 0: ch 0 -74.50 to -8.00 dB; only 3 of 10 blocks came"},
+  };
+  for (const LevelCase& c : cases) {
+    const Levels levels(1, {c.level});
+    EXPECT_EQ(levelFigures(levels.record, c.outcome), c.text) << c.why;
+  }
+}
+
+TEST(LevelFigures, GroupChannelsByStreamAndNameWhatWasNotMeasured) {
+  const QA_ChannelLevel loud = levelOf(-20.0F, -8.0F);
+  const Levels levels(2, {loud, levelOf(-30.0F, -9.0F), loud, loud});
+  QACheckOutcome outcome = soundOutcome(10, -100, -10);
+  outcome.unmeasuredEntries = {3};
+  EXPECT_EQ(levelFigures(levels.record, outcome),
+            "stream 0: ch 0 -20.00 to -8.00 dB, ch 1 -30.00 to -9.00 dB; "
+            "stream 1: ch 0 -20.00 to -8.00 dB, ch 1 not measured; "
+            "outside: stream 0 ch 0 2.00 dB above -10 dB, stream 0 ch 1 1.00 dB above -10 dB, "
+            "stream 1 ch 0 2.00 dB above -10 dB");
+}
+
+TEST(LoudnessFigures, TellSpanAndBand) {
+  QACheckOutcome outcome = soundOutcome(10, 0, 0);
+  outcome.startSeconds = 2.5;
+  outcome.endSeconds = 14.75;
+  const char* noBand = "; no band is set (LoudnessMinThreshold, LoudnessMaxThreshold)";
+  EXPECT_EQ(loudnessFigures({-23.104, false}, outcome),
+            std::string("-23.10 LKFS over 12.25 s from 2.50 s") + noBand);
+  EXPECT_EQ(loudnessFigures({-std::numeric_limits<double>::infinity(), false}, outcome),
+            std::string("-inf LKFS (silence) over 12.25 s from 2.50 s") + noBand);
+  outcome.limits = {{"", -20, -26}};
+  EXPECT_EQ(loudnessFigures({-23.104, false}, outcome),
+            std::string("-23.10 LKFS over 12.25 s from 2.50 s") + noBand);
+  outcome.limits = {{"", -26, -20}};
+  outcome.count = 4;
+  EXPECT_EQ(loudnessFigures({-23.104, true}, outcome),
+            "-23.10 LKFS over 12.25 s from 2.50 s, band -26 to -20; only 4 of 10 blocks came");
+}
+
+TEST(MonoFigures, TellTheShareThatIsTooMuch) {
+  QACheckOutcome outcome = soundOutcome(10, 0, 0);
+  // As the library has them: single-precision numbers.
+  outcome.figures = {{"matchingBlocks", 7.0}, {"threshold", static_cast<double>(0.01F)}};
+  EXPECT_EQ(monoFigures(outcome), "7 of 10 blocks carry one signal, limit 1 %");
+  outcome.count = 8;
+  outcome.figures = {{"matchingBlocks", 0.0}, {"threshold", static_cast<double>(0.125F)}};
+  EXPECT_EQ(monoFigures(outcome),
+            "0 of 8 blocks carry one signal, limit 12.5 %; only 8 of 10 blocks came");
+}
+
+TEST(PhaseFigures, TellMeanLagAndLimit) {
+  QACheckOutcome outcome = soundOutcome(10, 0, 200);
+  outcome.figures = {{"meanLag", 1.0}};
+  EXPECT_EQ(phaseFigures(outcome), "mean lag 1.00 samples, limit 200");
+  outcome.count = 9;
+  EXPECT_EQ(phaseFigures(outcome), "mean lag 1.00 samples, limit 200; only 9 of 10 blocks came");
 }
 
 TEST(Printable, KeepsTextAndReplacesControls) {
