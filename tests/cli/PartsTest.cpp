@@ -210,7 +210,6 @@ TEST(ColourFigures, NameTheChannelsInTheirOrder) {
             "outside: G on the limit 0, B 45 above 255");
 }
 
-/// A level of 16-bit samples.
 QA_ChannelLevel levelOf(float min, float max) {
   QA_ChannelLevel level;
   level.minLevel = min;
@@ -218,6 +217,7 @@ QA_ChannelLevel levelOf(float min, float max) {
   return level;
 }
 
+/// A record of `entries`, equally many a stream.
 struct Levels {
   Levels(unsigned streams, const std::vector<QA_ChannelLevel>& entries)
       : record(streams, static_cast<unsigned>(entries.size()) / streams,
@@ -228,6 +228,8 @@ struct Levels {
     }
   }
   ~Levels() { delete[] record.levels; }
+  Levels(const Levels&) = delete;
+  Levels& operator=(const Levels&) = delete;
 
   QA_AudioLevels record;
 };
