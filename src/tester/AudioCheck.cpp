@@ -199,7 +199,6 @@ class AudioRun {
     measurement_.end();
     outcome_.endSeconds = secondsTaken();
     outcome_.budget = plan_.cycles;
-    outcome_.measured = outcome_.count > 0;
     if (outcome_.reason.empty()) {
       outcome_.reason = silentStreamReasons();
     }
@@ -221,6 +220,7 @@ class AudioRun {
         switch (measurement_.add(cycle, static_cast<int>(stream), std::move(block))) {
           case Heard::measured:
             measured = measured || heard;
+            outcome_.measured = outcome_.measured || heard;
             break;
           case Heard::endsCheck:
             return;

@@ -428,7 +428,11 @@ TEST(LagKernel, KeepsTheLagWhereNoneIsBetter) {
 
 TEST(LagKernel, AddsNothingForOtherFormats) {
   std::vector<int32_t> values(16, 123456789);
-  EXPECT_EQ(searchLags(blockOf(values, 3), blockOf(values), {0, 5}), (BestLag{0, 1}));
+  for (const int format : {-1, 3, 4}) {
+    EXPECT_EQ(searchLags(blockOf(values, format), blockOf(values), {0, 5}), (BestLag{0, 1}));
+    EXPECT_EQ(searchLagsOneByOne(blockOf(values, format), blockOf(values), {0, 5}),
+              (BestLag{0, 1}));
+  }
 }
 
 // K-weighting

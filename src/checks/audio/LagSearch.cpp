@@ -283,7 +283,8 @@ BestLag searchLags(const OxAudioSample& first, const OxAudioSample& second, Best
     case AV_SAMPLE_FMT_S32:
       return search32(valuesOf<int32_t>(first), valuesOf<int32_t>(second), count, before);
     default:
-      return searchLagsOneByOne(first, second, before);
+      return search(first.buffer, second.buffer, count, before,
+                    [](const uint8_t*, const uint8_t*, int, int64_t) { return int64_t{0}; });
   }
 }
 
