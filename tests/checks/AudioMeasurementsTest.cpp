@@ -337,6 +337,9 @@ TEST(PairMeasurement, AChannelThatDoesNotExistEndsTheCheck) {
   phase.begin(kOneStream);
   EXPECT_EQ(phase.add(0, 0, block(std::vector<int16_t>(64, 7), 1)), Heard::endsCheck);
   EXPECT_FALSE(phase.verdict());
+  QACheckOutcome outcome;
+  phase.describe(outcome);
+  EXPECT_EQ(outcome.reason, "the stream has no second channel");
 }
 
 // Phase

@@ -24,6 +24,7 @@ Heard PairMeasurement::add(int cycle, int stream, AudioBlock block) {
 
 Heard PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBlock& second) {
   if (first.empty() || second.empty()) {
+    channelMissed_ = true;
     return Heard::endsCheck;
   }
   if (first.count() != second.count()) {
@@ -49,9 +50,11 @@ Heard PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBl
 }
 
 void PairMeasurement::describe(QACheckOutcome& outcome) const {
-  if (formatsDiffered_) {
+  if (channelMissed_) {
+    outcome.reason = "the stream has no second channel";
+  } else if (formatsDiffered_) {
     outcome.reason = "the two streams have samples of different formats";
-  } else if (lengthsDiffered_ && !outcome.measured) {
+  } else if (lengthsDiffered_) {
     outcome.reason = "the blocks of the two streams differ in length";
   }
 }

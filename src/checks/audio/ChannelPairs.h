@@ -32,6 +32,7 @@ class PairMeasurement : public AudioMeasurement {
   bool separateStreams_ = false;
   AudioBlock first_;
   int compared_ = 0;
+  bool channelMissed_ = false;
   bool lengthsDiffered_ = false;
   bool formatsDiffered_ = false;
 };
