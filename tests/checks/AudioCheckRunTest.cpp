@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <stop_token>
 #include <thread>
+#include <utility>
 
 #include "checks/AudioChecks.h"
 #include "support/FakeSleep.h"
@@ -70,7 +71,7 @@ void forEachCheck(const std::function<void(const AudioCheck& check, std::size_t 
   }
 }
 
-/// Quiet enough for every lag to be found quickly, never silent at a block's start.
+/// Never silent, so that no block is skipped for that but the first.
 int64_t signal(int channel, int64_t index) {
   return 1 + (index * (channel + 1)) % 500;
 }
