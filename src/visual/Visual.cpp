@@ -19,6 +19,14 @@ bool plot(const std::string& windowName, Draw draw) {
   return canvas == nullptr || qatester::showInWindow(windowName, *canvas);
 }
 
+/// The same, with a pause when showing it failed.
+template <typename Draw>
+void plotOrPause(const std::string& windowName, Draw draw) {
+  if (!plot(windowName, draw)) {
+    qatester::pause(kPauseSeconds);
+  }
+}
+
 }  // namespace
 
 IplImage* Visual::createCleanImage(int width) {
@@ -37,17 +45,15 @@ void Visual::plotPoint(int x, int y, IplImage* image, int r, int g, int b) {
 }
 
 void Visual::plotSample(OxAudioSample& block, const std::string& title) {
-  if (!plot(title, [&] { return qatester::drawSample(block); })) {
-    qatester::pause(kPauseSeconds);
-  }
+  plotOrPause(title, [&] { return qatester::drawSample(block); });
 }
 
 void Visual::plotSamples(OxAudioSample& first, OxAudioSample& second, const std::string& title) {
-  plot(title, [&] { return qatester::drawSamples(first, second); });
+  plotOrPause(title, [&] { return qatester::drawSamples(first, second); });
 }
 
 void Visual::plotImageData(OxVideoFrameRGB& frame, const std::string& title) {
-  plot(title, [&] { return qatester::drawImageData(frame); });
+  plotOrPause(title, [&] { return qatester::drawImageData(frame); });
 }
 
 void Visual::plotDiamondDisplay(OxVideoFrameYUV& frame, const std::string& windowName) {

@@ -23,7 +23,9 @@ struct Image {
 /// shown. A picture that cannot be read (see `YUVHelper`) is not shown.
 ///
 /// Canvases are 8-bit blue, green, red. When one cannot be made (no memory, no canvas of such a
-/// size), the call pauses for 1000 s and tries again; after five failures nothing is shown.
+/// size), the call pauses for 1000 s and tries again; after five failures nothing is shown. When
+/// the window of `plotSample`, `plotSamples` or `plotImageData` cannot be shown, the call pauses
+/// for 1000 s.
 class QATESTER_API Visual {
  public:
   /// A cleared canvas of `width` x 256, or of `width` x `height`, the caller's to release
@@ -40,8 +42,7 @@ class QATESTER_API Visual {
 
   /// The waveform of a block, a column a value, in green: full scale is 127 rows, upwards from the
   /// zero line in row 127. Of samples that are not 8-, 16- or 32-bit integers the canvas stays
-  /// empty. When the window cannot be shown, the call pauses for 1000 s. A block without values or
-  /// buffer is not shown.
+  /// empty. A block without values or buffer is not shown.
   static void plotSample(OxAudioSample& block, const std::string& title);
 
   /// The waveforms of two blocks, the first in green, the second in red, with a legend; where they
