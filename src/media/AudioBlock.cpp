@@ -3,17 +3,28 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace qatester {
 
 namespace {
 
+/// `channels` may be a constant, which makes the loop one of vectors.
+template <std::size_t kWidth, typename Channels>
+void copyEvery(Channels channels, uint8_t* to, const uint8_t* from, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    std::memcpy(to + i * kWidth, from + i * channels * kWidth, kWidth);
+  }
+}
+
 /// The width is a constant, so that a value is one load and one store.
 template <std::size_t kWidth>
 void copyValues(uint8_t* to, const uint8_t* from, std::size_t count, std::size_t channels) {
-  for (std::size_t i = 0; i < count; ++i) {
-    std::memcpy(to + i * kWidth, from + i * channels * kWidth, kWidth);
+  if (channels == 2) {
+    copyEvery<kWidth>(std::integral_constant<std::size_t, 2>(), to, from, count);
+  } else {
+    copyEvery<kWidth>(channels, to, from, count);
   }
 }
 

@@ -138,8 +138,9 @@ void OxWrap::Buffering::watch(PacketQueue* queue) {
     return;
   }
   queue->changed = [this, queue] {
-    // A reader that waits for a full queue is not woken before there is room.
-    if (queue->size <= kQueueLimitBytes) {
+    // A reader that waits for a full queue is not woken before there is room, and one that has read
+    // everything not at all: nobody waits for packets then.
+    if (queue->size <= kQueueLimitBytes && !ended) {
       noteChange();
     }
   };
