@@ -447,6 +447,22 @@ TEST(AudioCheckRun, SoundThatEndsWithinTheSlateIsNotMeasured) {
   });
 }
 
+TEST(AudioCheckRun, StreamThatEndsWithinTheSlateLeavesNothingOfTheOthersToMeasure) {
+  // The slate is counted by the last stream read, the second or the fourth.
+  std::vector<AudioSpec> streams(4, quickSound(1, codes(signal), "pcm_s16le", 4.5));
+  streams[1].seconds = 0.5;
+  streams[3].seconds = 0.5;
+  const TempDir folder;
+  const std::string file = makeClip(folder, "sound.mkv", {.audio = streams});
+  forEachCheck([&](const AudioCheck& check, std::size_t number) {
+    LoggedTester tester(file, stored(), quick(check, 5, 3));
+    EXPECT_EQ(run(check, tester).size(), number == 0 ? 16U : check.couldNotRun.size());
+    EXPECT_FALSE(tester.outcomes.at(0).measured);
+    EXPECT_EQ(tester.outcomes.at(0).startSeconds, tester.outcomes.at(0).endSeconds);
+    EXPECT_EQ(tester.outcomes.at(0).reason, "the sound ends within the slate of 3 s");
+  });
+}
+
 TEST(AudioCheckRun, SoundThatEndsInMidMeasurementKeepsWhatWasMeasured) {
   const TempDir folder;
   const std::string file = cutClip(folder);

@@ -43,9 +43,9 @@ inline void toFractions(const OxAudioSample& block, int from, int count, double*
   };
   switch (block.sampleFormat) {
     case AV_SAMPLE_FMT_S16:
-      return convert(reinterpret_cast<const int16_t*>(block.buffer) + from);
+      return convert(valuesOf<int16_t>(block) + from);
     case AV_SAMPLE_FMT_S32:
-      return convert(reinterpret_cast<const int32_t*>(block.buffer) + from);
+      return convert(valuesOf<int32_t>(block) + from);
     default:
       for (int i = 0; i < count; ++i) {
         fractions[i] = static_cast<float>(integerAt(block, from + i)) * unit;

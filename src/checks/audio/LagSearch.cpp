@@ -207,17 +207,12 @@ BestLag search(const T* first, const T* second, int count, BestLag best, Sum sum
   return best;
 }
 
-/// The values of a block; the buffer's own where they need no change.
+/// The values of an 8-bit block.
 std::vector<int16_t> signedBytes(const OxAudioSample& block, int count) {
   std::vector<int16_t> values(static_cast<std::size_t>(count));
   std::transform(block.buffer, block.buffer + count, values.begin(),
                  [](uint8_t value) { return static_cast<int16_t>(signedByte(value)); });
   return values;
-}
-
-template <typename T>
-const T* valuesOf(const OxAudioSample& block) {
-  return reinterpret_cast<const T*>(block.buffer);
 }
 
 /// The distances, counted from `count`, at which a value of `first` lies behind a value of `second`

@@ -23,6 +23,12 @@ constexpr int signedByte(uint8_t value) {
   return value < 128 ? value : value - 255;
 }
 
+/// The values of a block whose samples are of type `T`.
+template <typename T>
+const T* valuesOf(const OxAudioSample& block) {
+  return reinterpret_cast<const T*>(block.buffer);
+}
+
 /// The value of type `T` at `index` of a block, wherever in memory it lies.
 template <typename T>
 T valueAt(const OxAudioSample& block, int index) {

@@ -74,7 +74,7 @@ HWY_INLINE Magnitudes measureBlock(const OxAudioSample& block) {
   if (block.numberOfSamples < static_cast<int>(hn::Lanes(lanes))) {
     return measureMagnitudesOneByOne(block);
   }
-  return measure(lanes, reinterpret_cast<const T*>(block.buffer), block.numberOfSamples);
+  return measure(lanes, valuesOf<T>(block), block.numberOfSamples);
 }
 
 Magnitudes magnitudesOf(const OxAudioSample& block) {

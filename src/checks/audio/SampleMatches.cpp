@@ -143,11 +143,6 @@ void addOneByOne(const OxAudioSample& first, const OxAudioSample& second, float 
   }
 }
 
-template <typename T>
-const T* valuesOf(const OxAudioSample& block) {
-  return reinterpret_cast<const T*>(block.buffer);
-}
-
 }  // namespace
 
 std::optional<int> largestMatchingDifference(float width) {
