@@ -256,16 +256,18 @@ TEST(LoudnessMeasurement, SurroundsWeighMoreAndLowFrequencyEffectsNothing) {
   EXPECT_NEAR(loudnessOf(all, plan), 10.0 * std::log10(meanSquare * 5.82) - 0.691, 1e-9);
 }
 
-TEST(LoudnessMeasurement, AStreamOfOneChannelIsWeighedAsItIs) {
-  // Four streams stand for four channels, whatever they hold: here interleaved stereo.
-  const AudioPlan plan{.setup = QA_STREAM_SETUP_FOUR_MONO, .streams = 4, .channels = 2};
+TEST(LoudnessMeasurement, OfFourOrEightStreamsEachCountsAsOneChannel) {
+  // Whatever it holds: here interleaved stereo.
   std::vector<int16_t> sound = tone(1000, 12000, 48);
   std::vector<int16_t> interleaved;
   for (const int16_t value : sound) {
     interleaved.insert(interleaved.end(), {value, value});
   }
-  EXPECT_DOUBLE_EQ(loudnessOf({sound, sound}, plan),
-                   10.0 * std::log10(runFilter(blockOf(interleaved)) / 2000.0) - 0.691);
+  const double meanSquare = runFilter(blockOf(interleaved)) / 2000.0;
+  for (const QA_StreamSetup setup : {QA_STREAM_SETUP_FOUR_MONO, QA_STREAM_SETUP_EIGHT_MONO}) {
+    EXPECT_DOUBLE_EQ(loudnessOf({sound, sound}, {.setup = setup, .streams = 8, .channels = 2}),
+                     10.0 * std::log10(meanSquare) - 0.691);
+  }
 }
 
 TEST(LoudnessMeasurement, BlocksOfFewerThanTwoValuesAddNothing) {
