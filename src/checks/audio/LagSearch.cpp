@@ -265,16 +265,24 @@ BestLag search32(const int32_t* first, const int32_t* second, int count, BestLag
 }  // namespace
 
 BestLag searchLags(const OxAudioSample& first, const OxAudioSample& second, BestLag before) {
+  // Sums are dispatched anew with each call: a pointer that is kept from before the first call
+  // would look for the instruction set every time, which takes longer than the sum.
   const int count = first.numberOfSamples;
   switch (first.sampleFormat) {
     case AV_SAMPLE_FMT_U8: {
       const std::vector<int16_t> a = signedBytes(first, count);
       const std::vector<int16_t> b = signedBytes(second, count);
-      return search(a.data(), b.data(), count, before, HWY_DYNAMIC_DISPATCH(sum8));
+      const auto sum = [](const int16_t* x, const int16_t* y, int pairs, int64_t limit) {
+        return HWY_DYNAMIC_DISPATCH(sum8)(x, y, pairs, limit);
+      };
+      return search(a.data(), b.data(), count, before, sum);
     }
-    case AV_SAMPLE_FMT_S16:
-      return search(valuesOf<int16_t>(first), valuesOf<int16_t>(second), count, before,
-                    HWY_DYNAMIC_DISPATCH(sum16));
+    case AV_SAMPLE_FMT_S16: {
+      const auto sum = [](const int16_t* x, const int16_t* y, int pairs, int64_t limit) {
+        return HWY_DYNAMIC_DISPATCH(sum16)(x, y, pairs, limit);
+      };
+      return search(valuesOf<int16_t>(first), valuesOf<int16_t>(second), count, before, sum);
+    }
     case AV_SAMPLE_FMT_S32:
       return search32(valuesOf<int32_t>(first), valuesOf<int32_t>(second), count, before);
     default:
