@@ -104,6 +104,7 @@ int64_t sum(const typename Terms::Value* a, const typename Terms::Value* b, int 
   while (count - i >= step) {
     auto sums = hn::Zero(lanes);
     const int last = std::min(count - step, i + (kStepsAtOnce - 1) * step);
+#pragma GCC unroll 4
     for (; i <= last; i += step) {
       sums = hn::Add(sums, Terms::terms(a + i, b + i));
     }
