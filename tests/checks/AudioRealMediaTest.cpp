@@ -23,7 +23,7 @@ TEST(AudioRealMedia, DefinitionHoldsForEveryFile) {
   }
 }
 
-TEST(AudioRealMedia, IsHeard) {
+TEST(AudioRealMedia, StereoOf24BitsIsMeasuredByEveryCheck) {
   const std::filesystem::path folder = QATESTER_MEDIA_DIR;
   if (!std::filesystem::is_directory(folder)) {
     GTEST_SKIP() << "no media folder: set QATESTER_MEDIA_DIR";
