@@ -106,9 +106,7 @@ class AudioRun {
   }
 
   void startBuffering(OxWrap& wrap) {
-    const bool pairs =
-        plan_.setup == QA_STREAM_SETUP_FOUR_MONO || plan_.setup == QA_STREAM_SETUP_EIGHT_MONO;
-    const int programme = std::min(pairs ? 2 : 1, plan_.streams);
+    const int programme = std::min(hasStreamPerChannel(plan_.setup) ? 2 : 1, plan_.streams);
     const int count = profile_.streams == Streams::all ? plan_.streams : programme;
     std::vector<int> indices;
     for (int i = 0; i < count; ++i) {

@@ -17,6 +17,10 @@ QA_StreamSetup streamSetupOf(unsigned audioStreams) {
   }
 }
 
+bool hasStreamPerChannel(QA_StreamSetup setup) {
+  return setup == QA_STREAM_SETUP_FOUR_MONO || setup == QA_STREAM_SETUP_EIGHT_MONO;
+}
+
 const char* streamSetupText(QA_StreamSetup setup) {
   switch (setup) {
     case QA_STREAM_SETUP_ONE_STEREO:

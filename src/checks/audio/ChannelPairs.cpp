@@ -2,13 +2,13 @@
 
 #include <utility>
 
+#include "tester/StreamSetup.h"
 #include "visual/WaveformDisplay.h"
 
 namespace qatester {
 
 void PairMeasurement::begin(const AudioPlan& plan) {
-  separateStreams_ =
-      plan.setup == QA_STREAM_SETUP_FOUR_MONO || plan.setup == QA_STREAM_SETUP_EIGHT_MONO;
+  separateStreams_ = hasStreamPerChannel(plan.setup);
 }
 
 Heard PairMeasurement::add(int cycle, int stream, AudioBlock block) {

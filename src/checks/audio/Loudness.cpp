@@ -6,6 +6,7 @@
 
 #include "checks/audio/KWeightedEnergy.h"
 #include "tester/QATester.h"
+#include "tester/StreamSetup.h"
 
 namespace qatester {
 
@@ -29,17 +30,12 @@ constexpr AudioCheckProfile kProfile{
 /// Of left, right and centre, low-frequency effects, left and right surround.
 constexpr double kWeights[] = {1.0, 1.0, 1.0, 0.0, 1.41, 1.41};
 
+/// The channels that count of each stream that is read.
 int channelsOf(const AudioPlan& plan) {
-  switch (plan.setup) {
-    case QA_STREAM_SETUP_ONE_STEREO:
-    case QA_STREAM_SETUP_THREE_STEREO:
-      return 2;
-    case QA_STREAM_SETUP_FOUR_MONO:
-    case QA_STREAM_SETUP_EIGHT_MONO:
-      return 1;
-    default:
-      return plan.channels;
+  if (plan.setup == QA_STREAM_SETUP_UNSUPPORTED) {
+    return plan.channels;
   }
+  return hasStreamPerChannel(plan.setup) ? 1 : 2;
 }
 
 }  // namespace
