@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -20,6 +21,12 @@ Int truncateTo(double value) {
     return std::numeric_limits<Int>::max();
   }
   return static_cast<Int>(value);
+}
+
+/// Values that do not fit become the nearest bound.
+inline int clampToInt(int64_t value) {
+  return static_cast<int>(
+      std::clamp<int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 }  // namespace qatester

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,6 +11,7 @@
 
 #include "checks/audio/SampleIntegers.h"
 #include "checks/audio/SampleValues.h"
+#include "foundation/Conversions.h"
 #include "media/OxWrap.h"
 #include "tester/Reasons.h"
 #include "tester/StreamSetup.h"
@@ -23,11 +23,6 @@ namespace {
 using Bound = AudioCheckProfile::Bound;
 using Refusal = AudioCheckProfile::Refusal;
 using Streams = AudioCheckProfile::Streams;
-
-int toInt(int64_t value) {
-  return static_cast<int>(
-      std::clamp<int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-}
 
 /// One run of an audio check.
 class AudioRun {
@@ -140,9 +135,9 @@ class AudioRun {
       dropSilence();
     }
     if (profile_.bound == Bound::instants) {
-      plan_.cycles = toInt(std::min<int64_t>(plan_.cycles, total - slate));
+      plan_.cycles = clampToInt(std::min<int64_t>(plan_.cycles, total - slate));
     } else if (profile_.bound == Bound::blocks && values > 0) {
-      plan_.cycles = toInt(std::min<int64_t>(plan_.cycles, (total - slate) / values));
+      plan_.cycles = clampToInt(std::min<int64_t>(plan_.cycles, (total - slate) / values));
     }
   }
 

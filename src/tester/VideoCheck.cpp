@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 #include <memory>
 
 #include "foundation/Conversions.h"
@@ -16,11 +15,6 @@ namespace {
 
 constexpr unsigned kMissPauseSeconds = 10;
 constexpr int kMaxMisses = 100;
-
-int toInt(int64_t value) {
-  return static_cast<int>(
-      std::clamp<int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-}
 
 /// One run of a video check.
 class VideoRun {
@@ -201,7 +195,7 @@ int boundBudget(int budget, float fps, double durationSeconds, int slateFrames) 
   if (budget <= available) {
     return budget;
   }
-  return toInt(available - truncateTo<int>(static_cast<double>(fps)));
+  return clampToInt(available - truncateTo<int>(static_cast<double>(fps)));
 }
 
 bool runVideoCheck(const CheckContext& context, const VideoCheckProfile& profile,
