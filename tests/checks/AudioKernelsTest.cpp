@@ -51,8 +51,8 @@ constexpr bool kSlow = false;
 #endif
 
 /// Around the lengths of vectors and of what is summed in one go, and blocks as decoders give them.
-const std::vector<int> kLengths{0,  1,  2,  3,  4,  5,   7,   8,   9,   15,  16,  17,   31,  32,
-                                33, 34, 63, 64, 65, 127, 128, 129, 255, 256, 257, 1024, 1152};
+const std::vector<int> kLengths{0,  1,  2,  3,  4,  5,   7,   8,   9,   15,  16,  17,   31,   32,
+                                33, 34, 63, 64, 65, 127, 128, 129, 255, 256, 257, 1024, 1152, 4096};
 
 template <typename T>
 constexpr T kLowest = std::numeric_limits<T>::min();
@@ -388,7 +388,7 @@ TEST(LagKernel, SearchesLagsOf32BitBlocksWhoseDifferencesWrap) {
 
 TEST(LagKernel, SumsAreExactForLongLoudBlocks) {
   std::mt19937 random(4);
-  const int length = kSlow ? 600 : 2300;
+  const int length = kSlow ? 600 : 4096;
   expectLags(std::vector<int16_t>(static_cast<std::size_t>(length), -32768),
              std::vector<int16_t>(static_cast<std::size_t>(length), 32767), {100000, 0});
   expectLags(noise<int16_t>(random, length), noise<int16_t>(random, length));
