@@ -1,7 +1,6 @@
 #include "checks/audio/KWeightedEnergy.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 
 #include "checks/audio/KWeighting.h"

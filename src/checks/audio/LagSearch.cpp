@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
 #include <vector>
 
 #include "checks/audio/SampleIntegers.h"

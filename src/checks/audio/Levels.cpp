@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 #include "checks/audio/SampleIntegers.h"
 #include "checks/audio/SampleMagnitudes.h"
