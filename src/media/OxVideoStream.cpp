@@ -1,5 +1,6 @@
 #include "media/OxVideoStream.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -23,6 +24,8 @@ namespace ffmpeg = qatester::ffmpeg;
 namespace {
 
 constexpr int kBytesPerPixel = 3;
+/// Of a slice: what is converted of 1920 columns fits in a processor's first cache or its second.
+constexpr int kSliceRows = 16;
 constexpr unsigned kSeekPauseSeconds = 500;
 
 /// Reading the container's facts must not meet the buffering thread, which may update them.
@@ -34,6 +37,36 @@ std::unique_lock<std::mutex> lockContainer(const std::shared_ptr<BufferControl>&
 std::string nameOf(int pixelFormat) {
   const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(pixelFormat));
   return name != nullptr ? name : "unknown";
+}
+
+std::size_t packedRowBytes(const AVFrame& picture) {
+  return static_cast<std::size_t>(picture.width) * kBytesPerPixel;
+}
+
+/// The stride of rows that the scaler's vector code may write past a picture's width in.
+std::size_t roomyStride(const AVFrame& picture) {
+  return ((packedRowBytes(picture) + 15) / 16 + 4) * 16;
+}
+
+/// Whether rows of the picture can be told from its planes: what other formats need is not known.
+bool isSliceable(const AVFrame& picture) {
+  return picture.format == AV_PIX_FMT_YUV420P || picture.format == AV_PIX_FMT_YUV422P ||
+         picture.format == AV_PIX_FMT_YUV444P;
+}
+
+/// Converts rows, of which `first` is a multiple of 2, to `rows`. Returns how many rows it wrote:
+/// a scaler that looks at neighbouring rows writes fewer at first.
+int scaleSlice(SwsContext* scaler, const AVFrame& picture, int first, int count, uint8_t* rows,
+               std::size_t stride) {
+  const std::ptrdiff_t chromaFirst = picture.format == AV_PIX_FMT_YUV420P ? first / 2 : first;
+  const uint8_t* source[4] = {picture.data[0] + first * std::ptrdiff_t{picture.linesize[0]},
+                              picture.data[1] + chromaFirst * picture.linesize[1],
+                              picture.data[2] + chromaFirst * picture.linesize[2], nullptr};
+  // The scaler counts rows from the top of the picture, which is not there.
+  const auto top = reinterpret_cast<uintptr_t>(rows) - static_cast<std::size_t>(first) * stride;
+  uint8_t* target[4] = {reinterpret_cast<uint8_t*>(top), nullptr, nullptr, nullptr};
+  const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
+  return sws_scale(scaler, source, picture.linesize, first, count, target, strides);
 }
 
 }  // namespace
@@ -167,12 +200,12 @@ bool OxVideoStream::convert(const AVFrame& picture, uint8_t* packed) {
   if (!prepareScaler(picture.width, picture.height, picture.format)) {
     return false;
   }
-  const std::size_t rowBytes = static_cast<std::size_t>(picture.width) * kBytesPerPixel;
+  const std::size_t rowBytes = packedRowBytes(picture);
   const auto height = static_cast<std::size_t>(picture.height);
   // The scaler's vector code leaves the end of a row unwritten, or writes past it, unless the width
   // is a multiple of 16: such pictures take the way over wider rows.
   const bool direct = picture.width % 16 == 0;
-  const std::size_t stride = direct ? rowBytes : ((rowBytes + 15) / 16 + 4) * 16;
+  const std::size_t stride = direct ? rowBytes : roomyStride(picture);
   uint8_t* target = packed;
   if (!direct) {
     scaling_->rows.resize(stride * height);
@@ -189,6 +222,47 @@ bool OxVideoStream::convert(const AVFrame& picture, uint8_t* packed) {
       std::memcpy(packed + row * rowBytes, target + row * stride, rowBytes);
     }
   }
+  return true;
+}
+
+bool OxVideoStream::convertInSlices(
+    const OxVideoFrameYUV& yuv,
+    const std::function<void(const qatester::ConvertedRows& rows)>& take) {
+  if (stream == nullptr || !yuv.valid || yuv.frame == nullptr) {
+    return false;
+  }
+  const AVFrame& picture = *yuv.frame;
+  if (!prepareScaler(picture.width, picture.height, picture.format)) {
+    return false;
+  }
+  const std::size_t stride = roomyStride(picture);
+  std::vector<uint8_t>& rows = scaling_->rows;
+  const auto give = [&](int first, int count) {
+    take({rows.data(), static_cast<int64_t>(stride), first, count});
+  };
+  if (isSliceable(picture)) {
+    rows.resize(stride * kSliceRows);
+    int done = 0;
+    while (done < picture.height) {
+      const int count = std::min(kSliceRows, picture.height - done);
+      if (scaleSlice(swsContext, picture, done, count, rows.data(), stride) != count) {
+        break;
+      }
+      give(done, count);
+      done += count;
+    }
+    if (done > 0) {
+      return done == picture.height;
+    }
+  }
+  rows.resize(stride * static_cast<std::size_t>(picture.height));
+  uint8_t* planes[4] = {rows.data(), nullptr, nullptr, nullptr};
+  const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
+  if (sws_scale(swsContext, picture.data, picture.linesize, 0, picture.height, planes, strides) !=
+      picture.height) {
+    return false;
+  }
+  give(0, picture.height);
   return true;
 }
 

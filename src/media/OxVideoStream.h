@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -41,6 +42,18 @@ struct OxVideoFrameRGB {
   double time = 0.0;  ///< seconds
 };
 
+namespace qatester {
+
+/// Some rows of a converted picture, packed 8-bit blue, green, red.
+struct ConvertedRows {
+  const uint8_t* bytes = nullptr;  ///< of the first of them
+  int64_t stride = 0;              ///< bytes from one row to the next
+  int first = 0;                   ///< its number in the picture
+  int count = 0;
+};
+
+}  // namespace qatester
+
 /// Decodes one video stream of an opened container, whose packets a buffering thread puts into
 /// `packetQueue`. Used by one thread only. A stream whose decoder did not open has no queue, and
 /// its operations yield invalid records at once.
@@ -72,6 +85,12 @@ class QATESTER_API OxVideoStream {
   /// Converts a picture of this stream. The caller owns the new record (`delete`) and its buffer
   /// (`free`); `valid` is false when there is nothing to convert or no memory.
   OxVideoFrameRGB* getRGBFromYUV(OxVideoFrameYUV* yuv);
+
+  /// Converts a picture of this stream to the same bytes, a few rows at a time from top to bottom,
+  /// so that they are still in the processor's cache when `take` gets them. Rows are valid during
+  /// the call of `take`. False when there is nothing to convert or no memory.
+  bool convertInSlices(const OxVideoFrameYUV& yuv,
+                       const std::function<void(const qatester::ConvertedRows& rows)>& take);
 
   /// The next picture, converted; blocks and ends like `getNextYUVFrame`.
   OxVideoFrameRGB getNextRGBFrame();

@@ -16,6 +16,24 @@ struct QA_FrameRate {
   float measuredFps = 0.0F;
 };
 
+/// What `QATester::checkFieldDominance` found; both unknown when the check could not run.
+struct QA_FieldDominance {
+  QA_FrameType frameType = QA_FRAME_TYPE_UNKNOWN;
+  /// The field that comes first; unknown unless the frames are interlaced.
+  QA_FieldType fieldType = QA_FIELD_TYPE_UNKNOWN;
+};
+
+/// What `QATester::checkFramePullDown` found; all zero when the check could not run.
+struct QA_PullDown {
+  /// The cadence, 2:3 or 2:2: pictures of film last for this many fields in turn.
+  int cadenceFirst = 0;
+  int cadenceSecond = 0;
+  /// The share of the groups of five frames in the budget that carry the cadence.
+  float confidence = 0.0F;
+  /// The confidence is more than 0.6.
+  bool detected = false;
+};
+
 /// What `QATester::checkChroma` found: the extremes of all pixels of all measured frames. R, G and
 /// B are BT.601 studio-range values, unclamped; Y is luma as stored. A record that saw no pixel has
 /// its maxima at INT_MIN and its minima at INT_MAX.

@@ -46,6 +46,37 @@ class QATESTER_API QATester {
   /// "FrameRateFrameChecks" frames (default 100) from the start of the file.
   QA_FrameRate checkFrameRate();
 
+  /// Whether the frames are interlaced, and which of their fields comes first, by the decoder's
+  /// flags of "FieldFrameChecks" frames (default 100) after the slate: what more than 0.8 of them
+  /// say, or less than 0.2.
+  QA_FieldDominance checkFieldDominance();
+
+  /// Whether the fields of "PullDownFrameChecks" frames (default 100) after the slate repeat as by
+  /// 2:3 pulldown, or not at all (2:2), in groups of five frames that start with the first one. 2:3
+  /// is seen in one of its five phases only, the one with the repeated top field between the second
+  /// and third frame of a group and the repeated bottom field between the fourth and fifth; a still
+  /// picture counts as 2:3.
+  QA_PullDown checkFramePullDown();
+
+  /// Whether the picture changes from frame to frame without tears: the strong changes of its
+  /// vertical differences (see `TearingMeasures.h`) must cover less than "TearingThreshold" of it
+  /// (default 0.1) on average over "TearingFrameChecks" frames (default 100) after the slate, each
+  /// frame in whole percents, rounded down. False also when the check could not run. Displays:
+  /// "Overlay Tearing" and "Percent of Tearing and Differencing".
+  bool checkTearing();
+
+  /// Goes through all frames but the last second's. Displays, whether or not visualisations are on:
+  /// "Timecode Video", the frame, and "Timecodes", its drop-frame and non-drop-frame timecode and
+  /// its number. True when the file was gone through.
+  bool checkTimecode();
+
+  /// The number of abrupt changes of the picture over "TransitionFrameChecks" frames (default 100)
+  /// after the slate. A change begins when the level of a picture, see `getFrameRelationship`,
+  /// differs from that of the one before by more than "TransitionPercentChange" (default 0.1, of
+  /// 255), and lasts until it differs by less than half of that. -1 when the check could not run.
+  /// Display: "Video Change".
+  int checkVideoTransitions();
+
   /// Whether R, G, B (BT.601) and luma of every pixel lie strictly between "ChromaRGBMin" and
   /// "ChromaRGBMax", "ChromaYMin" and "ChromaYMax" (defaults 0 and 255 each: a value of exactly 0
   /// or 255 fails), over "ChromaFrameChecks" frames (default 100) after the slate. Display:

@@ -26,14 +26,17 @@ class VideoRun {
   }
 
   bool run() {
-    log(": Beginning Test.");
+    log(std::string(": ") + profile_.beginning);
     if (!profile_.startsBeforeBudget) {
       readBudget();
     }
     OxWrap wrap(context_.fileName, {context_.options.pauses, context_.options.stop});
     const bool ran = runOn(wrap);
     outcome_.stopped = context_.stopped();
-    outcome_.limits = measurement_.limits();
+    measurement_.describe(outcome_);
+    if (!outcome_.measured && outcome_.reason.empty()) {
+      outcome_.reason = reasonForNothing();
+    }
     context_.finished(outcome_);
     return ran;
   }
@@ -71,12 +74,15 @@ class VideoRun {
     }
     prepare(*video);
     measure(*video);
-    log(": Stopping Test...");
+    context_.log(std::string(profile_.stopTag != nullptr ? profile_.stopTag : profile_.tag) +
+                 ": Stopping Test...");
     wrap.stopBuffering();
     if (profile_.closesWindows) {
       context_.displays.close();
     }
-    log(": Test Complete.");
+    if (profile_.logsCompletion) {
+      log(": Test Complete.");
+    }
     return true;
   }
 
@@ -98,14 +104,28 @@ class VideoRun {
       log(": Starting Checks.");
       readBudget();
     }
-    budget_ = boundBudget(budget_, fps, video.getDurationSeconds(), slate);
+    boundTheBudget(video, fps, slate);
     if (!profile_.startsBeforeBudget) {
       log(": Starting Checks.");
     }
     measurement_.begin(fps, budget_);
   }
 
+  void boundTheBudget(OxVideoStream& video, float fps, int slate) {
+    try {
+      budget_ = profile_.bound(budget_, fps, video.getDurationSeconds(), slate);
+    } catch (...) {
+      if (profile_.boundFailure == nullptr) {
+        throw;
+      }
+      log(profile_.boundFailure);
+    }
+  }
+
   void readBudget() {
+    if (profile_.budgetKey == nullptr) {
+      return;
+    }
     budget_ = std::max(1, context_.intSetting(profile_.budgetKey, profile_.budgetDefault));
   }
 
@@ -132,31 +152,36 @@ class VideoRun {
     int misses = 0;
     for (int index = 0; index < budget_ && !context_.stopped();) {
       OxVideoFrameYUV picture = video.getNextYUVFrame();
-      if (picture.valid) {
-        const PictureGuard guard(picture);
-        const Added added = measurement_.add(index, picture);
-        if (added == Added::measured) {
-          ++outcome_.count;
-        } else {
-          outcome_.reason = pixelFormatReason(picture);
-        }
-        if (added == Added::unreadableEndsCheck) {
+      const PictureGuard guard(picture);
+      const Added added = picture.valid ? measurement_.add(index, DecodedPicture(video, picture))
+                                        : Added::unconvertible;
+      if (added == Added::unconvertible) {
+        if (++misses > kMaxMisses) {
           break;
         }
-        progress.measured(index);
-        ++index;
-        misses = 0;
+        video.pauseForPacket(kMissPauseSeconds);
         continue;
       }
-      if (++misses > kMaxMisses) {
+      note(added, picture);
+      if (added == Added::unreadableEndsCheck) {
         break;
       }
-      video.pauseForPacket(kMissPauseSeconds);
+      if (added != Added::gathered) {
+        progress.measured(index);
+        misses = 0;
+      }
+      ++index;
     }
     outcome_.budget = budget_;
-    outcome_.measured = outcome_.count > 0;
-    if (!outcome_.measured && outcome_.reason.empty()) {
-      outcome_.reason = reasonForNothing();
+  }
+
+  /// Keeps for the outcome what became of a picture.
+  void note(Added added, const OxVideoFrameYUV& picture) {
+    if (added == Added::measured || added == Added::gathered) {
+      ++outcome_.count;
+      outcome_.measured = outcome_.measured || added == Added::measured;
+    } else {
+      outcome_.reason = pixelFormatReason(picture);
     }
   }
 

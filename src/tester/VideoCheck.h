@@ -1,17 +1,22 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
-#include "media/OxVideoStream.h"
+#include "media/DecodedPicture.h"
 #include "tester/CheckContext.h"
 
 namespace qatester {
+
+/// The frames of a slate of whole seconds: a product in single precision, truncated.
+int slateFrames(int slateSeconds, float fps);
+
+/// `budget`, or what is available after the slate less one second's worth of frames if that is
+/// exceeded; possibly 0 or less.
+int boundBudget(int budget, float fps, double durationSeconds, int slateFrames);
 
 /// What distinguishes one video check from the others before it measures anything.
 struct VideoCheckProfile {
   /// The prefix of every status line, such as "QAChroma".
   const char* tag;
+  /// Null: there is none, the number of frames is what `bound` makes of 0.
   const char* budgetKey;
   Progress::Slot progress;
   /// In frames, as text.
@@ -31,11 +36,24 @@ struct VideoCheckProfile {
   bool messageEndsWithFullStop = true;
   /// All display windows are closed at the end.
   bool closesWindows = true;
+  /// The number of frames that will be asked for.
+  int (*bound)(int budget, float fps, double durationSeconds, int slateFrames) = boundBudget;
+  /// Logged when there is no bounding the budget, which then stays as it is; null: what `bound`
+  /// throws ends the check.
+  const char* boundFailure = nullptr;
+  /// What the first line says.
+  const char* beginning = "Beginning Test.";
+  /// The prefix of the line "Stopping Test..."; null: the tag.
+  const char* stopTag = nullptr;
+  /// "Test Complete." is logged at the end.
+  bool logsCompletion = true;
 };
 
 /// What became of a picture that a measurement was given.
 enum class Added {
   measured,
+  gathered,            ///< it waits for more of them: no progress, and misses are counted on
+  unconvertible,       ///< as if none had come
   unreadable,          ///< its pixel format is none that can be measured: the next one may be
   unreadableEndsCheck  ///< the same, and no further picture is wanted
 };
@@ -50,10 +68,10 @@ class VideoMeasurement {
   virtual void begin(float fps, int budget) = 0;
 
   /// Measures the picture of this index. Its planes are valid during the call.
-  virtual Added add(int index, OxVideoFrameYUV& picture) = 0;
+  virtual Added add(int index, const DecodedPicture& picture) = 0;
 
-  /// What the result is compared with, for the outcome sink.
-  virtual std::vector<QALimits> limits() const { return {}; }
+  /// Adds limits, figures and the like, for the outcome sink.
+  virtual void describe(QACheckOutcome&) const {}
 };
 
 /// The steps that all video checks share: open, buffer, detect, skip the slate, bound the budget,
@@ -63,12 +81,5 @@ class VideoMeasurement {
 /// Returns whether the measurement was begun; a check that could not run returns its zeroed record.
 bool runVideoCheck(const CheckContext& context, const VideoCheckProfile& profile,
                    VideoMeasurement& measurement);
-
-/// The frames of a slate of whole seconds: a product in single precision, truncated.
-int slateFrames(int slateSeconds, float fps);
-
-/// `budget`, or what is available after the slate less one second's worth of frames if that is
-/// exceeded; possibly 0 or less.
-int boundBudget(int budget, float fps, double durationSeconds, int slateFrames);
 
 }  // namespace qatester

@@ -1,6 +1,7 @@
 #include "visual/Canvas.h"
 
 #include <opencv2/core/core_c.h>
+#include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
 #include <limits>
@@ -15,17 +16,21 @@ namespace {
 constexpr int kMostRetriedFailures = 4;
 constexpr unsigned kPauseSeconds = 1000;
 
-/// Throws when there is no such image. OpenCV, which counts the bits of a row and the bytes of an
-/// image in ints, lets the former wrap around, and does not free its header when it finds a size
-/// wrong: such sizes do not get there.
-IplImage* createImage(int width, int height) {
+/// A cleared image; throws when there is no such image. OpenCV, which counts the bits of a row and
+/// the bytes of an image in ints, lets the former wrap around, and does not free its header when it
+/// finds a size wrong: such sizes do not get there.
+UniqueCanvas createImage(int width, int height) {
   constexpr int64_t kMost = std::numeric_limits<int>::max();
   const int64_t rowBits = int64_t{24} * width + 7;
   const int64_t rowBytes = (int64_t{3} * width + 3) / 4 * 4;
   if (width < 0 || height < 0 || rowBits > kMost || rowBytes * height > kMost) {
     throw std::length_error("no canvas has this size");
   }
-  return cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3);
+  UniqueCanvas image(cvCreateImage(cvSize(width, height), IPL_DEPTH_8U, 3));
+  if (image != nullptr) {
+    std::fill_n(image->imageData, image->imageSize, '\0');
+  }
+  return image;
 }
 
 }  // namespace
@@ -35,7 +40,7 @@ void ReleaseCanvas::operator()(IplImage* canvas) const {
 }
 
 UniqueCanvas makeCanvas(int width, int height) {
-  IplImage* canvas = nullptr;
+  UniqueCanvas canvas;
   for (int failures = 0; canvas == nullptr && failures <= kMostRetriedFailures;) {
     try {
       canvas = createImage(width, height);
@@ -44,10 +49,22 @@ UniqueCanvas makeCanvas(int width, int height) {
       pause(kPauseSeconds);
     }
   }
-  if (canvas != nullptr) {
-    std::fill_n(canvas->imageData, canvas->imageSize, '\0');
+  return canvas;
+}
+
+UniqueCanvas tryToMakeCanvas(int width, int height) {
+  try {
+    return createImage(width, height);
+  } catch (...) {
+    return nullptr;
   }
-  return UniqueCanvas(canvas);
+}
+
+void writeText(IplImage& canvas, const std::string& text, int x, int y, Colour colour) {
+  CvFont font;
+  cvInitFont(&font, CV_FONT_HERSHEY_SIMPLEX, 0.4, 0.4, 0, 1, CV_AA);
+  cvPutText(&canvas, text.c_str(), cvPoint(x, y), &font,
+            cvScalar(colour.blue, colour.green, colour.red, 0));
 }
 
 void paint(IplImage& canvas, int x, int y, Colour colour) {

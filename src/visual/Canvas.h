@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "visual/Visual.h"
 
@@ -17,6 +18,9 @@ using UniqueCanvas = std::unique_ptr<IplImage, ReleaseCanvas>;
 /// size (it is negative, or too large for OpenCV), pauses for 1000 s and tries again; after five
 /// failures, and as many pauses, null.
 UniqueCanvas makeCanvas(int width, int height);
+
+/// The same without pausing: null at once.
+UniqueCanvas tryToMakeCanvas(int width, int height);
 
 /// The height of the plots of sound.
 inline constexpr int kPlotRows = 256;
@@ -33,6 +37,7 @@ constexpr Colour grey(uint8_t level) {
 }
 inline constexpr Colour kWhite = grey(255);
 inline constexpr Colour kRed{0, 0, 255};
+inline constexpr Colour kGreen{0, 255, 0};
 
 /// From the first column or row to the last, both included; empty when the last comes first.
 struct Stretch {
@@ -55,5 +60,8 @@ inline void paint(IplImage& canvas, int x, Stretch rows, Colour colour) {
 inline void paint(IplImage& canvas, Stretch columns, int y, Colour colour) {
   paint(canvas, columns, Stretch{y, y}, colour);
 }
+
+/// Writes a text that starts at the left of column `x` and stands on row `y`.
+void writeText(IplImage& canvas, const std::string& text, int x, int y, Colour colour);
 
 }  // namespace qatester

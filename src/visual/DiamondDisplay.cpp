@@ -1,4 +1,4 @@
-#include <opencv2/imgproc/imgproc_c.h>
+#include <opencv2/core/core_c.h>
 
 #include <algorithm>
 #include <array>
@@ -187,15 +187,10 @@ void paintGraticule(IplImage& canvas) {
 }
 
 void writeLabels(IplImage& canvas) {
-  CvFont font;
-  cvInitFont(&font, CV_FONT_HERSHEY_SIMPLEX, 0.4, 0.4, 0, 1, CV_AA);
-  const auto write = [&](const char* text, int x, int y) {
-    cvPutText(&canvas, text, cvPoint(x, y), &font, cvScalar(255, 255, 255, 0));
-  };
-  write("R", 38, 208);
-  write("G", 208, 48);
-  write("G", 294, 48);
-  write("B", 464, 208);
+  writeText(canvas, "R", 38, 208, kWhite);
+  writeText(canvas, "G", 208, 48, kWhite);
+  writeText(canvas, "G", 294, 48, kWhite);
+  writeText(canvas, "B", 464, 208, kWhite);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "visual/WaveformDisplay.h"
 
-#include <opencv2/imgproc/imgproc_c.h>
+#include <opencv2/core/core_c.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -15,7 +15,6 @@ namespace {
 
 constexpr int kZeroLine = 127;
 
-constexpr Colour kGreen{0, 255, 0};
 constexpr Colour kYellow{0, 255, 255};
 
 // The row in which a value's bar ends. Truncated, not rounded: what is less than a row off the zero
@@ -73,15 +72,9 @@ UniqueCanvas canvasFor(const OxAudioSample& block) {
 }
 
 void writeLegend(IplImage& canvas) {
-  CvFont font;
-  cvInitFont(&font, CV_FONT_HERSHEY_SIMPLEX, 0.4, 0.4, 0, 1, CV_AA);
-  const auto write = [&](const char* text, int y, Colour colour) {
-    cvPutText(&canvas, text, cvPoint(20, y), &font,
-              cvScalar(colour.blue, colour.green, colour.red, 0));
-  };
-  write("Channel 1", 20, kGreen);
-  write("Channel 2", 40, kRed);
-  write("Overlap", 60, kYellow);
+  writeText(canvas, "Channel 1", 20, 20, kGreen);
+  writeText(canvas, "Channel 2", 20, 40, kRed);
+  writeText(canvas, "Overlap", 20, 60, kYellow);
 }
 
 }  // namespace

@@ -48,15 +48,15 @@ class Recording : public qatester::VideoMeasurement {
     declared = fps;
     budgets.push_back(budget);
   }
-  qatester::Added add(int index, OxVideoFrameYUV& picture) override {
+  qatester::Added add(int index, const qatester::DecodedPicture& picture) override {
     indices.push_back(index);
-    firstLuma.push_back(picture.frame->data[0][0]);
+    firstLuma.push_back(picture.yuv().frame->data[0][0]);
     if (onAdd) {
       onAdd(index);
     }
     return judge ? judge(index) : qatester::Added::measured;
   }
-  std::vector<QALimits> limits() const override { return {{"RGB", 3, 7}}; }
+  void describe(QACheckOutcome& outcome) const override { outcome.limits = {{"RGB", 3, 7}}; }
 
   float declared = 0.0F;
   std::vector<int> budgets;

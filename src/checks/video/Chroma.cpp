@@ -28,7 +28,8 @@ class ChromaMeasurement : public ColourMeasurement<QA_ChromaLevel> {
  public:
   using ColourMeasurement::ColourMeasurement;
 
-  Added add(int index, OxVideoFrameYUV& picture) override {
+  Added add(int index, const DecodedPicture& decoded) override {
+    OxVideoFrameYUV& picture = decoded.yuv();
     const bool readable = planarPicture(picture).has_value();
     if (!readable && context_.options.console) {
       return Added::unreadable;  // reading it would write on standard output

@@ -26,7 +26,7 @@ class ColourMeasurement : public VideoMeasurement {
     level_ = {};
     mayPass_ = true;
   }
-  std::vector<QALimits> limits() const override { return limits_; }
+  void describe(QACheckOutcome& outcome) const override { outcome.limits = limits_; }
 
   Level verdict() const {
     Level result = level_;

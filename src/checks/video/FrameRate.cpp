@@ -33,8 +33,8 @@ void FrameRateMeasurement::begin(float fps, int budget) {
   sum_ = 0.0F;
 }
 
-Added FrameRateMeasurement::add(int index, OxVideoFrameYUV& picture) {
-  addTime(index, static_cast<double>(picture.frame->pts) / 1000000.0);
+Added FrameRateMeasurement::add(int index, const DecodedPicture& picture) {
+  addTime(index, static_cast<double>(picture.yuv().frame->pts) / 1000000.0);
   return Added::measured;
 }
 

@@ -12,7 +12,7 @@ float roundToHundredths(float value);
 class FrameRateMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;
-  Added add(int index, OxVideoFrameYUV& picture) override;
+  Added add(int index, const DecodedPicture& picture) override;
 
   /// Takes the time in seconds of the frame of this index; one at 0 or earlier adds nothing.
   void addTime(int index, double seconds);

@@ -28,7 +28,8 @@ class GamutMeasurement : public ColourMeasurement<QA_GamutLevel> {
  public:
   using ColourMeasurement::ColourMeasurement;
 
-  Added add(int index, OxVideoFrameYUV& picture) override {
+  Added add(int index, const DecodedPicture& decoded) override {
+    OxVideoFrameYUV& picture = decoded.yuv();
     if (!planarPicture(picture)) {
       mayPass_ = false;
       if (context_.logger != nullptr) {

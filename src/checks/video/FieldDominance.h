@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tester/QAResults.h"
+#include "tester/VideoCheck.h"
+
+namespace qatester {
+
+/// Counts what the decoder says of the fields of its pictures.
+class FieldDominanceMeasurement : public VideoMeasurement {
+ public:
+  void begin(float fps, int budget) override;
+  Added add(int index, const DecodedPicture& picture) override;
+  void describe(QACheckOutcome& outcome) const override;
+
+  /// Takes the flags of one picture, each 0 or 1.
+  void addFlags(int interlaced, int topFieldFirst);
+
+  /// By majority. The share is formed in single precision and compared in double precision, so that
+  /// 80 of 100 are more than 0.8, and 20 of 100 are not less than 0.2: clients rely on both.
+  QA_FieldDominance verdict() const;
+
+ private:
+  int pictures_ = 0;
+  int interlaced_ = 0;
+  int topFieldFirst_ = 0;
+};
+
+}  // namespace qatester

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "checks/video/FramePlot.h"
+#include "checks/video/GreyPicture.h"
+#include "tester/CheckContext.h"
+#include "tester/VideoCheck.h"
+
+namespace qatester {
+
+/// Like `boundBudget`, but the duration counts in whole seconds, and the second that is left at the
+/// end in fractions of a frame: clients rely on it.
+int boundTearingBudget(int budget, float fps, double durationSeconds, int slateFrames);
+
+/// Adds up how much of each picture is torn, in whole percents.
+class TearingMeasurement : public VideoMeasurement {
+ public:
+  TearingMeasurement(const CheckContext& context, float threshold);
+
+  void begin(float fps, int budget) override;
+  Added add(int index, const DecodedPicture& picture) override;
+  void describe(QACheckOutcome& outcome) const override;
+
+  /// The mean share of the budgeted frames that is torn lies below the threshold. False without a
+  /// budget.
+  bool verdict() const;
+
+ private:
+  double meanShare() const;
+  void show(int index, const DecodedPicture& picture, int percent);
+
+  const CheckContext& context_;
+  float threshold_;
+  int budget_ = 0;
+  GreyPicture grey_;
+  /// The differences of each pixel and the one below it, in the last picture. Its last row is 0.
+  GreyPicture gradient_;
+  bool hasGradient_ = false;
+  GreyPicture gradientBefore_;  ///< for the display
+  int previousPercent_ = 0;
+  int highestPercent_ = 0;
+  int64_t sum_ = 0;  ///< of percents
+  FramePlot plot_;
+};
+
+}  // namespace qatester

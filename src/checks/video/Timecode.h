@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tester/CheckContext.h"
+#include "tester/VideoCheck.h"
+
+namespace qatester {
+
+/// All frames of a file but the last second's, whatever the budget and slate.
+int framesButLastSecond(int budget, float fps, double durationSeconds, int slateFrames);
+
+/// The whole number of frames a second that timecode counts by, such as 30 for 29.97.
+int nominalRate(float fps);
+
+/// Shows each frame and its timecodes; measures nothing.
+class TimecodeMeasurement : public VideoMeasurement {
+ public:
+  explicit TimecodeMeasurement(const CheckContext& context) : context_(context) {}
+
+  void begin(float fps, int budget) override;
+  Added add(int index, const DecodedPicture& picture) override;
+  void describe(QACheckOutcome& outcome) const override;
+
+ private:
+  const CheckContext& context_;
+  int rate_ = 0;
+};
+
+}  // namespace qatester
