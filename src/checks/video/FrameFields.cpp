@@ -27,8 +27,7 @@ qatester::Field greyOf(const IplImage& image, std::vector<uint8_t>& made) {
   const auto columns = static_cast<std::size_t>(image.width);
   made.resize(columns * static_cast<std::size_t>(image.height));
   for (int y = 0; y < image.height; ++y) {
-    qatester::toGrey(rowOf(image, y), columns,
-                     made.data() + columns * static_cast<std::size_t>(y));
+    qatester::toGrey(rowOf(image, y), columns, made.data() + columns * static_cast<std::size_t>(y));
   }
   return {made.data(), image.width, image.width, image.height};
 }

@@ -27,7 +27,8 @@ bool makeShearedGrey(const DecodedPicture& picture, GreyPicture& grey) {
   const std::size_t bytes = grey.size() * kBytesPerPixel;
   std::vector<uint8_t> last(rowBytes);
   for (int y = 0; y < grey.height(); ++y) {
-    const std::size_t first = std::min(static_cast<std::size_t>(y) * imageRowBytes(rowBytes), bytes);
+    const std::size_t first =
+        std::min(static_cast<std::size_t>(y) * imageRowBytes(rowBytes), bytes);
     const std::size_t there = std::min(bytes - first, rowBytes);
     const uint8_t* row = converted.record().buffer + first;
     if (there < rowBytes) {

@@ -42,8 +42,8 @@ class GreyPicture {
 };
 
 /// Makes a decoded picture grey. `ready` (may be empty) is called with rows from `first` to before
-/// `last`, from top to bottom, as soon as they are there. False when there is no converting it; some
-/// rows may have been told then.
+/// `last`, from top to bottom, as soon as they are there. False when there is no converting it;
+/// some rows may have been told then.
 ///
 /// A picture whose rows are no multiple of four bytes comes out sheared, as its bytes do when they
 /// are copied as one run to an OpenCV image, whose rows are: clients know the results. What the

@@ -8,8 +8,8 @@
 
 namespace qatester {
 
-/// Looks for the cadence of film in groups of five pictures. Groups follow each other from the first
-/// picture on: clients rely on this one phase.
+/// Looks for the cadence of film in groups of five pictures. Groups follow each other from the
+/// first picture on: clients rely on this one phase.
 class PulldownMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;

@@ -44,7 +44,8 @@ int percentWhite(IplImage* img) {
   int64_t white = 0;
   for (int y = 0; y < img->height; ++y) {
     const uint8_t* row = rowOf(*img, y);
-    white += std::count_if(row, row + img->width, [](uint8_t value) { return value >= kWhiteValue; });
+    white +=
+        std::count_if(row, row + img->width, [](uint8_t value) { return value >= kWhiteValue; });
   }
   return qatester::percentOfPixels(white, img->width, img->height);
 }

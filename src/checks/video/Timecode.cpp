@@ -48,10 +48,10 @@ Added TimecodeMeasurement::add(int index, const DecodedPicture& picture) {
     return Added::unconvertible;
   }
   displays.show("Timecode Video", index, drawImageData(converted.record()).get());
-  displays.show("Timecodes", index,
-                drawTimecodes(getTimeCode(index, true, rate_), getTimeCode(index, false, rate_),
-                              index)
-                    .get());
+  displays.show(
+      "Timecodes", index,
+      drawTimecodes(getTimeCode(index, true, rate_), getTimeCode(index, false, rate_), index)
+          .get());
   displays.repaint();
   return Added::measured;
 }

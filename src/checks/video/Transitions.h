@@ -30,7 +30,7 @@ class TransitionMeasurement : public VideoMeasurement {
   GreyPicture before_;  ///< two pictures back
   GreyPicture middle_;  ///< the previous picture
   GreyPicture current_;
-  int known_ = 0;  ///< of the two above, how many hold a picture
+  int known_ = 0;              ///< of the two above, how many hold a picture
   std::vector<double> times_;  ///< of the pictures that began a transition, in seconds
   FramePlot plot_;
 };
