@@ -15,16 +15,19 @@ bool isCutShort(const QACheckOutcome& outcome) {
   return outcome.stopped && outcome.count < outcome.budget;
 }
 
+/// `state`, if the check came to its end.
+State ifComplete(const QACheckOutcome& outcome, State state) {
+  return outcome.measured && !isCutShort(outcome) ? state : State::notMeasured;
+}
+
 /// The state of a check that judges.
 State judged(const QACheckOutcome& outcome, bool passed) {
-  if (!outcome.measured || isCutShort(outcome)) {
-    return State::notMeasured;
-  }
-  return passed ? State::pass : State::fail;
+  return ifComplete(outcome, passed ? State::pass : State::fail);
 }
 
 std::string reasonOf(const QACheckOutcome& outcome) {
-  if (outcome.measured && isCutShort(outcome)) {
+  // Frames may have come and have been too few to measure anything.
+  if (outcome.count > 0 && isCutShort(outcome)) {
     return "stopped before the check was complete";
   }
   if (outcome.reason.empty() && !outcome.measured) {
@@ -37,6 +40,20 @@ std::string reasonOf(const QACheckOutcome& outcome) {
 Findings judgedFindings(const QACheckOutcome& outcome, bool passed, const Json& result,
                         const std::string& figures) {
   return {judged(outcome, passed), result, outcome.measured ? figures : "", reasonOf(outcome)};
+}
+
+/// The same for a check that measures without judging.
+Findings informedFindings(const QACheckOutcome& outcome, const Json& result,
+                          const std::string& figures) {
+  return {ifComplete(outcome, State::info), result, outcome.measured ? figures : "",
+          reasonOf(outcome)};
+}
+
+/// A text that the tester hands out and takes back.
+std::string textOf(QATester& tester, char* handedOut) {
+  const auto release = [&](void* text) { tester.release(&text); };
+  const std::unique_ptr<char, decltype(release)> text(handedOut, release);
+  return text.get();
 }
 
 Json validResult(bool valid) {
@@ -61,6 +78,61 @@ Findings runFrameRate(QATester& tester, const QACheckOutcome& outcome) {
   const std::string missing = shortfall(outcome, "frames");
   figures += (missing.empty() ? "" : ", ") + missing;
   return judgedFindings(outcome, record.passed, frameRateResult(record), figures);
+}
+
+Json fieldResult(const QA_FieldDominance& record, const std::string& frameType,
+                 const std::string& fieldType) {
+  return {{"frameType", static_cast<int>(record.frameType)},
+          {"fieldType", static_cast<int>(record.fieldType)},
+          {"frameTypeText", frameType},
+          {"fieldTypeText", fieldType}};
+}
+
+Findings runFieldDominance(QATester& tester, const QACheckOutcome& outcome) {
+  const QA_FieldDominance record = tester.checkFieldDominance();
+  const std::string frameType = textOf(tester, tester.getFrameTypeText(record.frameType));
+  const std::string fieldType = textOf(tester, tester.getFieldTypeText(record.fieldType));
+  return informedFindings(outcome, fieldResult(record, frameType, fieldType),
+                          fieldFigures(record, frameType, fieldType, outcome));
+}
+
+Json pulldownResult(const QA_PullDown& record) {
+  return {{"cadenceFirst", record.cadenceFirst},
+          {"cadenceSecond", record.cadenceSecond},
+          {"confidence", numberJson(record.confidence)},
+          {"detected", record.detected}};
+}
+
+Findings runPulldown(QATester& tester, const QACheckOutcome& outcome) {
+  const QA_PullDown record = tester.checkFramePullDown();
+  return informedFindings(outcome, pulldownResult(record), pulldownFigures(record, outcome));
+}
+
+Json passedResult(bool passed) {
+  return {{"passed", passed}};
+}
+
+Findings runTearing(QATester& tester, const QACheckOutcome& outcome) {
+  const bool passed = tester.checkTearing();
+  return judgedFindings(outcome, passed, passedResult(passed), tearingFigures(outcome));
+}
+
+Json timecodeResult(bool completed) {
+  return {{"completed", completed}};
+}
+
+Findings runTimecode(QATester& tester, const QACheckOutcome& outcome) {
+  const bool completed = tester.checkTimecode();
+  return informedFindings(outcome, timecodeResult(completed), timecodeFigures(outcome));
+}
+
+Json transitionsResult(int transitions) {
+  return {{"transitions", transitions}};
+}
+
+Findings runTransitions(QATester& tester, const QACheckOutcome& outcome) {
+  const int transitions = tester.checkVideoTransitions();
+  return informedFindings(outcome, transitionsResult(transitions), transitionFigures(outcome));
 }
 
 template <typename Level>
@@ -99,13 +171,6 @@ Findings runGamut(QATester& tester, const QACheckOutcome& outcome) {
   const QA_GamutLevel record = tester.checkGamut();
   return judgedFindings(outcome, record.passed, gamutResult(record),
                         colourFigures(rgbChannels(record), outcome));
-}
-
-/// The text of a stream setup, which the tester hands out and takes back.
-std::string setupText(QATester& tester, QA_StreamSetup setup) {
-  const auto release = [&](void* text) { tester.release(&text); };
-  const std::unique_ptr<char, decltype(release)> text(tester.getStreamSetupText(setup), release);
-  return text.get();
 }
 
 struct DeleteLevels {
@@ -150,9 +215,10 @@ Findings runLevels(QATester& tester, const QACheckOutcome& outcome) {
   if (record == nullptr) {
     return {State::notMeasured, nullptr, "", reasonOf(outcome)};
   }
-  return judgedFindings(outcome, measuredEntriesPassed(*record, outcome),
-                        levelsResult(*record, setupText(tester, record->setup)),
-                        levelFigures(*record, outcome));
+  return judgedFindings(
+      outcome, measuredEntriesPassed(*record, outcome),
+      levelsResult(*record, textOf(tester, tester.getStreamSetupText(record->setup))),
+      levelFigures(*record, outcome));
 }
 
 Json loudnessResult(const QA_Loudness& record) {
@@ -167,10 +233,6 @@ Findings runLoudness(QATester& tester, const QACheckOutcome& outcome) {
     findings.state = State::info;
   }
   return findings;
-}
-
-Json passedResult(bool passed) {
-  return {{"passed", passed}};
 }
 
 Findings runMono(QATester& tester, const QACheckOutcome& outcome) {
@@ -200,6 +262,17 @@ const std::vector<Check>& allChecks() {
        Slot::none, true, [] { return validResult(false); }, runValid},
       {"frame-rate", "the declared frame rate against the one that the time stamps show",
        Slot::frameRate, true, [] { return frameRateResult({}); }, runFrameRate},
+      {"field-dominance", "whether the frames are interlaced, and which field comes first",
+       Slot::fieldDominance, true, [] { return fieldResult({}, "Unknown", "Unknown"); },
+       runFieldDominance},
+      {"pulldown", "whether fields repeat as by 2:3 pulldown, or not at all", Slot::pullDown, true,
+       [] { return pulldownResult({}); }, runPulldown},
+      {"tearing", "whether little of the picture tears from frame to frame", Slot::tearing, true,
+       [] { return passedResult(false); }, runTearing},
+      {"timecode", "how many frames the whole file has, less a second's, and their timecodes",
+       Slot::timecode, true, [] { return timecodeResult(false); }, runTimecode},
+      {"transitions", "how often the picture changes abruptly", Slot::timecode, true,
+       [] { return transitionsResult(-1); }, runTransitions},
       {"chroma", "whether R, G, B and luma of every pixel lie strictly inside their limits",
        Slot::chroma, true, [] { return chromaResult({}); }, runChroma},
       {"gamut", "whether R, G and B of every pixel lie strictly inside one range", Slot::gamut,

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <limits>
 
+#include "checks/video/Timecodes.h"
+
 namespace cli {
 
 namespace {
@@ -21,6 +23,9 @@ struct Unit {
   int decimals;
 };
 
+constexpr std::size_t kMostTimes = 5;
+constexpr int kFramesOfAGroup = 5;
+
 constexpr Unit kCodeValues{"", 0};
 constexpr Unit kDecibels{" dB", 2};
 constexpr Unit kFramesPerSecond{" fps", 2};
@@ -35,6 +40,26 @@ std::string quantity(double value, const Unit& unit) {
   char text[512];
   std::snprintf(text, sizeof text, "%.*f%s", unit.decimals, value, unit.text);
   return text;
+}
+
+/// With as many digits as it takes, up to six.
+std::string plain(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%g", value);
+  return text;
+}
+
+std::string percent(double share) {
+  return plain(100.0 * share) + " %";
+}
+
+/// `noun` behind a number.
+std::string pluralOf(const char* noun, double count) {
+  return std::string(noun) + (count == 1.0 ? "" : "s");
+}
+
+std::string counted(int count, const char* noun) {
+  return std::to_string(count) + " " + pluralOf(noun, count);
 }
 
 /// What a value that lies `excess` beyond a limit does; empty for one inside it. A value on the
@@ -95,11 +120,21 @@ std::string trespasses(const QA_ChannelLevel& level, const std::vector<QALimits>
   return list;
 }
 
+/// All that have that name.
+std::vector<double> figures(const QACheckOutcome& outcome, const std::string& name) {
+  std::vector<double> values;
+  for (const QAFigure& one : outcome.figures) {
+    if (one.name == name) {
+      values.push_back(one.value);
+    }
+  }
+  return values;
+}
+
 /// 0 when there is none of that name.
 double figure(const QACheckOutcome& outcome, const char* name) {
-  const auto found = std::find_if(outcome.figures.begin(), outcome.figures.end(),
-                                  [&](const QAFigure& one) { return one.name == name; });
-  return found != outcome.figures.end() ? found->value : 0.0;
+  const std::vector<double> values = figures(outcome, name);
+  return values.empty() ? 0.0 : values.front();
 }
 
 }  // namespace
@@ -179,11 +214,78 @@ std::string loudnessFigures(const QA_Loudness& record, const QACheckOutcome& out
 }
 
 std::string monoFigures(const QACheckOutcome& outcome) {
-  char limit[32];
-  std::snprintf(limit, sizeof limit, "%g %%", 100.0 * figure(outcome, "threshold"));
   std::string text = quantity(figure(outcome, "matchingBlocks"), kCodeValues) + " of " +
-                     std::to_string(outcome.count) + " blocks carry one signal, limit " + limit;
+                     std::to_string(outcome.count) + " blocks carry one signal, limit " +
+                     percent(figure(outcome, "threshold"));
   add(text, "; ", shortfall(outcome, "blocks"));
+  return text;
+}
+
+std::string fieldFigures(const QA_FieldDominance& record, const std::string& frameType,
+                         const std::string& fieldType, const QACheckOutcome& outcome) {
+  std::string text =
+      record.frameType == QA_FRAME_TYPE_UNKNOWN ? "neither interlaced nor progressive" : frameType;
+  if (record.frameType == QA_FRAME_TYPE_INTERLACED) {
+    text += record.fieldType == QA_FIELD_TYPE_UNKNOWN ? ", no field usually first"
+                                                      : ", " + fieldType + " field first";
+  }
+  text += " (" + plain(figure(outcome, "interlaced")) + " of " + counted(outcome.count, "frame") +
+          " flagged interlaced, " + plain(figure(outcome, "topFieldFirst")) + " top field first)";
+  add(text, "; ", shortfall(outcome, "frames"));
+  return text;
+}
+
+std::string pulldownFigures(const QA_PullDown& record, const QACheckOutcome& outcome) {
+  const std::string in23 = plain(figure(outcome, "groups23"));
+  const std::string in22 = plain(figure(outcome, "groups22"));
+  // The confidence is a share of these, whether or not all of them came.
+  const double groups = static_cast<double>(outcome.budget) / kFramesOfAGroup;
+  std::string text;
+  if (!record.detected) {
+    text = "no cadence detected: 2:3 in " + in23 + " and 2:2 in " + in22;
+  } else if (record.cadenceSecond == 3) {
+    text = "2:3 pulldown, or a still picture, in " + in23;
+  } else {
+    text = "2:2, no repeated fields, in " + in22;
+  }
+  text += " of " + plain(groups) + " " + pluralOf("group", groups) + " of five frames";
+  add(text, "; ", shortfall(outcome, "frames"));
+  return text;
+}
+
+std::string tearingFigures(const QACheckOutcome& outcome) {
+  const double mean = std::round(10000.0 * figure(outcome, "meanShare")) / 10000.0;
+  std::string text = percent(mean) + " of the picture torn on average, at most " +
+                     plain(figure(outcome, "highestPercent")) + " % in a frame (limit " +
+                     percent(figure(outcome, "threshold")) + ")";
+  add(text, "; ", shortfall(outcome, "frames"));
+  return text;
+}
+
+std::string timecodeFigures(const QACheckOutcome& outcome) {
+  const int last = outcome.count - 1;
+  const int rate = static_cast<int>(figure(outcome, "nominalRate"));
+  std::string text = counted(outcome.count, "frame") + ", " + getTimeCode(0, false, rate) + " to " +
+                     getTimeCode(last, false, rate) + " (drop-frame to " +
+                     getTimeCode(last, true, rate) + ")";
+  add(text, "; ", shortfall(outcome, "frames"));
+  return text;
+}
+
+std::string transitionFigures(const QACheckOutcome& outcome) {
+  const std::vector<double> times = figures(outcome, "transitionSeconds");
+  const std::size_t shown = std::min(times.size(), kMostTimes);
+  std::string text = times.empty()
+                         ? "no transitions"
+                         : counted(static_cast<int>(times.size()), "transition") + ", at ";
+  for (std::size_t i = 0; i < shown; ++i) {
+    const bool isLast = i + 1 == times.size();
+    text += (i == 0 ? "" : isLast ? " and " : ", ") + quantity(times[i], kSeconds);
+  }
+  if (times.size() > shown) {
+    text += " and " + std::to_string(times.size() - shown) + " more";
+  }
+  add(text, "; ", shortfall(outcome, "frames"));
   return text;
 }
 

@@ -43,6 +43,23 @@ std::string loudnessFigures(const QA_Loudness& record, const QACheckOutcome& out
 /// How many blocks carry one signal, and the share of them that is too much.
 std::string monoFigures(const QACheckOutcome& outcome);
 
+/// What the frames are, and how many of them are flagged so. `frameType` and `fieldType` are the
+/// tester's texts of the record.
+std::string fieldFigures(const QA_FieldDominance& record, const std::string& frameType,
+                         const std::string& fieldType, const QACheckOutcome& outcome);
+
+/// The cadence and how many groups of frames carry it, or that there is none.
+std::string pulldownFigures(const QA_PullDown& record, const QACheckOutcome& outcome);
+
+/// How much of the picture is torn, and how much is too much.
+std::string tearingFigures(const QACheckOutcome& outcome);
+
+/// How many frames there are, and the timecodes of the first and the last.
+std::string timecodeFigures(const QACheckOutcome& outcome);
+
+/// How many abrupt changes there are, and when the first of them begin.
+std::string transitionFigures(const QACheckOutcome& outcome);
+
 /// The mean lag between the channels, and the one that is too much.
 std::string phaseFigures(const QACheckOutcome& outcome);
 

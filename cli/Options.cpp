@@ -24,9 +24,11 @@ constexpr const char* kFooter =
 info: measured without judging, not-measured), its figures and, where there is one,
 the reason.
 
-The folder of --displays is made when it is missing. The pictures of a single file lie in
-it as DISPLAY-FRAME.png, such as Diamond-Display-00042.png; those of several files lie in
-a folder each: DIR/1-a.mov, DIR/2-b.mov and so on. Older ones are replaced.
+Displays have tearing, timecode (two pictures for each frame of the file), transitions,
+chroma, gamut, mono and phase. The folder of --displays is made when it is missing. The
+pictures of a single file lie in it as DISPLAY-FRAME.png, such as
+Diamond-Display-00042.png; those of several files lie in a folder each: DIR/1-a.mov,
+DIR/2-b.mov and so on. Older ones are replaced.
 
 Exit code:
   0    nothing failed
@@ -162,11 +164,10 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
             "Pauses of fixed length, or until ready to go on (default: ready)");
   addChoice(app, "--lookup", lookup, kLookups,
             "Built-in defaults always, or the settings file's values (default: stored)");
-  app.add_flag(
-      "--visual", options.visual,
-      "Displays of chroma, gamut, mono and phase in windows (default: as the settings say)");
+  app.add_flag("--visual", options.visual,
+               "Displays of the checks in windows (default: as the settings say)");
   app.add_option("--displays", options.displays,
-                 "Displays of chroma, gamut, mono and phase as picture files in this folder")
+                 "Displays of the checks as picture files in this folder")
       ->check(named)
       ->type_name("DIR");
   app.add_flag("--list-checks", listChecks, "Print the names of the checks");

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -19,6 +20,8 @@
 #include "ProgressBar.h"
 #include "Report.h"
 #include "Table.h"
+#include "foundation/Logger.h"
+#include "foundation/Settings.h"
 #include "tester/QATester.h"
 
 namespace cli {
@@ -236,12 +239,23 @@ class Run {
       options.displayFolder = displayFolder();
     } else if (options_.visual) {
       options.displays = QADisplays::windows;
+    } else if (!settingsAskForWindows()) {
+      // The timecode check shows its displays whatever the settings say, if it can.
+      options.displays = QADisplays::nowhere;
     }
     options.colourThreads = QAColourThreads::none;
     options.stop = interrupt_.token();
     options.console = [this](const std::string& line) { takeConsoleLine(line); };
     options.outcome = [this](const QACheckOutcome& outcome) { outcome_ = outcome; };
     return options;
+  }
+
+  bool settingsAskForWindows() const {
+    Logger silent(nullptr);  // the tester reads the same lines, and tells of bad ones
+    silent.SetOutput(false, false);
+    Settings settings(options_.settings.c_str(), &silent, options_.lookup);
+    const std::unique_ptr<const char[]> text(settings.GetValueOf("QATesterVisual", "0"));
+    return std::atoi(text.get()) > 0;
   }
 
   /// Pictures of the same name must not replace those of another file.

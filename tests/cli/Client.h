@@ -13,7 +13,7 @@ namespace qatest {
 using Arguments = std::vector<std::string>;
 
 /// Of the client: a table has a line for each, below the one with the file's name.
-constexpr std::size_t kChecks = 9;
+constexpr std::size_t kChecks = 14;
 constexpr std::size_t kTableLines = kChecks + 1;
 
 /// The client with `arguments`.

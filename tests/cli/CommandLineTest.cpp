@@ -41,7 +41,8 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"UnknownCheck",
                {"--checks", "valid,hue", "a.mov"},
                {"'hue'",
-                "valid, frame-rate, chroma, gamut, levels, loudness, mono, phase, drop-no-drop"}},
+                "valid, frame-rate, field-dominance, pulldown, tearing, timecode, transitions, "
+                "chroma, gamut, levels, loudness, mono, phase, drop-no-drop"}},
         Misuse{"EmptyCheckInTheList", {"--checks", "valid,,frame-rate", "a.mov"}, {"unknown"}},
         Misuse{"EmptyList", {"--checks", "", "a.mov"}, {"--checks"}},
         Misuse{"CheckNamedTwice", {"--checks", "valid,valid", "a.mov"}, {"'valid'", "twice"}},
@@ -74,8 +75,10 @@ TEST(CommandLine, ListsTheChecks) {
   const Finished end = runClient({"--list-checks"});
   EXPECT_EQ(end.code, 0);
   const std::vector<std::string> lines = linesOf(end.out);
-  const char* names[] = {"valid  ",    "frame-rate  ", "chroma  ", "gamut  ",       "levels  ",
-                         "loudness  ", "mono  ",       "phase  ",  "drop-no-drop  "};
+  const char* names[] = {"valid  ",   "frame-rate  ",  "field-dominance  ", "pulldown  ",
+                         "tearing  ", "timecode  ",    "transitions  ",     "chroma  ",
+                         "gamut  ",   "levels  ",      "loudness  ",        "mono  ",
+                         "phase  ",   "drop-no-drop  "};
   ASSERT_EQ(lines.size(), std::size(names));
   for (std::size_t i = 0; i < lines.size(); ++i) {
     EXPECT_EQ(lines[i].rfind(names[i], 0), 0U) << lines[i];

@@ -321,6 +321,139 @@ TEST(PhaseFigures, TellMeanLagAndLimit) {
   EXPECT_EQ(phaseFigures(outcome), "mean lag 1.00 samples, limit 200; only 9 of 10 blocks came");
 }
 
+/// An outcome of `count` of `budget` frames.
+QACheckOutcome pictureOutcome(int count, int budget, const std::vector<QAFigure>& figures) {
+  QACheckOutcome outcome;
+  outcome.measured = count > 0;
+  outcome.budget = budget;
+  outcome.count = count;
+  outcome.figures = figures;
+  return outcome;
+}
+
+TEST(FieldFigures, TellTypeFieldAndFlags) {
+  const struct {
+    QA_FieldDominance record;
+    QACheckOutcome outcome;
+    const char* text;
+  } cases[] = {
+      {{QA_FRAME_TYPE_INTERLACED, QA_FIELD_TYPE_UPPER},
+       pictureOutcome(100, 100, {{"interlaced", 98.0}, {"topFieldFirst", 97.0}}),
+       "TYPE, FIELD field first (98 of 100 frames flagged interlaced, 97 top field first)"},
+      {{QA_FRAME_TYPE_INTERLACED, QA_FIELD_TYPE_UNKNOWN},
+       pictureOutcome(100, 100, {{"interlaced", 90.0}, {"topFieldFirst", 50.0}}),
+       "TYPE, no field usually first (90 of 100 frames flagged interlaced, 50 top field first)"},
+      {{QA_FRAME_TYPE_PROGRESSIVE, QA_FIELD_TYPE_UNKNOWN},
+       pictureOutcome(100, 100, {{"interlaced", 0.0}, {"topFieldFirst", 100.0}}),
+       "TYPE (0 of 100 frames flagged interlaced, 100 top field first)"},
+      {{QA_FRAME_TYPE_UNKNOWN, QA_FIELD_TYPE_UNKNOWN},
+       pictureOutcome(60, 100, {{"interlaced", 30.0}, {"topFieldFirst", 20.0}}),
+       "neither interlaced nor progressive (30 of 60 frames flagged interlaced, 20 top field "
+       "first); only 60 of 100 frames came"},
+      {{QA_FRAME_TYPE_PROGRESSIVE, QA_FIELD_TYPE_UNKNOWN},
+       pictureOutcome(1, 1, {{"interlaced", 0.0}, {"topFieldFirst", 0.0}}),
+       "TYPE (0 of 1 frame flagged interlaced, 0 top field first)"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(fieldFigures(c.record, "TYPE", "FIELD", c.outcome), c.text);
+  }
+}
+
+QACheckOutcome groupsOutcome(int count, int budget, double in23, double in22) {
+  return pictureOutcome(count, budget,
+                        {{"groups", count / 5.0}, {"groups23", in23}, {"groups22", in22}});
+}
+
+TEST(PulldownFigures, TellTheCadenceOrThatThereIsNone) {
+  const struct {
+    const char* why;
+    QA_PullDown record;
+    QACheckOutcome outcome;
+    const char* text;
+  } cases[] = {
+      {"2:3, which a still picture is as well",
+       {2, 3, 0.9F, true},
+       groupsOutcome(100, 100, 18, 1),
+       "2:3 pulldown, or a still picture, in 18 of 20 groups of five frames"},
+      {"2:2",
+       {2, 2, 0.9F, true},
+       groupsOutcome(100, 100, 1, 18),
+       "2:2, no repeated fields, in 18 of 20 groups of five frames"},
+      {"one group",
+       {2, 2, 1.0F, true},
+       groupsOutcome(5, 5, 0, 1),
+       "2:2, no repeated fields, in 1 of 1 group of five frames"},
+      {"more 2:3, too few",
+       {2, 3, 0.5F, false},
+       groupsOutcome(100, 100, 10, 4),
+       "no cadence detected: 2:3 in 10 and 2:2 in 4 of 20 groups of five frames"},
+      {"more 2:2, too few",
+       {2, 2, 0.5F, false},
+       groupsOutcome(100, 100, 4, 10),
+       "no cadence detected: 2:3 in 4 and 2:2 in 10 of 20 groups of five frames"},
+      {"too few because frames are missing",
+       {2, 3, 0.5F, false},
+       groupsOutcome(50, 100, 10, 0),
+       "no cadence detected: 2:3 in 10 and 2:2 in 0 of 20 groups of five frames; "
+       "only 50 of 100 frames came"},
+      {"too few because the last group is not whole: 1 of 9 / 5",
+       {2, 3, 1.0F / 1.8F, false},
+       groupsOutcome(9, 9, 1, 0),
+       "no cadence detected: 2:3 in 1 and 2:2 in 0 of 1.8 groups of five frames"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(pulldownFigures(c.record, c.outcome), c.text) << c.why;
+  }
+}
+
+TEST(TearingFigures, TellMeanWorstAndLimit) {
+  // As the library has it: a single-precision number.
+  const auto outcome = [](int count, double mean, double highest, float threshold) {
+    return pictureOutcome(count, 100,
+                          {{"meanShare", mean},
+                           {"highestPercent", highest},
+                           {"threshold", static_cast<double>(threshold)}});
+  };
+  EXPECT_EQ(tearingFigures(outcome(100, 0.003, 14.0, 0.1F)),
+            "0.3 % of the picture torn on average, at most 14 % in a frame (limit 10 %)");
+  EXPECT_EQ(tearingFigures(outcome(100, 0.0, 0.0, 0.125F)),
+            "0 % of the picture torn on average, at most 0 % in a frame (limit 12.5 %)");
+  // 1 in 300, and two decimals tell it from a limit of 0.33 %.
+  EXPECT_EQ(tearingFigures(outcome(7, 0.00336, 50.0, 0.0033F)),
+            "0.34 % of the picture torn on average, at most 50 % in a frame (limit 0.33 %); "
+            "only 7 of 100 frames came");
+}
+
+TEST(TimecodeFigures, TellTheFirstAndTheLast) {
+  EXPECT_EQ(timecodeFigures(pictureOutcome(225, 225, {{"nominalRate", 25.0}})),
+            "225 frames, 00:00:00:00 to 00:00:08:24 (drop-frame to 00:00:08;24)");
+  // Frame 1800 is the first of the second minute, whose drop-frame numbers begin with 2.
+  EXPECT_EQ(timecodeFigures(pictureOutcome(1801, 1801, {{"nominalRate", 30.0}})),
+            "1801 frames, 00:00:00:00 to 00:01:00:00 (drop-frame to 00:01:00;02)");
+  EXPECT_EQ(timecodeFigures(pictureOutcome(1, 5, {{"nominalRate", 25.0}})),
+            "1 frame, 00:00:00:00 to 00:00:00:00 (drop-frame to 00:00:00;00); "
+            "only 1 of 5 frames came");
+}
+
+TEST(TransitionFigures, TellTheFirstFiveTimes) {
+  const auto with = [](int changes) {
+    std::vector<QAFigure> figures;
+    for (int i = 1; i <= changes; ++i) {
+      figures.push_back({"transitionSeconds", i * 1.5});
+    }
+    return transitionFigures(pictureOutcome(100, 100, figures));
+  };
+  EXPECT_EQ(with(0), "no transitions");
+  EXPECT_EQ(with(1), "1 transition, at 1.50 s");
+  EXPECT_EQ(with(2), "2 transitions, at 1.50 s and 3.00 s");
+  EXPECT_EQ(with(3), "3 transitions, at 1.50 s, 3.00 s and 4.50 s");
+  EXPECT_EQ(with(5), "5 transitions, at 1.50 s, 3.00 s, 4.50 s, 6.00 s and 7.50 s");
+  EXPECT_EQ(with(6), "6 transitions, at 1.50 s, 3.00 s, 4.50 s, 6.00 s, 7.50 s and 1 more");
+  EXPECT_EQ(with(105), "105 transitions, at 1.50 s, 3.00 s, 4.50 s, 6.00 s, 7.50 s and 100 more");
+  EXPECT_EQ(transitionFigures(pictureOutcome(60, 100, {})),
+            "no transitions; only 60 of 100 frames came");
+}
+
 TEST(Printable, KeepsTextAndReplacesControls) {
   EXPECT_EQ(printable("caf\xc3\xa9 1\t2\n3\x7f"), "caf\xc3\xa9 1?2?3?");
 }

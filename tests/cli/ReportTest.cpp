@@ -109,7 +109,9 @@ TEST(Report, CountsTheFailureCallsOfEachCheck) {
   const std::string clip = makeClip(dir, "prores.mov", {{proRes()}, {audio("pcm_s16le")}});
   const json checks = onlyFile(reportOf({clip})).at("checks");
   ASSERT_EQ(checks.size(), kChecks);
-  const std::set<std::string> ofPictures{"valid", "frame-rate", "chroma", "gamut"};
+  const std::set<std::string> ofPictures{"valid",       "frame-rate", "field-dominance",
+                                         "pulldown",    "tearing",    "timecode",
+                                         "transitions", "chroma",     "gamut"};
   for (const json& check : checks) {
     EXPECT_EQ(check.at("failures"), ofPictures.count(check.at("name"))) << check;
   }
