@@ -82,6 +82,47 @@ TEST_F(Displays, NeedNoSettingsFile) {
   EXPECT_EQ(end.err, "");
 }
 
+TEST_F(Displays, OfTearingAndTransitionsShowWhatWasCompared) {
+  writeFile(settings_,
+            "QATesterSlateSeconds=0\nTearingFrameChecks=2\nTransitionFrameChecks=2\n"
+            "FieldFrameChecks=2\nPullDownFrameChecks=5\n");
+  const Finished end = runClient({"--checks", "field-dominance,pulldown,tearing,transitions",
+                                  "--settings", settings_, "--displays", shots_, clip_});
+  // The first frame has none before it. Field dominance and pulldown have no displays.
+  EXPECT_EQ(sortedNames(shots_),
+            (std::vector<std::string>{"Overlay-Tearing-00001.png",
+                                      "Percent-of-Tearing-and-Differencing-00001.png",
+                                      "Video-Change-00000.png", "Video-Change-00001.png"}));
+  EXPECT_EQ(end.err, "");
+}
+
+TEST_F(Displays, OfTheTimecodeCheckAreTwoForEachFrameOfTheFile) {
+  const std::string clip = makeClip(dir_, "short.mkv", {{ffv1(28)}, {}});
+  const Finished end = runClient({"--checks", "timecode", "--displays", shots_, clip});
+  // 28 frames less a second's 25, whatever the slate.
+  EXPECT_EQ(sortedNames(shots_),
+            (std::vector<std::string>{"Timecode-Video-00000.png", "Timecode-Video-00001.png",
+                                      "Timecode-Video-00002.png", "Timecodes-00000.png",
+                                      "Timecodes-00001.png", "Timecodes-00002.png"}));
+  EXPECT_EQ(end.err, "");
+}
+
+TEST_F(Displays, OfTheTimecodeCheckGoToNoWindowThatNobodyAskedFor) {
+  // A window that is opened with an unknown platform ends the process.
+  const auto runWith = [&](Arguments more) {
+    more.insert(more.end(), {"--checks", "timecode", clip_});
+    Command command = client(more);
+    command.environment = {{"QT_QPA_PLATFORM", "none-of-this-name"}};
+    return run(command);
+  };
+  EXPECT_EQ(runWith({}).code, 0);
+  EXPECT_EQ(runWith({"--settings", settings_}).code, 0);
+  EXPECT_LT(runWith({"--visual"}).code, 0);
+  writeFile(settings_, "QATesterVisual=1\n");
+  EXPECT_LT(runWith({"--settings", settings_}).code, 0);
+  EXPECT_EQ(runWith({"--settings", settings_, "--lookup", "defaults"}).code, 0);
+}
+
 TEST_F(Displays, OfAnEarlierRunAreReplaced) {
   fs::create_directories(shots_);
   writeFile(shots_ + "/" + names_[0], "old");

@@ -36,6 +36,15 @@ TEST(Terminal, ShowsABarAndWipesIt) {
   EXPECT_EQ(end.out.find(kEscape), std::string::npos);
 }
 
+TEST(Terminal, ABarBearsTheNameOfTheCheckWhateverItsSlot) {
+  const TempDir dir;
+  const std::string clip = goodClip(dir);
+  for (const char* name : {"field-dominance", "pulldown", "tearing", "timecode", "transitions"}) {
+    const Finished end = run(onTerminal({"--checks", name, clip}));
+    EXPECT_EQ(end.err.rfind(std::string(kWipe) + "  " + name + "  [.", 0), 0U) << end.err;
+  }
+}
+
 TEST(Terminal, ABarTellsWhichOfManyFiles) {
   const TempDir dir;
   const Finished end =
