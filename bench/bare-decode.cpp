@@ -1,7 +1,8 @@
-// Decodes the first pictures, or all the sound, of a file and does nothing with them: what a
-// program that measures them is compared with. Prints nothing.
+// Decodes the first pictures, or all the sound, of a file, converts as many of the last of these
+// pictures as are asked for to packed blue, green, red, and does nothing with them: what a program
+// that measures them is compared with. Prints nothing.
 //
-// usage: bench_bare_decode FILE video|audio FRAMES|all SLICE-THREADS
+// usage: bench_bare_decode FILE video|audio FRAMES|all SLICE-THREADS [CONVERTED]
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,8 +12,9 @@
 #include "support/BareDecoder.h"
 
 int main(int argc, char** argv) {
-  if (argc != 5) {
-    std::fprintf(stderr, "usage: %s FILE video|audio FRAMES|all SLICE-THREADS\n", argv[0]);
+  if (argc != 5 && argc != 6) {
+    std::fprintf(stderr, "usage: %s FILE video|audio FRAMES|all SLICE-THREADS [CONVERTED]\n",
+                 argv[0]);
     return 2;
   }
   try {
@@ -23,10 +25,16 @@ int main(int argc, char** argv) {
       }
       return 0;
     }
+    qatester::bench::BareConverter converter;
+    const int converted = argc == 6 ? std::atoi(argv[5]) : 0;
     for (int left = std::atoi(argv[3]); left > 0; --left) {
-      if (decoder.next() == nullptr) {
+      const AVFrame* frame = decoder.next();
+      if (frame == nullptr) {
         std::fprintf(stderr, "%s: %d frames too few\n", argv[1], left);
         return 1;
+      }
+      if (left <= converted) {
+        converter.convert(*frame);
       }
     }
   } catch (const std::exception& error) {

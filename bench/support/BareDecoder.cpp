@@ -55,4 +55,21 @@ const AVFrame* BareDecoder::next() {
   return frame_.get();
 }
 
+void BareConverter::convert(const AVFrame& picture) {
+  const auto stride = static_cast<std::size_t>(picture.width) * 3;
+  if (scaler_ == nullptr) {
+    scaler_.reset(sws_getContext(
+        picture.width, picture.height, static_cast<AVPixelFormat>(picture.format), picture.width,
+        picture.height, AV_PIX_FMT_BGR24, SWS_BICUBIC, nullptr, nullptr, nullptr));
+    // Vector code may write past the end of a row.
+    pixels_.resize(stride * static_cast<std::size_t>(picture.height) + 64);
+  }
+  uint8_t* planes[4] = {pixels_.data(), nullptr, nullptr, nullptr};
+  const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
+  check(scaler_ == nullptr ? -1
+                           : sws_scale(scaler_.get(), picture.data, picture.linesize, 0,
+                                       picture.height, planes, strides),
+        "convert the picture");
+}
+
 }  // namespace qatester::bench

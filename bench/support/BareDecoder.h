@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libswscale/swscale.h>
 }
 
 namespace qatester::bench {
@@ -41,6 +44,21 @@ class BareDecoder {
   std::unique_ptr<AVPacket, Free> packet_;
   std::unique_ptr<AVFrame, Free> frame_;
   int streamIndex_ = -1;
+};
+
+/// Converts pictures of one size and format to packed blue, green, red, in one go each.
+class BareConverter {
+ public:
+  /// Throws std::runtime_error.
+  void convert(const AVFrame& picture);
+
+ private:
+  struct Free {
+    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+  };
+
+  std::unique_ptr<SwsContext, Free> scaler_;
+  std::vector<uint8_t> pixels_;
 };
 
 }  // namespace qatester::bench

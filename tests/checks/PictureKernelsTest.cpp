@@ -34,7 +34,7 @@ using qatester::toGreyOneByOne;
 using Bytes = std::vector<uint8_t>;
 
 /// Around the lengths of vectors, and rows as pictures have them.
-const std::vector<std::size_t> kLengths{0,  1,  2,  3,  7,  8,   9,   15,  16,  17,  31,  32, 33,
+const std::vector<std::size_t> kLengths{0,  1,  2,  3,  7,  8,   9,   15,  16,  17,  31,  32,  33,
                                         63, 64, 65, 95, 96, 127, 128, 129, 255, 256, 720, 1920};
 
 Bytes noise(std::mt19937& random, std::size_t count) {
@@ -128,8 +128,8 @@ TEST(VerticalChanges, AreThoseOfTheDefinitionWithEveryInstructionSet) {
   withEachInstructionSet([&] {
     for (const std::size_t count : kLengths) {
       const Bytes upper = noise(random, count);
-      for (const Bytes& lower :
-           {noise(random, count), near(random, upper, 40), someOf(random, count, {0, 16, 17, 255})}) {
+      for (const Bytes& lower : {noise(random, count), near(random, upper, 40),
+                                 someOf(random, count, {0, 16, 17, 255})}) {
         for (const Bytes& before : {noise(random, count), near(random, Bytes(count, 17), 17),
                                     someOf(random, count, {0, 255})}) {
           Changed expected{0, before};
@@ -249,7 +249,8 @@ TEST(SameField, NeedsTwoFieldsOfOneSize) {
 float sumOfRelations(float sum, const Bytes& middle, const Bytes& before, const Bytes& after) {
   for (std::size_t i = 0; i < middle.size(); ++i) {
     if (before[i] + after[i] != 0) {
-      volatile float quotient = static_cast<float>(middle[i]) / static_cast<float>(before[i] + after[i]);
+      volatile float quotient =
+          static_cast<float>(middle[i]) / static_cast<float>(before[i] + after[i]);
       volatile float next = sum + quotient;
       sum = next;
     }
@@ -343,7 +344,8 @@ TEST(RelationSum, IsThatOfTheDefinitionOverWholePictures) {
     const int neighbours = before[i] + after[i];
     exact += neighbours != 0 ? static_cast<double>(middle[i]) / neighbours : 0.0;
   }
-  EXPECT_GT(std::abs(exact - static_cast<double>(sumOfRelations(0.0F, middle, before, after))), 1.0);
+  EXPECT_GT(std::abs(exact - static_cast<double>(sumOfRelations(0.0F, middle, before, after))),
+            1.0);
   withEachInstructionSet([&] { expectSum(0.0F, middle, before, after); });
 }
 

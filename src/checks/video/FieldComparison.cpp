@@ -1,7 +1,5 @@
 #include "checks/video/FieldComparison.h"
 
-#include <algorithm>
-
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
 // processor has is chosen at run time.
 #undef HWY_TARGET_INCLUDE
@@ -46,31 +44,6 @@ HWY_AFTER_NAMESPACE();
 namespace qatester {
 
 HWY_EXPORT(brighterOf);
-
-namespace {
-
-/// Where counting in single precision stops: one more makes no difference to such a number.
-constexpr std::size_t kMostCounted = std::size_t{1} << 24U;
-
-}  // namespace
-
-bool isSameField(const Field& a, const Field& b, float threshold) {
-  if (a.width != b.width || a.height != b.height || a.width <= 0 || a.height <= 0) {
-    return false;
-  }
-  const auto columns = static_cast<std::size_t>(a.width);
-  const auto pixels = static_cast<float>(columns * static_cast<std::size_t>(a.height));
-  std::size_t brighter = 0;
-  for (int y = 0; y < a.height; ++y) {
-    brighter += countBrighter(a.first + y * a.stride, b.first + y * b.stride, columns);
-    // The share of the others never grows again.
-    const float share = 1.0F - static_cast<float>(std::min(brighter, kMostCounted)) / pixels;
-    if (!(share > threshold)) {
-      return false;
-    }
-  }
-  return true;
-}
 
 std::size_t countBrighter(const uint8_t* a, const uint8_t* b, std::size_t count) {
   return HWY_DYNAMIC_DISPATCH(brighterOf)(a, b, count);

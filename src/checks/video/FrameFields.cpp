@@ -19,18 +19,29 @@ bool isColour(const IplImage* image) {
   return hasBytes(image) && image->nChannels == 3;
 }
 
-/// The grey pixels of an image: its own, or those that `made` then holds.
-qatester::Field greyOf(const IplImage& image, std::vector<uint8_t>& made) {
-  if (image.nChannels == 1) {
-    return {rowOf(image, 0), image.widthStep, image.width, image.height};
-  }
-  const auto columns = static_cast<std::size_t>(image.width);
-  made.resize(columns * static_cast<std::size_t>(image.height));
-  for (int y = 0; y < image.height; ++y) {
-    qatester::toGrey(rowOf(image, y), columns, made.data() + columns * static_cast<std::size_t>(y));
-  }
-  return {made.data(), image.width, image.width, image.height};
+bool isComparable(const IplImage* image) {
+  return isColour(image) || (hasBytes(image) && image->nChannels == 1);
 }
+
+/// Gives the rows of an image in grey.
+class GreyRows {
+ public:
+  explicit GreyRows(const IplImage& image)
+      : image_(image), row_(image.nChannels == 1 ? 0 : static_cast<std::size_t>(image.width)) {}
+
+  /// Valid until the next call.
+  const uint8_t* operator()(int y) {
+    if (row_.empty()) {
+      return rowOf(image_, y);
+    }
+    qatester::toGrey(rowOf(image_, y), row_.size(), row_.data());
+    return row_.data();
+  }
+
+ private:
+  const IplImage& image_;
+  std::vector<uint8_t> row_;
+};
 
 }  // namespace
 
@@ -59,12 +70,6 @@ void FrameFields::split(IplImage* frame, IplImage** top, IplImage** bottom) {
 }
 
 bool compareFields(IplImage* a, IplImage* b, float threshold) {
-  const auto isComparable = [](const IplImage* image) {
-    return isColour(image) || (hasBytes(image) && image->nChannels == 1);
-  };
-  if (!isComparable(a) || !isComparable(b)) {
-    return false;
-  }
-  std::vector<uint8_t> greys[2];
-  return qatester::isSameField(greyOf(*a, greys[0]), greyOf(*b, greys[1]), threshold);
+  return isComparable(a) && isComparable(b) && a->width == b->width && a->height == b->height &&
+         qatester::isSameField(a->width, a->height, GreyRows(*a), GreyRows(*b), threshold);
 }

@@ -1,6 +1,7 @@
 #include "checks/video/TearingMeasures.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "checks/video/Images.h"
