@@ -56,7 +56,13 @@ class Recording : public qatester::VideoMeasurement {
     }
     return judge ? judge(index) : qatester::Added::measured;
   }
-  void describe(QACheckOutcome& outcome) const override { outcome.limits = {{"RGB", 3, 7}}; }
+  void describe(QACheckOutcome& outcome) const override {
+    outcome.limits = {{"RGB", 3, 7}};
+    reasonsFound.push_back(outcome.reason);
+    if (!ownReason.empty()) {
+      outcome.reason = ownReason;
+    }
+  }
 
   float declared = 0.0F;
   std::vector<int> budgets;
@@ -64,6 +70,8 @@ class Recording : public qatester::VideoMeasurement {
   std::vector<int> firstLuma;
   std::function<void(int)> onAdd;
   std::function<qatester::Added(int)> judge;
+  std::string ownReason;
+  mutable std::vector<std::string> reasonsFound;  ///< a call of `describe` each
 };
 
 /// A run of the test check on `file`.
@@ -445,6 +453,229 @@ TEST(VideoCheckOrder, CheckThatStartsEarlyReadsItsBudgetLate) {
             "QATest: Stopping Test...\n"
             "QATest: Test Complete.\n");
   EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(0, 2)) << "no slate is skipped";
+}
+
+TEST(VideoCheckWords, OfTheFirstAndTheLastLineMayBeOthers) {
+  const TempDir folder;
+  VideoCheckProfile profile = kProfile;
+  profile.beginning = "Starting Test...";
+  profile.stopTag = "QAOther";
+  profile.logsCompletion = false;
+  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=2\n");
+  EXPECT_TRUE(run.go(profile));
+  EXPECT_EQ(run.logged,
+            "QATest: Starting Test...\n"
+            "QATest: Buffering...\n"
+            "QATest: Detected YUV422P pixel format.\n"
+            "QATest: Dumping slate...\n"
+            "QATest: Starting Checks.\n"
+            "QAOther: Stopping Test...\n");
+  EXPECT_EQ(run.outcome.check, "QATest") << "the outcome has the tag";
+  EXPECT_EQ(run.outcome.count, 2);
+}
+
+/// What the last bound was asked.
+struct Asked {
+  int budget;
+  float fps;
+  double durationSeconds;
+  int slateFrames;
+} asked;
+
+int four(int budget, float fps, double durationSeconds, int slateFrames) {
+  asked = {budget, fps, durationSeconds, slateFrames};
+  return 4;
+}
+
+int noBound(int, float, double, int) {
+  throw std::runtime_error("no duration");
+}
+
+int noBoundEither(int, float, double, int) {
+  throw 7;
+}
+
+TEST(VideoCheckBound, MayBeTheProfilesOwn) {
+  const TempDir folder;
+  VideoCheckProfile profile = kProfile;
+  profile.bound = four;
+  TestRun run(tenSeconds(folder), 2, options(QAPauses::untilReady), "TestFrameChecks=30\n");
+  EXPECT_TRUE(run.go(profile));
+  EXPECT_EQ(asked.budget, 30);
+  EXPECT_EQ(asked.fps, 10.0F);
+  EXPECT_EQ(asked.durationSeconds, 10.0);
+  EXPECT_EQ(asked.slateFrames, 20);
+  EXPECT_EQ(run.measurement.budgets, std::vector<int>{4});
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(20, 4));
+  EXPECT_EQ(run.listener.progress["tearing"], (std::vector<float>{25, 50, 75}));
+  EXPECT_EQ(run.outcome.budget, 4);
+}
+
+TEST(VideoCheckBound, ThatFailsIsLoggedAndLeavesTheBudgetAsItIs) {
+  const TempDir folder;
+  const std::string file = tenSeconds(folder);
+  VideoCheckProfile profile = kProfile;
+  profile.boundFailure = ": Could not find the end.";
+  for (const auto bound : {noBound, noBoundEither}) {
+    profile.bound = bound;
+    TestRun run(file, 1, options(QAPauses::untilReady), "TestFrameChecks=5\n");
+    EXPECT_TRUE(run.go(profile));
+    EXPECT_EQ(run.logged,
+              "QATest: Beginning Test.\n"
+              "QATest: Buffering...\n"
+              "QATest: Detected YUV422P pixel format.\n"
+              "QATest: Dumping slate...\n"
+              "QATest: Could not find the end.\n"
+              "QATest: Starting Checks.\n"
+              "QATest: Stopping Test...\n"
+              "QATest: Test Complete.\n");
+    EXPECT_EQ(run.measurement.budgets, std::vector<int>{5});
+    EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 5));
+  }
+  profile.bound = four;
+  TestRun run(file, 1, options(QAPauses::untilReady));
+  EXPECT_TRUE(run.go(profile));
+  EXPECT_EQ(run.logged.find("Could not"), std::string::npos) << "only of one that fails";
+}
+
+TEST(VideoCheckBound, ThatFailsUnannouncedLeavesTheCheck) {
+  const TempDir folder;
+  VideoCheckProfile profile = kProfile;
+  profile.bound = noBound;
+  TestRun run(tenSeconds(folder), 0, options(QAPauses::untilReady));
+  EXPECT_THROW(run.go(profile), std::runtime_error);
+  EXPECT_TRUE(run.measurement.budgets.empty());
+}
+
+TEST(VideoCheckBound, WithoutABudgetKeyMakesTheBudgetOfNone) {
+  const TempDir folder;
+  VideoCheckProfile profile = kProfile;
+  profile.budgetKey = nullptr;
+  profile.bound = four;
+  for (const bool early : {false, true}) {
+    profile.startsBeforeBudget = early;
+    TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=9\n");
+    EXPECT_TRUE(run.go(profile));
+    EXPECT_EQ(asked.budget, 0);
+    EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 4));
+  }
+}
+
+TEST(VideoCheckGathered, PicturesCountButBringNoProgress) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=10\n");
+  run.measurement.judge = [](int index) {
+    return index % 5 == 4 ? qatester::Added::measured : qatester::Added::gathered;
+  };
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 10));
+  EXPECT_EQ(run.listener.progress["tearing"], (std::vector<float>{40, 90}));
+  EXPECT_TRUE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.count, 10);
+  EXPECT_EQ(run.outcome.reason, "");
+}
+
+TEST(VideoCheckGathered, PicturesAloneAreNoMeasurement) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=3\n");
+  run.measurement.judge = [](int) { return qatester::Added::gathered; };
+  EXPECT_TRUE(run.go());
+  EXPECT_FALSE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.count, 3);
+  EXPECT_TRUE(run.listener.progress.empty());
+}
+
+/// 200 small pictures at 10 a second.
+std::string manyPictures(const TempDir& folder) {
+  qatest::VideoSpec video = qatest::ffv1(200, AV_PIX_FMT_YUV420P, {10, 1});
+  video.width = 16;
+  video.height = 16;
+  return qatest::makeClip(folder, "many.mkv", {.video = {video}});
+}
+
+TEST(VideoCheckUnconvertible, PictureIsAMissThatIsFollowedByAPauseAndKeepsTheIndex) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 1, {}, "TestFrameChecks=4\n");
+  int calls = 0;
+  run.measurement.judge = [&](int) {
+    ++calls;
+    return calls == 2 || calls == 3 ? qatester::Added::unconvertible : qatester::Added::measured;
+  };
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 1, 1, 2, 3}));
+  EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 6)) << "each time the next picture";
+  EXPECT_EQ(run.callerPauses, (Pauses{500, 10, 10, 100}));
+  EXPECT_EQ(run.listener.progress["tearing"], (std::vector<float>{25, 50, 75}));
+  EXPECT_EQ(run.outcome.count, 4);
+  EXPECT_EQ(run.outcome.reason, "");
+}
+
+TEST(VideoCheckUnconvertible, PicturesEndTheLoopWithTheHundredAndFirstInARow) {
+  const TempDir folder;
+  TestRun run(manyPictures(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=150\n");
+  run.measurement.judge = [](int) { return qatester::Added::unconvertible; };
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.measurement.indices, std::vector<int>(101, 0));
+  EXPECT_FALSE(run.outcome.measured);
+  EXPECT_EQ(run.outcome.count, 0);
+  EXPECT_EQ(run.outcome.reason, "no frame could be decoded");
+  EXPECT_TRUE(run.listener.progress.empty());
+  EXPECT_NE(run.logged.find("QATest: Stopping Test...\nQATest: Test Complete."), std::string::npos);
+}
+
+/// How many pictures are asked for when the first hundred are misses, the next one is judged so,
+/// and all others are misses.
+std::size_t picturesAround(qatester::Added between) {
+  const TempDir folder;
+  TestRun run(manyPictures(folder), 0, options(QAPauses::untilReady), "TestFrameChecks=150\n");
+  int calls = 0;
+  run.measurement.judge = [&](int) {
+    return ++calls == 101 ? between : qatester::Added::unconvertible;
+  };
+  EXPECT_TRUE(run.go());
+  return run.measurement.indices.size();
+}
+
+TEST(VideoCheckUnconvertible, PicturesAreCountedOnOverOneThatIsGathered) {
+  EXPECT_EQ(picturesAround(qatester::Added::gathered), 100U + 1U + 1U);
+}
+
+TEST(VideoCheckUnconvertible, PicturesAreCountedAnewBehindOneThatCounts) {
+  // 199 pictures are left behind the slate: 98 misses, then none come, which are misses too.
+  EXPECT_EQ(picturesAround(qatester::Added::measured), 100U + 1U + 98U);
+  EXPECT_EQ(picturesAround(qatester::Added::unreadable), 100U + 1U + 98U);
+}
+
+TEST(VideoCheckOutcome, IsDescribedOnceBeforeItsReasonIsFound) {
+  const TempDir folder;
+  TestRun whole(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=2\n");
+  whole.go();
+  EXPECT_EQ(whole.measurement.reasonsFound, std::vector<std::string>{""});
+  EXPECT_EQ(whole.outcome.reason, "");
+
+  TestRun nothing(tenSeconds(folder), 9, options(QAPauses::untilReady));
+  nothing.go();
+  EXPECT_EQ(nothing.measurement.reasonsFound, std::vector<std::string>{""});
+  EXPECT_EQ(nothing.outcome.reason,
+            "too short, or of unknown duration: no frames are left to measure");
+
+  const std::string sound =
+      qatest::makeClip(folder, "clip.wav", {.audio = qatest::audioStreams(1)});
+  TestRun withoutVideo(sound, 1, options(QAPauses::untilReady));
+  withoutVideo.go();
+  EXPECT_EQ(withoutVideo.measurement.reasonsFound, std::vector<std::string>{"no video stream"});
+}
+
+TEST(VideoCheckOutcome, MeasurementMayGiveAReasonOfItsOwn) {
+  const TempDir folder;
+  for (const int slate : {1, 9}) {
+    TestRun run(tenSeconds(folder), slate, options(QAPauses::untilReady), "TestFrameChecks=20\n");
+    run.measurement.ownReason = "all black";
+    run.go();
+    EXPECT_EQ(run.outcome.measured, slate == 1);
+    EXPECT_EQ(run.outcome.reason, "all black");
+  }
 }
 
 }  // namespace
