@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <stdexcept>
 
 #include "media/PacketQueue.h"
 #include "media/Reference.h"
@@ -680,6 +681,172 @@ TEST_F(OxVideoStreamTest, APictureOfAnotherSizeIsConvertedAtItsOwn) {
   }
   EXPECT_EQ(widths.front(), 64);
   EXPECT_EQ(widths.back(), 94);
+}
+
+// Conversion a few rows at a time.
+
+/// A picture whose planes lie in memory from the last row to the first.
+FrameHandle bottomUp(const AVFrame& picture) {
+  FrameHandle flipped(av_frame_clone(&picture));
+  for (int plane = 0; plane < 3; ++plane) {
+    const int rows = plane > 0 && picture.format == AV_PIX_FMT_YUV420P ? (picture.height + 1) / 2
+                                                                       : picture.height;
+    flipped->data[plane] += std::ptrdiff_t{rows - 1} * picture.linesize[plane];
+    flipped->linesize[plane] = -picture.linesize[plane];
+  }
+  return flipped;
+}
+
+/// What `convertInSlices` gives, put together; rows must come in order, without a gap.
+std::vector<uint8_t> convertedInSlices(OxVideoStream& stream, AVFrame& picture) {
+  std::vector<uint8_t> packed;
+  const std::ptrdiff_t rowBytes = std::ptrdiff_t{3} * picture.width;
+  int next = 0;
+  const bool converted =
+      stream.convertInSlices(recordOf(picture), [&](const qatester::ConvertedRows& rows) {
+        EXPECT_EQ(rows.first, next);
+        EXPECT_GT(rows.count, 0);
+        EXPECT_GE(rows.stride, rowBytes);
+        for (int row = 0; row < rows.count; ++row) {
+          const uint8_t* bytes = rows.bytes + row * rows.stride;
+          packed.insert(packed.end(), bytes, bytes + rowBytes);
+        }
+        next += rows.count;
+      });
+  EXPECT_TRUE(converted);
+  EXPECT_EQ(next, picture.height);
+  return packed;
+}
+
+void expectSlicesAsWhole(OxVideoStream& stream, AVFrame& picture) {
+  OxVideoFrameYUV yuv = recordOf(picture);
+  const std::unique_ptr<OxVideoFrameRGB> rgb(stream.getRGBFromYUV(&yuv));
+  const Buffer buffer(rgb->buffer);
+  ASSERT_TRUE(rgb->valid);
+  const std::vector<uint8_t> whole(
+      rgb->buffer, rgb->buffer + std::ptrdiff_t{3} * picture.width * picture.height);
+  EXPECT_TRUE(convertedInSlices(stream, picture) == whole)
+      << picture.width << " x " << picture.height << " "
+      << av_get_pix_fmt_name(static_cast<AVPixelFormat>(picture.format));
+}
+
+class ConversionInSlices : public OxVideoStreamTest {
+ protected:
+  /// Many widths of some heights, many heights of some widths.
+  void expectAsWhole(AVPixelFormat format) {
+    for (const int height : {1, 2, 15, 17, 33}) {
+      for (int width = 1; width <= 70; ++width) {
+        expectSlicesAsWhole(stream_, *pictureOf(width, height, format, width + height));
+      }
+    }
+    for (const int width : {1, 16, 47, 720}) {
+      for (int height = 1; height <= 50; ++height) {
+        expectSlicesAsWhole(stream_, *pictureOf(width, height, format, width + height));
+      }
+    }
+  }
+
+  const Clip clip_{clip("a.mkv", ffv1(2))};
+  OxVideoStream stream_{clip_.container.get(), clip_.index};
+};
+
+TEST_F(ConversionInSlices, Of420GivesTheBytesOfTheWholePicture) {
+  expectAsWhole(AV_PIX_FMT_YUV420P);
+}
+
+TEST_F(ConversionInSlices, Of422GivesTheBytesOfTheWholePicture) {
+  expectAsWhole(AV_PIX_FMT_YUV422P);
+}
+
+TEST_F(ConversionInSlices, Of444GivesTheBytesOfTheWholePicture) {
+  expectAsWhole(AV_PIX_FMT_YUV444P);
+}
+
+TEST_F(ConversionInSlices, OfOtherFormatsGivesTheBytesOfTheWholePicture) {
+  for (const AVPixelFormat format :
+       {AV_PIX_FMT_YUV422P10, AV_PIX_FMT_YUV444P10, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_GBRP}) {
+    const bool hasTenBits = format == AV_PIX_FMT_YUV422P10 || format == AV_PIX_FMT_YUV444P10;
+    for (const int width : {2, 33, 64, 70}) {
+      for (const int height : {1, 16, 17, 50}) {
+        const FrameHandle picture = pictureOf(width, height, format, width);
+        for (int plane = 0; hasTenBits && plane < 3; ++plane) {
+          for (int i = 1; i < picture->linesize[plane] * height; i += 2) {
+            picture->data[plane][i] &= 3;
+          }
+        }
+        expectSlicesAsWhole(stream_, *picture);
+      }
+    }
+  }
+}
+
+TEST_F(ConversionInSlices, OfAPictureThatLiesBottomUpGivesTheSameBytes) {
+  for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P}) {
+    for (const int height : {2, 17, 33, 48}) {
+      const FrameHandle picture = pictureOf(48, height, format, height);
+      expectSlicesAsWhole(stream_, *bottomUp(*picture));
+    }
+  }
+}
+
+TEST_F(ConversionInSlices, OfManyRowsComesInSeveralSlices) {
+  const FrameHandle picture = pictureOf(64, 50, AV_PIX_FMT_YUV420P, 1);
+  int slices = 0;
+  int most = 0;
+  EXPECT_TRUE(stream_.convertInSlices(recordOf(*picture), [&](const qatester::ConvertedRows& rows) {
+    ++slices;
+    most = std::max(most, rows.count);
+  }));
+  EXPECT_GT(slices, 1);
+  EXPECT_LT(most, 50);
+}
+
+TEST_F(ConversionInSlices, OfTheStreamsOwnPicturesGivesTheBytesOfTheWholePicture) {
+  feed(stream_.packetQueue, clip_.packets);
+  for (OxVideoFrameYUV yuv = stream_.getNextYUVFrame(); yuv.valid;
+       yuv = stream_.getNextYUVFrame()) {
+    expectSlicesAsWhole(stream_, *yuv.frame);
+    av_free(yuv.frame);
+  }
+}
+
+TEST_F(ConversionInSlices, ThatIsAbandonedDoesNotDisturbTheNext) {
+  const FrameHandle picture = pictureOf(64, 50, AV_PIX_FMT_YUV420P, 1);
+  const auto give = [&] {
+    stream_.convertInSlices(recordOf(*picture), [](const qatester::ConvertedRows& rows) {
+      if (rows.first > 0) {
+        throw std::runtime_error("enough");
+      }
+    });
+  };
+  EXPECT_THROW(give(), std::runtime_error);
+  expectSlicesAsWhole(stream_, *picture);
+  EXPECT_THROW(give(), std::runtime_error);
+  EXPECT_TRUE(convertedInSlices(stream_, *picture) == scaledInWideRows(*picture));
+}
+
+TEST_F(ConversionInSlices, WithNothingToConvertIsFalse) {
+  const FrameHandle picture = pictureOf(16, 16, AV_PIX_FMT_YUV420P, 0);
+  OxVideoFrameYUV invalid = recordOf(*picture);
+  invalid.valid = false;
+  OxVideoFrameYUV withoutPicture = recordOf(*picture);
+  withoutPicture.frame = nullptr;
+  AVFrame sizeless{};
+  sizeless.format = AV_PIX_FMT_YUV420P;
+  AVFrame formless{};
+  formless.format = AV_PIX_FMT_NONE;
+  formless.width = 16;
+  formless.height = 16;
+  int calls = 0;
+  const auto take = [&](const qatester::ConvertedRows&) { ++calls; };
+  for (const OxVideoFrameYUV& yuv :
+       {invalid, withoutPicture, recordOf(sizeless), recordOf(formless), OxVideoFrameYUV{}}) {
+    EXPECT_FALSE(stream_.convertInSlices(yuv, take));
+  }
+  OxVideoStream unopened(nullptr, 0);
+  EXPECT_FALSE(unopened.convertInSlices(recordOf(*picture), take));
+  EXPECT_EQ(calls, 0);
+  expectSlicesAsWhole(stream_, *picture);
 }
 
 class Seeking : public OxVideoStreamTest {
