@@ -36,8 +36,8 @@ struct ReleaseImage {
 };
 using Image = std::unique_ptr<IplImage, ReleaseImage>;
 
-/// The first pictures of a clip whose rows are multiples of four pixels, converted and grey, more of them than a cache of the second level
-/// holds.
+/// The first pictures of a clip whose rows are multiples of four pixels, converted and grey, more
+/// of them than a cache of the second level holds.
 class Pictures {
  public:
   explicit Pictures(const std::string& name) {
@@ -72,9 +72,7 @@ class Pictures {
   double pixels() const { return static_cast<double>(greys_[0].size()); }
 
  private:
-  std::size_t index(std::size_t back) const {
-    return (at_ + greys_.size() - back) % greys_.size();
-  }
+  std::size_t index(std::size_t back) const { return (at_ + greys_.size() - back) % greys_.size(); }
 
   std::vector<Image> colours_;
   std::vector<GreyPicture> greys_;
@@ -220,9 +218,8 @@ bool compareByImages(IplImage* a, IplImage* b, float threshold) {
 
 template <int (*Measure)(IplImage*)>
 void numberOf(benchmark::State& state, const char* clip) {
-  run(state, clip, [](Pictures& pictures) {
-    benchmark::DoNotOptimize(Measure(pictures.greyImage()));
-  });
+  run(state, clip,
+      [](Pictures& pictures) { benchmark::DoNotOptimize(Measure(pictures.greyImage())); });
 }
 
 template <IplImage* (*Measure)(IplImage*)>

@@ -37,9 +37,16 @@ struct QACheckOutcome {
   int count = 0;
   /// The limits in effect; empty where a check has none.
   std::vector<QALimits> limits;
-  /// What a check that judges without a record tells of its measurement. The mono check gives
-  /// "matchingBlocks" and "threshold" (the share of them that makes the file mono), the phase check
-  /// "meanLag" (in samples).
+  /// What a check tells of its measurement beside its result:
+  /// - field dominance: how many frames are flagged "interlaced" and "topFieldFirst";
+  /// - pulldown: "groups" of five frames, and how many of them carry 2:3 ("groups23") and 2:2
+  ///   ("groups22");
+  /// - tearing: "meanShare" of the picture, "highestPercent" of a frame, and the "threshold" of the
+  ///   former;
+  /// - timecode: "nominalRate", the whole number of frames a second that it counts by;
+  /// - transitions: "transitionSeconds", one for each, the time of the frame that began it;
+  /// - mono: "matchingBlocks" and "threshold" (the share of them that makes the file mono);
+  /// - phase: "meanLag" in samples.
   std::vector<QAFigure> figures;
   /// The stretch of sound that was measured, in seconds from the start of its stream.
   double startSeconds = 0.0;

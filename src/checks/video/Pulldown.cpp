@@ -74,7 +74,8 @@ void PulldownMeasurement::describe(QACheckOutcome& outcome) const {
                      {"groups23", static_cast<double>(groups23_)},
                      {"groups22", static_cast<double>(groups22_)}};
   if (groups_ == 0 && outcome.count > 0) {
-    outcome.reason = "only " + std::to_string(outcome.count) + " frames: a group has five";
+    outcome.reason = "only " + std::to_string(outcome.count) +
+                     (outcome.count == 1 ? " frame" : " frames") + ": a group has five";
   }
 }
 
