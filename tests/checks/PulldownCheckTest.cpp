@@ -203,7 +203,8 @@ TEST_F(PulldownCheck, BudgetBelowFiveComparesNothing) {
     EXPECT_EQ(progress, std::vector<float>());
     EXPECT_FALSE(outcome.measured);
     EXPECT_EQ(outcome.count, budget);
-    EXPECT_EQ(outcome.reason, "only " + std::to_string(budget) + " frames: a group has five");
+    EXPECT_EQ(outcome.reason, "only " + std::to_string(budget) +
+                                  (budget == 1 ? " frame" : " frames") + ": a group has five");
   }
 }
 
