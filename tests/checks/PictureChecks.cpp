@@ -297,7 +297,9 @@ VideoSpec blackAndWhite(int frames, int width, int height, IsWhite isWhite) {
 
 uint8_t noisePixel(int component, int x, int y, int frame) {
   const int time = (x / 8) % 2 == 0 ? frame : frame / 2;
-  auto seed = static_cast<uint32_t>(component * 7919 + x * 104729 + y * 1299709 + time * 15485863);
+  const auto times = [](int value, uint32_t prime) { return static_cast<uint32_t>(value) * prime; };
+  uint32_t seed =
+      times(component, 7919) + times(x, 104729) + times(y, 1299709) + times(time, 15485863);
   seed ^= seed >> 15U;
   seed *= 0x2c1b3c6dU;
   seed ^= seed >> 12U;
