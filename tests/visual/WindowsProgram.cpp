@@ -7,30 +7,23 @@
 // "Phase Check"), writes "shown", closes the windows when it gets SIGUSR1, writes "closed", and
 // ends after SIGTERM. With no window system it goes through it all without waiting for a signal.
 
-#include <opencv2/highgui/highgui_c.h>
 #include <signal.h>
 
-#include <cstdio>
-#include <ctime>
-#include <initializer_list>
 #include <map>
 #include <string>
 
 #include "support/FakeSleep.h"
 #include "visual/Blocks.h"
 #include "visual/Displays.h"
+#include "visual/Orders.h"
 #include "visual/Pictures.h"
 #include "visual/Visual.h"
 #include "visual/WindowSystem.h"
 
-/// Qt and GLib are not built for the thread sanitizer: it does not see the atomics and futexes by
-/// which their threads take turns, and takes what they hand over for races. The program itself has
-/// one thread.
-extern "C" const char* __tsan_default_suppressions() {
-  return "race:libQt5\nrace:libglib\nrace:libdbus\nrace:libxcb\nrace:libX11\n";
-}
-
 namespace {
+
+using qatest::pumpUntil;
+using qatest::say;
 
 void showChannels(const std::string& title) {
   const qatest::SharedChannels channels;
@@ -66,34 +59,10 @@ void show(const std::string& display) {
   }
 }
 
-void say(const std::string& line) {
-  std::puts(line.c_str());
-  std::fflush(stdout);
-}
-
-sigset_t setOf(std::initializer_list<int> signals) {
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int signal : signals) {
-    sigaddset(&set, signal);
-  }
-  return set;
-}
-
-/// Keeps windows alive until a signal comes, which is blocked.
-void pumpUntil(int signal) {
-  constexpr timespec kMoment{0, 10000000};
-  const sigset_t awaited = setOf({signal});
-  while (sigtimedwait(&awaited, nullptr, &kMoment) != signal) {
-    cvWaitKey(10);
-  }
-}
-
 }  // namespace
 
 int main(int count, char** arguments) {
-  const sigset_t orders = setOf({SIGUSR1, SIGTERM});
-  sigprocmask(SIG_BLOCK, &orders, nullptr);
+  qatest::awaitOrders();
   const bool windows = qatester::windowSystemAvailable();
   say(windows ? "windows" : "no windows");
   qatester::Displays displays(QADisplays::windows, true, "", {});

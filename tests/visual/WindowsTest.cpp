@@ -4,9 +4,6 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <chrono>
-#include <functional>
-#include <thread>
 
 #include "support/Process.h"
 #include "visual/Blocks.h"
@@ -16,10 +13,10 @@
 
 namespace {
 
+using qatest::becomesTrue;
+using qatest::isOnScreen;
 using qatest::Pixels;
 using qatest::Process;
-
-constexpr std::chrono::seconds kLongestWait{60};
 
 /// An empty value removes a variable.
 qatest::Command windowsProgram(const std::vector<std::string>& displays,
@@ -29,48 +26,6 @@ qatest::Command windowsProgram(const std::vector<std::string>& displays,
   command.arguments = displays;
   command.environment = {{"DISPLAY", display}, {"QT_QPA_PLATFORM", ""}};
   return command;
-}
-
-/// Whether the canvas is on the screen with its upper left corner there.
-bool isAt(const Pixels& screen, const Pixels& canvas, int left, int top) {
-  for (int y = 0; y < canvas.height; ++y) {
-    const auto row = canvas.bytes.begin() + 3 * y * canvas.width;
-    if (!std::equal(row, row + 3 * canvas.width,
-                    screen.bytes.begin() + 3 * ((top + y) * screen.width + left))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-/// Whether the canvas is anywhere on the screen, pixel by pixel.
-bool isOnScreen(const Pixels& screen, const Pixels& canvas) {
-  // Most of the screen is black: a place where the canvas is not is soon found out by what is not.
-  const auto lit = std::find_if(canvas.bytes.begin(), canvas.bytes.end(),
-                                [](uint8_t byte) { return byte != 0; });
-  const auto first = static_cast<int>(lit - canvas.bytes.begin()) / 3;
-  const int x = first % canvas.width;
-  const int y = first / canvas.width;
-  const qatest::Bgr colour = canvas.at(x, y);
-  for (int top = 0; top + canvas.height <= screen.height; ++top) {
-    for (int left = 0; left + canvas.width <= screen.width; ++left) {
-      if (screen.at(left + x, top + y) == colour && isAt(screen, canvas, left, top)) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
-
-bool becomesTrue(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  return true;
 }
 
 struct Display {

@@ -6,10 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace qatest {
 
@@ -106,6 +109,52 @@ Pixels Xvfb::screen() const {
     }
   }
   return pixels;
+}
+
+namespace {
+
+/// Whether the canvas is on the screen with its upper left corner there.
+bool isAt(const Pixels& screen, const Pixels& canvas, int left, int top) {
+  for (int y = 0; y < canvas.height; ++y) {
+    const auto row = canvas.bytes.begin() + 3 * y * canvas.width;
+    if (!std::equal(row, row + 3 * canvas.width,
+                    screen.bytes.begin() + 3 * ((top + y) * screen.width + left))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool isOnScreen(const Pixels& screen, const Pixels& canvas) {
+  // Most of the screen is black: a place where the canvas is not is soon found out by what is not.
+  const auto lit = std::find_if(canvas.bytes.begin(), canvas.bytes.end(),
+                                [](uint8_t byte) { return byte != 0; });
+  const auto first = static_cast<int>(lit - canvas.bytes.begin()) / 3;
+  const int x = first % canvas.width;
+  const int y = first / canvas.width;
+  const Bgr colour = canvas.at(x, y);
+  for (int top = 0; top + canvas.height <= screen.height; ++top) {
+    for (int left = 0; left + canvas.width <= screen.width; ++left) {
+      if (screen.at(left + x, top + y) == colour && isAt(screen, canvas, left, top)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+bool becomesTrue(const std::function<bool()>& condition) {
+  constexpr std::chrono::seconds kLongestWait{60};
+  const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return true;
 }
 
 }  // namespace qatest

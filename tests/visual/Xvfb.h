@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 
 #include "support/TempDir.h"
@@ -31,5 +32,11 @@ class Xvfb {
   pid_t pid_ = -1;
   std::string display_;
 };
+
+/// Whether the canvas is anywhere on the screen, pixel by pixel.
+bool isOnScreen(const Pixels& screen, const Pixels& canvas);
+
+/// Waits until a condition is true; false when it has not become so for long.
+bool becomesTrue(const std::function<bool()>& condition);
 
 }  // namespace qatest
