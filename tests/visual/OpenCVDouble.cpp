@@ -1,6 +1,7 @@
 #include "visual/OpenCVDouble.h"
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -17,6 +18,16 @@ template <typename Function>
 Function next(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
+
+/// One test's troubles are none of the next one's.
+class ClearingListener : public testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo&) override { qatest::clearOpenCV(); }
+};
+
+const bool kListens = [] {
+  testing::UnitTest::GetInstance()->listeners().Append(new ClearingListener);
+  return true;
+}();
 
 }  // namespace
 

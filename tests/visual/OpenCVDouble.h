@@ -14,7 +14,7 @@ struct Shown {
   Pixels canvas;
 };
 
-/// What was asked of OpenCV since the last `clearOpenCV`.
+/// What was asked of OpenCV since the last `clearOpenCV`, or since the test began.
 struct OpenCVCalls {
   std::vector<Shown> shown;
   std::vector<int> waits;    ///< arguments of `cvWaitKey`
@@ -27,7 +27,7 @@ const OpenCVCalls& openCVCalls();
 /// Forgets all calls and troubles.
 void clearOpenCV();
 
-// Troubles, which last until the next `clearOpenCV`.
+// Troubles, which last until the next `clearOpenCV` or test.
 
 void letShowingThrow();
 

@@ -11,7 +11,8 @@
 // For programs with windows, which a test tells by signals when to go on.
 
 /// Qt and GLib are not built for the thread sanitizer: it does not see the atomics and futexes by
-/// which their threads take turns, and takes what they hand over for races. Included once in a program.
+/// which their threads take turns, and takes what they hand over for races. Included once in a
+/// program.
 extern "C" const char* __tsan_default_suppressions() {
   return "race:libQt5\nrace:libglib\nrace:libdbus\nrace:libxcb\nrace:libX11\n";
 }
