@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <fstream>
 #include <thread>
 #include <utility>
@@ -82,6 +83,7 @@ void expectRecord(const QA_PullDown& record, int second, float confidence, bool 
   EXPECT_EQ(record.cadenceFirst, 2);
   EXPECT_EQ(record.cadenceSecond, second);
   EXPECT_EQ(record.confidence, confidence);
+  EXPECT_FALSE(std::signbit(record.confidence));  // reports would read "-0"
   EXPECT_EQ(record.detected, detected);
 }
 
