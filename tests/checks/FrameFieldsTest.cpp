@@ -71,6 +71,15 @@ TEST_F(FrameFieldsTest, OfWhatIsNoColourPictureAreNone) {
   }
 }
 
+TEST_F(FrameFieldsTest, WithoutAPlaceForEachAreNotMade) {
+  const UniqueImage frame = Noise(1).image(8, 8, 3);
+  IplImage* field = frame.get();
+  FrameFields::split(frame.get(), &field, nullptr);
+  FrameFields::split(frame.get(), nullptr, &field);
+  EXPECT_EQ(field, frame.get());
+  EXPECT_EQ(openCVCalls().imagesMade, 1) << "the test's own";
+}
+
 TEST_F(FrameFieldsTest, WithoutMemoryAreNoneAndNothingIsLost) {
   const UniqueImage frame = Noise(1).image(8, 8, 3);
   IplImage* top = frame.get();

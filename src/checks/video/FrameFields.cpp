@@ -52,6 +52,9 @@ FrameFields::~FrameFields() {
 }
 
 void FrameFields::split(IplImage* frame, IplImage** top, IplImage** bottom) {
+  if (top == nullptr || bottom == nullptr) {
+    return;
+  }
   *top = nullptr;
   *bottom = nullptr;
   if (!isColour(frame)) {

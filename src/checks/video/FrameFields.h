@@ -16,7 +16,7 @@ struct QATESTER_API FrameFields {
 
   /// Makes the two fields of a picture, of half its height each, rounded down: the last row of an
   /// odd number is left out. They are the caller's; null unless `frame` is a picture of 8-bit blue,
-  /// green, red.
+  /// green, red. Does nothing without a place for each.
   static void split(IplImage* frame, IplImage** top, IplImage** bottom);
 };
 
