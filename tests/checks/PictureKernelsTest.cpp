@@ -325,8 +325,9 @@ TEST(RelationSum, IsThatOfTheDefinitionAcrossPowersOfTwo) {
   const Bytes middle(count, 255);
   std::mt19937 random(6);
   withEachInstructionSet([&] {
-    for (const float start : {0.0F, 900.0F, 1e5F}) {
+    for (const float start : {0.0F, 130.0F, 200.0F, 300.0F, 520.0F, 900.0F, 1e5F}) {
       expectSum(start, middle, Bytes(count, 1), Bytes(count));
+      expectSum(start, Bytes(count, 254), Bytes(count, 3), Bytes(count));
       expectSum(start, middle, someOf(random, count, {1, 2, 3}), someOf(random, count, {0, 1}));
     }
   });

@@ -59,7 +59,6 @@ Added TearingMeasurement::add(int index, const DecodedPicture& picture) {
       hasGradient_ && gradient_.width() == width && gradient_.height() == height;
   if (!comparable) {
     gradient_.resize(width, height);
-    std::fill_n(gradient_.row(0), gradient_.size(), uint8_t{0});
   } else if (context_.displays.wanted()) {
     gradientBefore_ = gradient_;
   }

@@ -32,7 +32,8 @@ class TearingMeasurement : public VideoMeasurement {
   float threshold_;
   int budget_ = 0;
   GreyPicture grey_;
-  /// The differences of each pixel and the one below it, in the last picture. Its last row is 0.
+  /// The differences of each pixel and the one below it, in the last picture. Its last row stays
+  /// as it is: there is none below, and so no change.
   GreyPicture gradient_;
   bool hasGradient_ = false;
   GreyPicture gradientBefore_;  ///< for the display
