@@ -327,9 +327,12 @@ TEST(RelationSum, IsThatOfTheDefinitionAcrossPowersOfTwo) {
   withEachInstructionSet([&] {
     for (const float start : {0.0F, 130.0F, 200.0F, 300.0F, 520.0F, 900.0F, 1e5F}) {
       expectSum(start, middle, Bytes(count, 1), Bytes(count));
-      Bytes lone(64);
-      lone[5] = 254;
-      expectSum(start, lone, Bytes(64, 3), Bytes(64));
+      for (int value = 130; value < 256; ++value) {
+        Bytes lone(64);
+        lone[5] = static_cast<uint8_t>(value);
+        expectSum(start, lone, Bytes(64, 1), Bytes(64, 1));
+        expectSum(start, lone, Bytes(64, 3), Bytes(64));
+      }
       expectSum(start, middle, someOf(random, count, {1, 2, 3}), someOf(random, count, {0, 1}));
     }
   });
