@@ -1,8 +1,8 @@
 #include "checks/video/TearingMeasures.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 
 #include "checks/video/Images.h"
 #include "checks/video/VerticalChanges.h"
@@ -57,12 +57,8 @@ IplImage* verticalDifferencing(IplImage* grey) {
   }
   IplImage* differences = clearedImage(*grey, 1);
   for (int y = 0; y < grey->height - 1; ++y) {
-    const uint8_t* upper = rowOf(*grey, y);
-    const uint8_t* lower = rowOf(*grey, y + 1);
-    uint8_t* out = rowOf(*differences, y);
-    for (int x = 0; x < grey->width; ++x) {
-      out[x] = static_cast<uint8_t>(std::abs(upper[x] - lower[x]));
-    }
+    qatester::replaceGradient(rowOf(*grey, y), rowOf(*grey, y + 1),
+                              static_cast<std::size_t>(grey->width), rowOf(*differences, y));
   }
   return differences;
 }
