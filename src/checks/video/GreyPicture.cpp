@@ -1,7 +1,6 @@
 #include "checks/video/GreyPicture.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "checks/video/GreyValues.h"
 
@@ -17,54 +16,61 @@ std::size_t imageRowBytes(std::size_t rowBytes) {
 }
 
 /// Rows of the image that the picture's bytes make when they are copied as one run.
-bool makeShearedGrey(const DecodedPicture& picture, GreyPicture& grey) {
+bool makeShearedRows(const DecodedPicture& picture, std::size_t columns, uint8_t* grey) {
   const ConvertedPicture converted = picture.converted();
   if (!converted.record().valid) {
     return false;
   }
-  const auto columns = static_cast<std::size_t>(grey.width());
   const std::size_t rowBytes = columns * kBytesPerPixel;
-  const std::size_t bytes = grey.size() * kBytesPerPixel;
+  const auto height = static_cast<std::size_t>(picture.height());
+  const std::size_t bytes = rowBytes * height;
   std::vector<uint8_t> last(rowBytes);
-  for (int y = 0; y < grey.height(); ++y) {
-    const std::size_t first =
-        std::min(static_cast<std::size_t>(y) * imageRowBytes(rowBytes), bytes);
+  for (std::size_t y = 0; y < height; ++y) {
+    const std::size_t first = std::min(y * imageRowBytes(rowBytes), bytes);
     const std::size_t there = std::min(bytes - first, rowBytes);
     const uint8_t* row = converted.record().buffer + first;
     if (there < rowBytes) {
       std::fill(std::copy_n(row, there, last.begin()), last.end(), uint8_t{0});
       row = last.data();
     }
-    toGrey(row, columns, grey.row(y));
+    toGrey(row, columns, grey + y * columns);
   }
   return true;
 }
 
 }  // namespace
 
-bool makeGrey(const DecodedPicture& picture, GreyPicture& grey,
-              const std::function<void(int first, int last)>& ready) {
-  grey.resize(picture.width(), picture.height());
-  const auto columns = static_cast<std::size_t>(grey.width());
+bool makeGreyRows(const DecodedPicture& picture,
+                  const std::function<uint8_t*(int first, int count)>& target,
+                  const std::function<void(int first, int count)>& ready) {
+  const auto columns = static_cast<std::size_t>(picture.width());
   const std::size_t rowBytes = columns * kBytesPerPixel;
   if (imageRowBytes(rowBytes) != rowBytes) {
-    if (!makeShearedGrey(picture, grey)) {
+    if (!makeShearedRows(picture, columns, target(0, picture.height()))) {
       return false;
     }
-    if (ready) {
-      ready(0, grey.height());
-    }
+    ready(0, picture.height());
     return true;
   }
   return picture.convertInSlices([&](const ConvertedRows& rows) {
-    const int end = rows.first + rows.count;
-    for (int y = rows.first; y < end; ++y) {
-      toGrey(rows.bytes + rows.stride * (y - rows.first), columns, grey.row(y));
+    uint8_t* grey = target(rows.first, rows.count);
+    for (int y = 0; y < rows.count; ++y) {
+      toGrey(rows.bytes + rows.stride * y, columns, grey + columns * static_cast<std::size_t>(y));
     }
-    if (ready) {
-      ready(rows.first, end);
-    }
+    ready(rows.first, rows.count);
   });
+}
+
+bool makeGrey(const DecodedPicture& picture, GreyPicture& grey,
+              const std::function<void(int first, int count)>& ready) {
+  grey.resize(picture.width(), picture.height());
+  return makeGreyRows(
+      picture, [&](int first, int) { return grey.row(first); },
+      [&](int first, int count) {
+        if (ready) {
+          ready(first, count);
+        }
+      });
 }
 
 }  // namespace qatester

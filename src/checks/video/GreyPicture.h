@@ -41,14 +41,19 @@ class GreyPicture {
   std::vector<uint8_t> pixels_;
 };
 
-/// Makes a decoded picture grey. `ready` (may be empty) is called with rows from `first` to before
-/// `last`, from top to bottom, as soon as they are there. False when there is no converting it;
-/// some rows may have been told then.
+/// Makes a decoded picture grey, some rows at a time from top to bottom: `target` is asked where
+/// `count` rows from `first` on are to go, without gaps, and `ready` told that they are there.
+/// False when there is no converting the picture; some rows may have been told then.
 ///
 /// A picture whose rows are no multiple of four bytes comes out sheared, as its bytes do when they
 /// are copied as one run to an OpenCV image, whose rows are: clients know the results. What the
 /// picture has no bytes for is 0.
+bool makeGreyRows(const DecodedPicture& picture,
+                  const std::function<uint8_t*(int first, int count)>& target,
+                  const std::function<void(int first, int count)>& ready);
+
+/// The same to a picture. `ready` may be empty.
 bool makeGrey(const DecodedPicture& picture, GreyPicture& grey,
-              const std::function<void(int first, int last)>& ready = {});
+              const std::function<void(int first, int count)>& ready = {});
 
 }  // namespace qatester

@@ -63,11 +63,14 @@ Added TearingMeasurement::add(int index, const DecodedPicture& picture) {
     gradientBefore_ = gradient_;
   }
   int64_t strong = 0;
-  int done = 0;  // rows of the gradient
-  hasGradient_ = makeGrey(picture, grey_, [&](int, int last) {
-    strong += changeGradient(grey_.row(done), last - 1 - done, width, gradient_.row(done));
-    done = last - 1;
-  });
+  hasGradient_ = makeGreyRows(
+      picture, [&](int first, int count) { return placeForRows(width, first, count); },
+      [&](int first, int count) {
+        // The differences of the last row above, and of all rows but the last one.
+        const int above = first > 0 ? 1 : 0;
+        const uint8_t* row = grey_.data() + (above == 0 ? width : 0);
+        strong += changeGradient(row, count - 1 + above, width, gradient_.row(first - above));
+      });
   if (!hasGradient_) {
     return Added::unconvertible;
   }
@@ -81,6 +84,16 @@ Added TearingMeasurement::add(int index, const DecodedPicture& picture) {
     previousPercent_ = percent;
   }
   return Added::measured;
+}
+
+/// Room for rows behind the last one of those before, so that no more than a few stay in memory.
+uint8_t* TearingMeasurement::placeForRows(int width, int first, int count) {
+  const auto columns = static_cast<std::size_t>(width);
+  if (first > 0) {
+    std::copy_n(grey_.end() - width, width, grey_.begin());
+  }
+  grey_.resize(columns * static_cast<std::size_t>(count + 1));
+  return grey_.data() + columns;
 }
 
 void TearingMeasurement::show(int index, const DecodedPicture& picture, int percent) {

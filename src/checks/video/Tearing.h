@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "checks/video/FramePlot.h"
 #include "checks/video/GreyPicture.h"
 #include "tester/CheckContext.h"
@@ -25,13 +28,14 @@ class TearingMeasurement : public VideoMeasurement {
   bool verdict() const;
 
  private:
+  uint8_t* placeForRows(int width, int first, int count);
   double meanShare() const;
   void show(int index, const DecodedPicture& picture, int percent);
 
   const CheckContext& context_;
   float threshold_;
   int budget_ = 0;
-  GreyPicture grey_;
+  std::vector<uint8_t> grey_;  ///< some rows of the picture, behind the last one above them
   /// The differences of each pixel and the one below it, in the last picture. Its last row stays
   /// as it is: there is none below, and so no change.
   GreyPicture gradient_;

@@ -42,9 +42,9 @@ Added TransitionMeasurement::add(int index, const DecodedPicture& picture) {
     known_ = 0;
   }
   float sum = 0.0F;
-  const bool converted = makeGrey(picture, current_, [&](int first, int last) {
+  const bool converted = makeGrey(picture, current_, [&](int first, int count) {
     if (known_ == 2) {
-      const auto pixels = static_cast<std::size_t>(current_.row(last) - current_.row(first));
+      const auto pixels = static_cast<std::size_t>(current_.row(count) - current_.row(0));
       sum = addRelations(sum, middle_.row(first), before_.row(first), current_.row(first), pixels);
     }
   });
