@@ -25,14 +25,6 @@ class AudioWindows : public testing::Test {
     return run(check, tester);
   }
 
-  static std::vector<std::string> windows() {
-    std::vector<std::string> names;
-    for (const Shown& shown : openCVCalls().shown) {
-      names.push_back(shown.window);
-    }
-    return names;
-  }
-
   const AudioCheck& levels_ = audioChecks()[0];
   const AudioCheck& loudness_ = audioChecks()[1];
   const AudioCheck& mono_ = audioChecks()[2];
@@ -49,11 +41,11 @@ TEST_F(AudioWindows, MonoAndPhaseShowEachPairAndLetTheWindowRepaint) {
     const QADisplays displays = *settings == '\0' ? QADisplays::windows : QADisplays::asSet;
     clearOpenCV();
     runOn(mono_, displays, settings);
-    EXPECT_EQ(windows(), std::vector<std::string>(kBudget, "Mono Check"));
+    EXPECT_EQ(windowsShown(), std::vector<std::string>(kBudget, "Mono Check"));
     EXPECT_EQ(openCVCalls().waits, std::vector<int>(kBudget, 1));
     clearOpenCV();
     runOn(phase_, displays, settings);
-    EXPECT_EQ(windows(), std::vector<std::string>(kBudget, "Phase Check"));
+    EXPECT_EQ(windowsShown(), std::vector<std::string>(kBudget, "Phase Check"));
     EXPECT_EQ(openCVCalls().waits, std::vector<int>(kBudget, 1));
     EXPECT_EQ(openCVCalls().imagesReleased, openCVCalls().imagesMade);
   }
@@ -69,7 +61,7 @@ TEST_F(AudioWindows, NothingElseIsShownAndNothingUnlessAskedFor) {
     runOn(check, QADisplays::nowhere, "QATesterVisual=1\n");
     runOn(check, QADisplays::pictures);
   }
-  EXPECT_EQ(windows(), std::vector<std::string>());
+  EXPECT_EQ(windowsShown(), std::vector<std::string>());
   EXPECT_EQ(openCVCalls().waits, std::vector<int>());
 }
 
@@ -91,7 +83,7 @@ TEST_F(AudioWindows, WindowThatThrowsOrIsMissingDoesNotDisturbTheCheck) {
     {
       const WindowSystem system(WindowSystem::State::missing);
       EXPECT_EQ(runOn(check, QADisplays::windows), expected);
-      EXPECT_EQ(windows(), std::vector<std::string>());
+      EXPECT_EQ(windowsShown(), std::vector<std::string>());
     }
     const WindowSystem system(WindowSystem::State::available);
     letShowingThrow();

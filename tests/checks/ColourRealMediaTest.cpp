@@ -11,6 +11,7 @@
 
 #include "checks/ColourChecks.h"
 #include "media/Reference.h"
+#include "support/MediaFolder.h"
 
 namespace {
 
@@ -109,16 +110,7 @@ Expected expectedOf(const std::string& file) {
 }
 
 std::vector<std::string> mediaFiles() {
-  std::vector<std::string> files;
-  if (std::filesystem::is_directory(kFolder)) {
-    for (const auto& entry : std::filesystem::directory_iterator(kFolder)) {
-      if (entry.path().extension() != ".md") {
-        files.push_back(entry.path().filename().string());
-      }
-    }
-  }
-  std::sort(files.begin(), files.end());
-  return files;
+  return qatest::mediaFilesIn(kFolder);
 }
 
 template <typename Check>

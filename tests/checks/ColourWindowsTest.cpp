@@ -30,16 +30,8 @@ class ColourWindows : public testing::Test {
     return check<Check>(tester);
   }
 
-  static std::vector<std::string> windows() {
-    std::vector<std::string> names;
-    for (const Shown& shown : openCVCalls().shown) {
-      names.push_back(shown.window);
-    }
-    return names;
-  }
-
   static void expectNothingShown() {
-    EXPECT_EQ(windows(), std::vector<std::string>());
+    EXPECT_EQ(windowsShown(), std::vector<std::string>());
     EXPECT_EQ(openCVCalls().waits, std::vector<int>());
   }
 
@@ -53,7 +45,7 @@ const std::vector<std::string> kDiamonds(kFrames, "Diamond Display");
 TEST_F(ColourWindows, ChromaShowsEachFrameAndLetsTheWindowRepaint) {
   const WindowSystem system(WindowSystem::State::available);
   runOn<ChromaCheck>(QADisplays::windows);
-  EXPECT_EQ(windows(), kDiamonds);
+  EXPECT_EQ(windowsShown(), kDiamonds);
   EXPECT_EQ(openCVCalls().waits, std::vector<int>(kFrames, 1));
   EXPECT_EQ(openCVCalls().windowsDestroyed, 1);
 }
@@ -61,7 +53,7 @@ TEST_F(ColourWindows, ChromaShowsEachFrameAndLetsTheWindowRepaint) {
 TEST_F(ColourWindows, GamutShowsTwoDisplaysAFrameAndThenLetsThemRepaint) {
   const WindowSystem system(WindowSystem::State::available);
   runOn<GamutCheck>(QADisplays::windows);
-  EXPECT_EQ(windows(),
+  EXPECT_EQ(windowsShown(),
             (std::vector<std::string>{"CIE1931 Display", "YCbCr Display", "CIE1931 Display",
                                       "YCbCr Display", "CIE1931 Display", "YCbCr Display"}));
   EXPECT_EQ(openCVCalls().waits, std::vector<int>(kFrames, 1));
@@ -71,7 +63,7 @@ TEST_F(ColourWindows, GamutShowsTwoDisplaysAFrameAndThenLetsThemRepaint) {
 TEST_F(ColourWindows, SettingsDecideUnlessToldOtherwise) {
   const WindowSystem system(WindowSystem::State::available);
   runOn<ChromaCheck>(QADisplays::asSet, "QATesterVisual=1\n");
-  EXPECT_EQ(windows(), kDiamonds);
+  EXPECT_EQ(windowsShown(), kDiamonds);
   clearOpenCV();
   runOn<ChromaCheck>(QADisplays::asSet, "QATesterVisual=0\n");
   expectNothingShown();

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "checks/EarlyReturns.h"
 #include "checks/video/FieldDominance.h"
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
@@ -320,37 +321,11 @@ TEST(FieldDominanceCheck, ClassifiesWhatCameBeforeADecoderStalled) {
   EXPECT_EQ(figureOf(tester, "interlaced"), came) << "and not what was asked for";
 }
 
-struct EarlyReturn {
-  const char* name;
-  ClipSpec spec;
-  std::string fileName;
-  std::string logged;
-  std::vector<std::string> messages;
-  int failures;
-};
-
 TEST(FieldDominanceCheck, ThatCannotRunReturnsAllZero) {
-  const std::vector<EarlyReturn> cases = {
-      {"missing file", {}, "", "QAFieldDominance: Failed to load file...\n", {}, 0},
-      {"no video",
-       {.audio = audioStreams(1)},
-       "clip.wav",
-       "QAFieldDominance: Buffering...\nQAFieldDominance: No video stream.\n",
-       {"QAFieldDominance: No video stream."},
-       0},
-      {"other pixel format",
-       {.video = {proRes(5)}},
-       "clip.mov",
-       "QAFieldDominance: Buffering...\nQAFieldDominance: Detected Other\n",
-       {},
-       1},
-  };
-  for (const EarlyReturn& c : cases) {
+  for (const EarlyReturn& c : earlyReturns("QAFieldDominance")) {
     SCOPED_TRACE(c.name);
     const TempDir folder;
-    LoggedTester tester(
-        c.fileName.empty() ? folder.file("none.mov") : makeClip(folder, c.fileName, c.spec),
-        untilReady());
+    LoggedTester tester(c.makeIn(folder), untilReady());
     const QA_FieldDominance result = check(tester);
     EXPECT_EQ(result.frameType, kUnknown);
     EXPECT_EQ(result.fieldType, kNoField);

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "checks/EarlyReturns.h"
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
 #include "support/LoggedTester.h"
@@ -175,35 +176,10 @@ TEST(FrameRateCheck, FramesThatNeverComePullTheMeanDown) {
   EXPECT_EQ(result.measuredFps, expectedRate(0, 25.0, came, 100));
 }
 
-struct EarlyReturn {
-  const char* name;
-  ClipSpec spec;
-  std::string fileName;
-  std::string logged;
-  std::vector<std::string> messages;
-  int failures;
-};
-
 TEST(FrameRateCheck, ThatCannotRunReturnsAllZero) {
-  const std::vector<EarlyReturn> cases = {
-      {"missing file", {}, "", "QAFramerate: Failed to load file...\n", {}, 0},
-      {"no video",
-       {.audio = qatest::audioStreams(1)},
-       "clip.wav",
-       "QAFramerate: Buffering...\nQAFramerate: No video stream.\n",
-       {"QAFramerate: No video stream."},
-       0},
-      {"other pixel format",
-       {.video = {qatest::proRes(5)}},
-       "clip.mov",
-       "QAFramerate: Buffering...\nQAFramerate: Detected Other\n",
-       {},
-       1},
-  };
-  for (const EarlyReturn& c : cases) {
+  for (const qatest::EarlyReturn& c : qatest::earlyReturns("QAFramerate")) {
     const TempDir folder;
-    LoggedTester tester(c.fileName.empty() ? folder.file("none.mov")
-                                           : qatest::makeClip(folder, c.fileName, c.spec));
+    LoggedTester tester(c.makeIn(folder));
     const QA_FrameRate result = check(tester);
     EXPECT_FALSE(result.passed) << c.name;
     EXPECT_EQ(result.declaredFps, 0.0F) << c.name;

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "checks/PictureChecks.h"
+#include "support/MediaFolder.h"
 
 namespace {
 
@@ -18,16 +19,7 @@ const std::filesystem::path kFolder = QATESTER_MEDIA_DIR;
 constexpr int kBudget = 5;
 
 std::vector<std::string> mediaFiles() {
-  std::vector<std::string> files;
-  if (std::filesystem::is_directory(kFolder)) {
-    for (const auto& entry : std::filesystem::directory_iterator(kFolder)) {
-      if (entry.path().extension() != ".md") {
-        files.push_back(entry.path().filename().string());
-      }
-    }
-  }
-  std::sort(files.begin(), files.end());
-  return files;
+  return qatest::mediaFilesIn(kFolder);
 }
 
 TEST(PictureRealMediaFolder, HoldsPicturesToMeasure) {

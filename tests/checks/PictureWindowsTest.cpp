@@ -1,15 +1,14 @@
 // The displays of the checks that measure converted pictures, in windows and in picture files.
 
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <utility>
 
 #include "checks/PictureChecks.h"
 #include "visual/OpenCVDouble.h"
+#include "visual/PngFile.h"
 
 namespace {
 
@@ -20,20 +19,6 @@ constexpr const char* kPercents = "Percent of Tearing and Differencing";
 constexpr const char* kChange = "Video Change";
 
 constexpr int kBudget = 12;
-
-/// What a PNG file holds.
-Pixels readPng(const std::string& path) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&image, path.c_str()) == 0) {
-    ADD_FAILURE() << path << ": " << image.message;
-    return {};
-  }
-  image.format = PNG_FORMAT_BGR;
-  std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(image));
-  png_image_finish_read(&image, nullptr, bytes.data(), 0, nullptr);
-  return {static_cast<int>(image.width), static_cast<int>(image.height), bytes};
-}
 
 struct Display {
   std::string window;
@@ -128,14 +113,6 @@ class PictureWindows : public testing::Test {
 
   std::string pictures() const { return folder_.file("pictures"); }
 
-  static std::vector<std::string> windows() {
-    std::vector<std::string> names;
-    for (const Shown& shown : openCVCalls().shown) {
-      names.push_back(shown.window);
-    }
-    return names;
-  }
-
   static void expectShown(const std::vector<Display>& expected) {
     ASSERT_EQ(openCVCalls().shown.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -228,7 +205,7 @@ TEST_F(PictureWindows, PictureFilesHoldTheSame) {
     expectPictureFiles(check == &tearing_ ? expectedTearingDisplays(footage)
                                           : expectedTransitionDisplays(footage));
   }
-  EXPECT_EQ(windows(), std::vector<std::string>());
+  EXPECT_EQ(windowsShown(), std::vector<std::string>());
   EXPECT_EQ(openCVCalls().waits, std::vector<int>());
   EXPECT_EQ(openCVCalls().windowsDestroyed, 0);
 }
@@ -240,7 +217,7 @@ TEST_F(PictureWindows, PulldownShowsNothing) {
   EXPECT_EQ(openCVCalls().windowsDestroyed, 2);
   runOn(clip(), pulldown_, QADisplays::pictures);
   EXPECT_FALSE(std::filesystem::exists(pictures()));
-  EXPECT_EQ(windows(), std::vector<std::string>());
+  EXPECT_EQ(windowsShown(), std::vector<std::string>());
   EXPECT_EQ(openCVCalls().waits, std::vector<int>());
   EXPECT_EQ(openCVCalls().imagesMade, 0);
 }
@@ -252,12 +229,12 @@ TEST_F(PictureWindows, SettingsDecideUnlessToldOtherwise) {
     SCOPED_TRACE(check->tag);
     clearOpenCV();
     runOn(file, *check, QADisplays::asSet, "QATesterVisual=1\n");
-    EXPECT_EQ(windows().size(), check == &tearing_ ? 2U * (kBudget - 1) : kBudget);
+    EXPECT_EQ(windowsShown().size(), check == &tearing_ ? 2U * (kBudget - 1) : kBudget);
     clearOpenCV();
     const std::vector<double> result = runOn(file, *check, QADisplays::asSet);
     EXPECT_EQ(runOn(file, *check, QADisplays::asSet, "QATesterVisual=0\n"), result);
     EXPECT_EQ(runOn(file, *check, QADisplays::nowhere, "QATesterVisual=1\n"), result);
-    EXPECT_EQ(windows(), std::vector<std::string>());
+    EXPECT_EQ(windowsShown(), std::vector<std::string>());
     EXPECT_EQ(openCVCalls().waits, std::vector<int>());
     EXPECT_EQ(openCVCalls().imagesMade, 0) << "nothing is drawn";
     EXPECT_EQ(openCVCalls().windowsDestroyed, 2) << "but with nowhere to show, windows are closed";
@@ -273,7 +250,7 @@ TEST_F(PictureWindows, TroubleWithWindowsDoesNotDisturbTheCheck) {
       const WindowSystem system(state);
       clearOpenCV();
       EXPECT_EQ(runOn(file, *check, QADisplays::windows), expected);
-      EXPECT_EQ(windows(), std::vector<std::string>());
+      EXPECT_EQ(windowsShown(), std::vector<std::string>());
     }
     const WindowSystem system(WindowSystem::State::available);
     letShowingThrow();
@@ -289,7 +266,7 @@ TEST_F(PictureWindows, CanvasThatCannotBeMadeIsNotShown) {
   clearOpenCV();
   failToMakeImages(1);
   EXPECT_EQ(runOn(file, transitions_, QADisplays::windows), expected);
-  EXPECT_EQ(windows(), std::vector<std::string>());
+  EXPECT_EQ(windowsShown(), std::vector<std::string>());
 }
 
 }  // namespace

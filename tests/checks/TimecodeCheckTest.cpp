@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "checks/EarlyReturns.h"
 #include "checks/video/Timecode.h"
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
@@ -193,37 +194,11 @@ TEST(TimecodeCheck, IsTrueAlsoWhenTheFramesEndWithAHundredAndOneMisses) {
   EXPECT_NE(tester.logged().find("QATransition: Stopping Test...\n"), std::string::npos);
 }
 
-struct EarlyReturn {
-  const char* name;
-  ClipSpec spec;
-  std::string fileName;
-  std::string logged;
-  std::vector<std::string> messages;
-  int failures;
-};
-
 TEST(TimecodeCheck, ThatCannotRunReturnsFalse) {
-  const std::vector<EarlyReturn> cases = {
-      {"missing file", {}, "", "QATimecode: Failed to load file...\n", {}, 0},
-      {"no video",
-       {.audio = audioStreams(1)},
-       "clip.wav",
-       "QATimecode: Buffering...\nQATimecode: No video stream.\n",
-       {"QATimecode: No video stream."},
-       0},
-      {"other pixel format",
-       {.video = {proRes(5)}},
-       "clip.mov",
-       "QATimecode: Buffering...\nQATimecode: Detected Other\n",
-       {},
-       1},
-  };
-  for (const EarlyReturn& c : cases) {
+  for (const EarlyReturn& c : earlyReturns("QATimecode")) {
     SCOPED_TRACE(c.name);
     const TempDir folder;
-    LoggedTester tester(
-        c.fileName.empty() ? folder.file("none.mov") : makeClip(folder, c.fileName, c.spec),
-        unseen(untilReady()));
+    LoggedTester tester(c.makeIn(folder), unseen(untilReady()));
     EXPECT_FALSE(check(tester));
     EXPECT_EQ(tester.logged(), "QATimecode: Beginning Test.\n" + c.logged);
     EXPECT_EQ(tester.listener.messages, c.messages);

@@ -2,18 +2,17 @@
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc/imgproc_c.h>
-#include <png.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
 #include "support/LoggedTester.h"
 #include "visual/OpenCVDouble.h"
+#include "visual/PngFile.h"
 #include "visual/ReferenceDisplays.h"
 
 extern "C" {
@@ -110,16 +109,8 @@ class TimecodeWindows : public testing::Test {
     runOn(clipOfShown(), options, settings);
   }
 
-  static std::vector<std::string> windows() {
-    std::vector<std::string> names;
-    for (const Shown& shown : openCVCalls().shown) {
-      names.push_back(shown.window);
-    }
-    return names;
-  }
-
   static void expectNothingShown() {
-    EXPECT_EQ(windows(), std::vector<std::string>());
+    EXPECT_EQ(windowsShown(), std::vector<std::string>());
     EXPECT_EQ(openCVCalls().waits, std::vector<int>());
   }
 
@@ -147,7 +138,7 @@ TEST_F(TimecodeWindows, AreShownAndRepaintedWithEachFrameAndClosedAtTheEnd) {
   const WindowSystem system(WindowSystem::State::available);
   runOn(clipOfShown());
   EXPECT_EQ(count_, kFrames);
-  EXPECT_EQ(windows(), kBothOfThreeFrames);
+  EXPECT_EQ(windowsShown(), kBothOfThreeFrames);
   EXPECT_EQ(openCVCalls().waits, std::vector<int>(kFrames, 1));
   EXPECT_EQ(openCVCalls().windowsDestroyed, 1);
   EXPECT_EQ(openCVCalls().imagesReleased, openCVCalls().imagesMade);
@@ -158,12 +149,12 @@ TEST_F(TimecodeWindows, AreShownWhetherOrNotVisualisationsAreOn) {
   for (const char* settings : {"QATesterVisual=0\n", "QATesterVisual=1\n"}) {
     clearOpenCV();
     runAt(QADisplays::asSet, settings);
-    EXPECT_EQ(windows(), kBothOfThreeFrames) << settings;
+    EXPECT_EQ(windowsShown(), kBothOfThreeFrames) << settings;
     EXPECT_EQ(openCVCalls().waits, std::vector<int>(kFrames, 1)) << settings;
   }
   clearOpenCV();
   runAt(QADisplays::windows, "QATesterVisual=0\n");
-  EXPECT_EQ(windows(), kBothOfThreeFrames);
+  EXPECT_EQ(windowsShown(), kBothOfThreeFrames);
 }
 
 TEST_F(TimecodeWindows, HoldTheFramesFromTheFirstOnAndTheirTimecodes) {
@@ -237,7 +228,7 @@ TEST_F(TimecodeWindows, ThatCannotBeShownDoNotDisturbTheCheck) {
   letShowingThrow();
   runOn(clipOfShown());
   EXPECT_EQ(count_, kFrames);
-  EXPECT_EQ(windows(), kBothOfThreeFrames);
+  EXPECT_EQ(windowsShown(), kBothOfThreeFrames);
   EXPECT_EQ(openCVCalls().imagesReleased, openCVCalls().imagesMade);
 }
 
@@ -246,20 +237,6 @@ TEST_F(TimecodeWindows, OfAFileOfLessThanASecondAreNone) {
   runOn(ffv1(20));
   expectNothingShown();
   EXPECT_EQ(openCVCalls().windowsDestroyed, 1) << "all windows are closed at the end all the same";
-}
-
-/// What a PNG file holds.
-Pixels readPng(const std::string& path) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&image, path.c_str()) == 0) {
-    ADD_FAILURE() << path << ": " << image.message;
-    return {};
-  }
-  image.format = PNG_FORMAT_BGR;
-  std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(image));
-  png_image_finish_read(&image, nullptr, bytes.data(), 0, nullptr);
-  return {static_cast<int>(image.width), static_cast<int>(image.height), bytes};
 }
 
 TEST_F(TimecodeWindows, BecomePictureFilesIfAskedFor) {

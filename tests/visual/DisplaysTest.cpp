@@ -1,7 +1,6 @@
 #include "visual/Displays.h"
 
 #include <gtest/gtest.h>
-#include <png.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -12,13 +11,13 @@
 #include <iterator>
 #include <limits>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "support/FakeSleep.h"
 #include "support/TempDir.h"
 #include "visual/OpenCVDouble.h"
 #include "visual/PictureFile.h"
+#include "visual/PngFile.h"
 
 namespace {
 
@@ -38,23 +37,6 @@ UniqueImage patternedCanvas(int width = 105, int height = 26) {
     canvas->imageData[i] = static_cast<char>(i * 37 + i / 256);
   }
   return canvas;
-}
-
-/// What a PNG file holds.
-qatest::Pixels readPng(const std::string& path) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&image, path.c_str()) == 0) {
-    ADD_FAILURE() << path << ": " << image.message;
-    return {};
-  }
-  image.format = PNG_FORMAT_RGB;
-  std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(image));
-  png_image_finish_read(&image, nullptr, bytes.data(), 0, nullptr);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    std::swap(bytes[i], bytes[i + 2]);
-  }
-  return {static_cast<int>(image.width), static_cast<int>(image.height), bytes};
 }
 
 std::vector<std::string> namesIn(const fs::path& folder) {
@@ -197,7 +179,9 @@ TEST_F(DisplaysTest, PicturesAreWrittenPixelByPixel) {
   displays.repaint();
   displays.close();
   EXPECT_EQ(namesIn(folder.path()), std::vector<std::string>{"Diamond-Display-00042.png"});
-  EXPECT_EQ(difference(readPng(folder.file("Diamond-Display-00042.png")), pixelsOf(*canvas_)), "");
+  EXPECT_EQ(
+      difference(qatest::readPng(folder.file("Diamond-Display-00042.png")), pixelsOf(*canvas_)),
+      "");
   expectNoWindowFunctionCalled();
   EXPECT_TRUE(problems_.empty());
 }
@@ -237,9 +221,9 @@ TEST_F(DisplaysTest, APictureReplacesTheOneThatWasThere) {
   qatest::writeFile(file, std::string(1000000, 'x'));
   Displays displays = make(QADisplays::pictures, true, folder.path());
   displays.show("Diamond Display", 0, canvas_.get());
-  EXPECT_EQ(difference(readPng(file), pixelsOf(*canvas_)), "");
+  EXPECT_EQ(difference(qatest::readPng(file), pixelsOf(*canvas_)), "");
   displays.show("Diamond Display", 0, plainCanvas(3, 2, 9).get());
-  EXPECT_EQ(difference(readPng(file), pixelsOf(*plainCanvas(3, 2, 9))), "");
+  EXPECT_EQ(difference(qatest::readPng(file), pixelsOf(*plainCanvas(3, 2, 9))), "");
   EXPECT_EQ(namesIn(folder.path()).size(), 1U);
 }
 

@@ -79,6 +79,14 @@ const OpenCVCalls& openCVCalls() {
   return calls;
 }
 
+std::vector<std::string> windowsShown() {
+  std::vector<std::string> names;
+  for (const Shown& shown : calls.shown) {
+    names.push_back(shown.window);
+  }
+  return names;
+}
+
 void clearOpenCV() {
   calls = {};
   showingThrows = false;

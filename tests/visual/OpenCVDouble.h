@@ -24,6 +24,9 @@ struct OpenCVCalls {
 };
 const OpenCVCalls& openCVCalls();
 
+/// The windows of what was shown, in order.
+std::vector<std::string> windowsShown();
+
 /// Forgets all calls and troubles.
 void clearOpenCV();
 

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <algorithm>
-
 #include "support/Process.h"
 #include "visual/Blocks.h"
 #include "visual/Pictures.h"
