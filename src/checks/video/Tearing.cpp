@@ -57,23 +57,27 @@ Added TearingMeasurement::add(int index, const DecodedPicture& picture) {
   // Pictures of different sizes cannot be compared: the second is like a first one.
   const bool comparable =
       hasGradient_ && gradient_.width() == width && gradient_.height() == height;
-  if (!comparable) {
-    gradient_.resize(width, height);
-  } else if (context_.displays.wanted()) {
+  if (comparable && context_.displays.wanted()) {
     gradientBefore_ = gradient_;
   }
   int64_t strong = 0;
-  hasGradient_ = makeGreyRows(
+  const bool converted = makeGreyRows(
       picture, [&](int first, int count) { return placeForRows(width, first, count); },
       [&](int first, int count) {
+        if (first == 0) {
+          // Of a picture that cannot be converted nothing is left: the last one stays.
+          gradient_.resize(width, height);
+          hasGradient_ = false;
+        }
         // The differences of the last row above, and of all rows but the last one.
         const int above = first > 0 ? 1 : 0;
         const uint8_t* row = grey_.data() + (above == 0 ? width : 0);
         strong += changeGradient(row, count - 1 + above, width, gradient_.row(first - above));
       });
-  if (!hasGradient_) {
+  if (!converted) {
     return Added::unconvertible;
   }
+  hasGradient_ = true;
   if (comparable) {
     const int percent = percentOfPixels(strong, width, height);
     sum_ += percent;

@@ -38,12 +38,11 @@ void TransitionMeasurement::begin(float, int budget) {
 
 Added TransitionMeasurement::add(int index, const DecodedPicture& picture) {
   // Pictures of different sizes have no relation: the second is like a first one.
-  if (known_ > 0 && (middle_.width() != picture.width() || middle_.height() != picture.height())) {
-    known_ = 0;
-  }
+  const int known =
+      middle_.width() == picture.width() && middle_.height() == picture.height() ? known_ : 0;
   float sum = 0.0F;
   const bool converted = makeGrey(picture, current_, [&](int first, int count) {
-    if (known_ == 2) {
+    if (known == 2) {
       const auto pixels = static_cast<std::size_t>(current_.row(count) - current_.row(0));
       sum = addRelations(sum, middle_.row(first), before_.row(first), current_.row(first), pixels);
     }
@@ -51,7 +50,7 @@ Added TransitionMeasurement::add(int index, const DecodedPicture& picture) {
   if (!converted) {
     return Added::unconvertible;
   }
-  if (known_ == 2) {
+  if (known == 2) {
     const int level = levelOf(meanRelation(sum, current_.width(), current_.height()));
     if (counter_.add(level)) {
       times_.push_back(picture.yuv().time);
@@ -66,7 +65,7 @@ Added TransitionMeasurement::add(int index, const DecodedPicture& picture) {
   }
   std::swap(before_, middle_);
   std::swap(middle_, current_);
-  known_ = std::min(known_ + 1, 2);
+  known_ = std::min(known + 1, 2);
   return Added::measured;
 }
 
