@@ -20,8 +20,8 @@ using qatester::DecodedPicture;
 
 constexpr int kFrames = 6;
 
-/// Gives a measurement the pictures of a clip; before each of them one of another size that there is
-/// no converting, if `interrupted`.
+/// Gives a measurement the pictures of a clip; before each of them one of another size that there
+/// is no converting, if `interrupted`.
 template <typename Measurement>
 void feed(Measurement& measurement, const std::string& file, bool interrupted) {
   OxWrap wrap(file, {QAPauses::untilReady, {}});
