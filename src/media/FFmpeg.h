@@ -45,8 +45,9 @@ class ScopedPacket {
   AVPacket packet_;
 };
 
-/// Opens a local file. Returns 0, or a negative error code with `*container` null. `interrupt` may
-/// hold no callback. FFmpeg's own logging is silenced for the whole process.
+/// Opens a local file, and never another one that it names. Returns 0, or a negative error code
+/// with `*container` null. `interrupt` may hold no callback. FFmpeg's own logging is silenced for
+/// the whole process.
 int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
                   AVFormatContext** container);
 
