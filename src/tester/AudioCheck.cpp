@@ -73,17 +73,26 @@ class AudioRun {
     }
     plan_.channels = std::max(0, streams_.front()->getNumberOfChannels());
     skipSlate();
-    measure();
+    try {
+      measure();
+    } catch (...) {
+      closeWindows();
+      throw;
+    }
     if (profile_.logsBuffering) {
       log("Stopping Test...");
     }
     wrap.stopBuffering();
-    if (profile_.closesWindows) {
-      context_.displays.close();
-    }
+    closeWindows();
     guarded([&] { measurement_.conclude(); });
     log(profile_.complete);
     return true;
+  }
+
+  void closeWindows() const {
+    if (profile_.closesWindows) {
+      context_.displays.close();
+    }
   }
 
   bool acceptsSetup() {

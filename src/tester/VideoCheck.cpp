@@ -73,17 +73,26 @@ class VideoRun {
       return false;
     }
     prepare(*video);
-    measure(*video);
+    try {
+      measure(*video);
+    } catch (...) {
+      closeWindows();
+      throw;
+    }
     context_.log(std::string(profile_.stopTag != nullptr ? profile_.stopTag : profile_.tag) +
                  ": Stopping Test...");
     wrap.stopBuffering();
-    if (profile_.closesWindows) {
-      context_.displays.close();
-    }
+    closeWindows();
     if (profile_.logsCompletion) {
       log(": Test Complete.");
     }
     return true;
+  }
+
+  void closeWindows() const {
+    if (profile_.closesWindows) {
+      context_.displays.close();
+    }
   }
 
   /// Audio queues that nobody drains would fill up and hold the pictures back.
