@@ -38,12 +38,16 @@ int writeAll(int fd, std::string_view text) {
   return 0;
 }
 
-std::string printable(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
-      c = '?';
-    }
+std::string printable(std::string_view text, std::string_view kept) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    // The second set of controls, in UTF-8: terminals obey these as well.
+    const bool beginsLateControl = byte == 0xc2 && i + 1 < text.size() &&
+                                   static_cast<unsigned char>(text[i + 1]) - 0x80U < 0x20U;
+    const bool control = byte < 0x20 || byte == 0x7f || beginsLateControl;
+    result += control && kept.find(text[i]) == std::string_view::npos ? '?' : text[i];
+    i += beginsLateControl ? 1 : 0;
   }
   return result;
 }

@@ -9,8 +9,8 @@ namespace cli {
 int writeAll(int fd, std::string_view text);
 
 /// Control characters made visible, so that a file's name takes one line and no liberties with a
-/// terminal.
-std::string printable(std::string_view text);
+/// terminal. Those in `kept` stay.
+std::string printable(std::string_view text, std::string_view kept = {});
 
 /// Standard output or standard error.
 class Output {

@@ -85,6 +85,13 @@ ReportFile::ReportFile(const std::string& target) : target_(target) {
     if (errno != ENOENT) {
       fail(errno);
     }
+    std::error_code none;
+    if (std::filesystem::is_symlink(target, none)) {
+      // Through a link that leads nowhere yet, as a plain write would go, if the system lets one.
+      ::close(checked(::open(target.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)));
+      target_ = std::filesystem::canonical(target).string();
+      ::unlink(target_.c_str());
+    }
     makeTemporary();
     return;
   }

@@ -277,7 +277,7 @@ class Run {
     outputFailed_ = outputFailed_ || outputTrouble;
     if (options_.verbose) {
       bar_.clear();
-      err_.write(line);
+      err_.write(printable(line, "\t\n"));
     } else if (outputTrouble || startsWith(message, kSettingsTrouble)) {
       message.pop_back();
       complainOnce(message);

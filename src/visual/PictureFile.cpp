@@ -43,7 +43,8 @@ std::vector<uint8_t> encode(const IplImage& canvas, std::string& problem) {
   return bytes;
 }
 
-/// Writes all bytes to a file that must not be there yet; 0 or an error number.
+/// Writes all bytes to a file that must not be there yet. 0 or an error number, in which case it is
+/// not there, or somebody else's.
 int writeNewFile(const std::string& path, const std::vector<uint8_t>& bytes) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (file < 0) {
@@ -61,13 +62,25 @@ int writeNewFile(const std::string& path, const std::vector<uint8_t>& bytes) {
   if (close(file) != 0 && error == 0) {
     error = errno;
   }
+  if (error != 0) {
+    unlink(path.c_str());
+  }
   return error;
 }
 
-/// A name beside `path` that nobody else writes to.
-std::string temporaryNameFor(const std::string& path) {
+constexpr int kMaxNameAttempts = 100;
+
+/// Writes all bytes to a new file beside `path` and sets `name` to its name. 0 or an error number,
+/// in which case there is no such file.
+int writeTemporary(const std::string& path, const std::vector<uint8_t>& bytes, std::string& name) {
   static std::atomic<unsigned> number{0};
-  return path + "." + std::to_string(getpid()) + "-" + std::to_string(number++) + ".tmp";
+  int error = EEXIST;
+  // What somebody else has put there is neither followed nor touched.
+  for (int attempt = 0; attempt < kMaxNameAttempts && error == EEXIST; ++attempt) {
+    name = path + "." + std::to_string(getpid()) + "-" + std::to_string(number++) + ".tmp";
+    error = writeNewFile(name, bytes);
+  }
+  return error;
 }
 
 }  // namespace
@@ -98,16 +111,13 @@ std::string writePicture(const std::string& path, const IplImage& canvas) {
   if (bytes.empty()) {
     return failure(problem);
   }
-  const std::string temporary = temporaryNameFor(path);
-  int reason = writeNewFile(temporary, bytes);
+  std::string temporary;
+  int reason = writeTemporary(path, bytes, temporary);
   if (reason == 0 && std::rename(temporary.c_str(), path.c_str()) != 0) {
     reason = errno;
-  }
-  if (reason != 0) {
     unlink(temporary.c_str());
-    return failure(reasonOf(reason));
   }
-  return "";
+  return reason != 0 ? failure(reasonOf(reason)) : "";
 }
 
 }  // namespace qatester
