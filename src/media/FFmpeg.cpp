@@ -171,6 +171,7 @@ void ScopedPacket::release() {
 int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
                   AVFormatContext** container) {
   av_log_set_level(AV_LOG_PANIC);
+  const std::string url = "file:" + path;
   *container = avformat_alloc_context();
   if (*container == nullptr) {
     return AVERROR(ENOMEM);
@@ -184,7 +185,7 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
   // list, but not the function.
   int result = av_dict_set(&options, kProtocols, "none", 0);
   if (result >= 0) {
-    result = avformat_open_input(container, ("file:" + path).c_str(), nullptr, &options);
+    result = avformat_open_input(container, url.c_str(), nullptr, &options);
   } else {
     closeContainer(container);
   }

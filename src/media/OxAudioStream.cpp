@@ -32,6 +32,15 @@ uint8_t* allocateBlock(std::size_t bytes) {
 
 OxAudioStream::OxAudioStream(AVFormatContext* formatContext, int streamIndex)
     : formatContext(formatContext), streamIndex(streamIndex) {
+  try {
+    open();
+  } catch (...) {
+    release();
+    throw;
+  }
+}
+
+void OxAudioStream::open() {
   stream = ffmpeg::openStreamDecoder(formatContext, streamIndex, AVMEDIA_TYPE_AUDIO, &codec,
                                      &codecContext);
   if (stream == nullptr) {
@@ -45,6 +54,10 @@ OxAudioStream::OxAudioStream(AVFormatContext* formatContext, int streamIndex)
 }
 
 OxAudioStream::~OxAudioStream() {
+  release();
+}
+
+void OxAudioStream::release() {
   ffmpeg::freeDecoder(&codecContext);
   av_packet_unref(&audioPacket);
   if (packetQueue != nullptr) {

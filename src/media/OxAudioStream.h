@@ -85,6 +85,8 @@ class QATESTER_API OxAudioStream {
   double audioClock = 0.0;            ///< seconds
 
  private:
+  void open();
+  void release();
   int decodeFromPacketStart(int* outputSize);
 
   /// Calls until the packet is used up; 0 before its first.

@@ -12,6 +12,7 @@
 #include "media/BufferControl.h"
 #include "media/FFmpeg.h"
 #include "media/PacketQueue.h"
+#include "media/ReleasePicture.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -85,6 +86,15 @@ OxVideoStream::OxVideoStream(AVFormatContext* formatContext, int streamIndex,
       streamIndex(streamIndex),
       control_(std::move(control)),
       scaling_(std::make_unique<Scaling>()) {
+  try {
+    open();
+  } catch (...) {
+    release();
+    throw;
+  }
+}
+
+void OxVideoStream::open() {
   AVStream* candidate = ffmpeg::openStreamDecoder(formatContext, streamIndex, AVMEDIA_TYPE_VIDEO,
                                                   &codec, &codecContext);
   if (candidate == nullptr) {
@@ -100,6 +110,10 @@ OxVideoStream::OxVideoStream(AVFormatContext* formatContext, int streamIndex,
 }
 
 OxVideoStream::~OxVideoStream() {
+  release();
+}
+
+void OxVideoStream::release() {
   ffmpeg::freeDecoder(&codecContext);
   av_frame_free(&picture_);
   sws_freeContext(swsContext);
@@ -267,34 +281,32 @@ bool OxVideoStream::convertInSlices(
 }
 
 OxVideoFrameRGB* OxVideoStream::getRGBFromYUV(OxVideoFrameYUV* yuv) {
-  auto* rgb = new OxVideoFrameRGB;
+  auto rgb = std::make_unique<OxVideoFrameRGB>();
   if (stream == nullptr || yuv == nullptr || !yuv->valid || yuv->frame == nullptr) {
-    return rgb;
+    return rgb.release();
   }
   const AVFrame& picture = *yuv->frame;
   const int bytes = av_image_get_buffer_size(AV_PIX_FMT_BGR24, picture.width, picture.height, 1);
   if (bytes <= 0) {
-    return rgb;
+    return rgb.release();
   }
-  rgb->buffer = static_cast<uint8_t*>(std::malloc(static_cast<std::size_t>(bytes)));
-  if (rgb->buffer == nullptr || !convert(picture, rgb->buffer)) {
-    std::free(rgb->buffer);
-    rgb->buffer = nullptr;
-    return rgb;
+  std::unique_ptr<uint8_t, decltype(&std::free)> buffer(
+      static_cast<uint8_t*>(std::malloc(static_cast<std::size_t>(bytes))), &std::free);
+  if (buffer == nullptr || !convert(picture, buffer.get())) {
+    return rgb.release();
   }
+  rgb->buffer = buffer.release();
   rgb->width = picture.width;
   rgb->height = picture.height;
   rgb->time = yuv->time;
   rgb->valid = true;
-  return rgb;
+  return rgb.release();
 }
 
 OxVideoFrameRGB OxVideoStream::getNextRGBFrame() {
   OxVideoFrameYUV yuv = getNextYUVFrame();
+  const qatester::PictureGuard guard(yuv);
   const std::unique_ptr<OxVideoFrameRGB> converted(getRGBFromYUV(&yuv));
-  if (yuv.valid && yuv.frame != nullptr) {
-    av_free(yuv.frame);
-  }
   return *converted;
 }
 

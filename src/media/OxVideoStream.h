@@ -126,6 +126,8 @@ class QATESTER_API OxVideoStream {
  private:
   struct QATESTER_LOCAL Scaling;
 
+  void open();
+  void release();
   const AVStream* declaration() const;
   bool convert(const AVFrame& picture, uint8_t* packed);
   bool prepareScaler(int width, int height, int format);

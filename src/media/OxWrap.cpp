@@ -4,6 +4,7 @@
 #include <boost/bind/bind.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -74,7 +75,9 @@ struct OxWrap::Buffering {
 
  private:
   void watch(PacketQueue* queue);
-  std::vector<PacketQueue*> queues() const;
+  /// Allocates nothing: the end is told even when memory is short.
+  template <typename Action>
+  void forEachQueue(Action action) const;
   bool isKept(int streamIndex) const;
   bool isWanted(int streamIndex) const;
   PacketQueue* liveVideoQueue(int streamIndex) const;
@@ -126,7 +129,9 @@ void OxWrap::Buffering::open(const std::string& fileName) {
       videoStream = new OxVideoStream(formatContext, i, control);
       watch(videoStream->packetQueue);
     } else if (type == AVMEDIA_TYPE_AUDIO) {
-      audioStreams.push_back(new OxAudioStream(formatContext, i));
+      auto audio = std::make_unique<OxAudioStream>(formatContext, i);
+      audioStreams.push_back(audio.get());
+      audio.release();
       watch(audioStreams.back()->packetQueue);
     }
   }
@@ -156,16 +161,16 @@ void OxWrap::Buffering::setState(int state) {
   noteChange();
 }
 
-std::vector<PacketQueue*> OxWrap::Buffering::queues() const {
-  std::vector<PacketQueue*> all;
-  if (videoStream != nullptr) {
-    all.push_back(videoStream->packetQueue);
+template <typename Action>
+void OxWrap::Buffering::forEachQueue(Action action) const {
+  if (videoStream != nullptr && videoStream->packetQueue != nullptr) {
+    action(videoStream->packetQueue);
   }
   for (const OxAudioStream* audio : audioStreams) {
-    all.push_back(audio->packetQueue);
+    if (audio->packetQueue != nullptr) {
+      action(audio->packetQueue);
+    }
   }
-  all.erase(std::remove(all.begin(), all.end(), nullptr), all.end());
-  return all;
 }
 
 bool OxWrap::Buffering::isKept(int streamIndex) const {
@@ -204,9 +209,9 @@ bool OxWrap::Buffering::hasLiveQueue() const {
 }
 
 bool OxWrap::Buffering::hasPackets() const {
-  const std::vector<PacketQueue*> all = queues();
-  return std::any_of(all.begin(), all.end(),
-                     [](const PacketQueue* queue) { return queue->nb_packets > 0; });
+  bool any = false;
+  forEachQueue([&](const PacketQueue* queue) { any = any || queue->nb_packets > 0; });
+  return any;
 }
 
 void OxWrap::Buffering::updateDemuxer() {
@@ -229,9 +234,7 @@ void OxWrap::Buffering::setSupply(PacketSupply supply) {
   supply_ = supply;
   ended = false;
   const std::lock_guard<std::mutex> routing(control->routeMutex);
-  for (PacketQueue* queue : queues()) {
-    OxPackets::packet_queue_set_supply(queue, supply);
-  }
+  forEachQueue([&](PacketQueue* queue) { OxPackets::packet_queue_set_supply(queue, supply); });
 }
 
 /// Tells the queues that the data has ended, unless the container was repositioned meanwhile.
@@ -244,9 +247,8 @@ bool OxWrap::Buffering::markEnded(unsigned seeksBeforeRead) {
     }
     supply_ = PacketSupply::ended;
     ended = true;
-    for (PacketQueue* queue : queues()) {
-      OxPackets::packet_queue_set_supply(queue, PacketSupply::ended);
-    }
+    forEachQueue(
+        [](PacketQueue* queue) { OxPackets::packet_queue_set_supply(queue, PacketSupply::ended); });
   }
   noteChange();
   return true;
@@ -376,6 +378,9 @@ void OxWrap::startBuffering() {
     bufferState = kStopped;
     buffering_->endSupply();
     return;
+  } catch (...) {
+    bufferState = kStopped;
+    throw;
   }
   buffering_->control->pauseCaller(kStartPauseSeconds, [&] {
     return !anyLiveQueue || buffering_->ended || bufferState != kBuffering ||

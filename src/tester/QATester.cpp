@@ -94,7 +94,8 @@ QATester::QATester(const char* fileName, QAListener* listener, const char* setti
           // Told even with the console output off: a picture is lost.
           options_.console(logger_->GetTimeStamp() + " " + line + "\n");
         }
-      });
+      },
+      options_.pauses == QAPauses::untilReady ? qatester::tryToMakeCanvas : qatester::makeCanvas);
   log(onOff("Visualizations:\t", visualisations));
   log(onOff("Verbose console:\t", toConsole));
   log(onOff("Verbose file:\t", toFile));

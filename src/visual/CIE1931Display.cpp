@@ -82,8 +82,8 @@ void drawCIE1931Point(IplImage& canvas, float y, float u, float v, int originX, 
         {byteOf(rgb.blue), byteOf(rgb.green), byteOf(rgb.red)});
 }
 
-UniqueCanvas drawCIE1931(OxVideoFrameYUV& frame) {
-  UniqueCanvas canvas = makeCanvas(kSide, kSide);
+UniqueCanvas drawCIE1931(OxVideoFrameYUV& frame, CanvasMaker make) {
+  UniqueCanvas canvas = make(kSide, kSide);
   if (canvas == nullptr) {
     return nullptr;
   }

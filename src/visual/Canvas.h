@@ -22,6 +22,9 @@ UniqueCanvas makeCanvas(int width, int height);
 /// The same without pausing: null at once.
 UniqueCanvas tryToMakeCanvas(int width, int height);
 
+/// Either of the two.
+using CanvasMaker = UniqueCanvas (*)(int width, int height);
+
 /// The height of the plots of sound.
 inline constexpr int kPlotRows = 256;
 

@@ -10,9 +10,9 @@ namespace qatester {
 // The displays of `Visual` on canvases of their own. Null when there is no canvas or when the
 // picture has an invalid pixel: there is nothing to show then.
 
-UniqueCanvas drawDiamond(OxVideoFrameYUV& frame);
-UniqueCanvas drawCIE1931(OxVideoFrameYUV& frame);
-UniqueCanvas drawLinearGamut(OxVideoFrameYUV& frame);
+UniqueCanvas drawDiamond(OxVideoFrameYUV& frame, CanvasMaker make = makeCanvas);
+UniqueCanvas drawCIE1931(OxVideoFrameYUV& frame, CanvasMaker make = makeCanvas);
+UniqueCanvas drawLinearGamut(OxVideoFrameYUV& frame, CanvasMaker make = makeCanvas);
 
 /// Never null: without memory it throws what OpenCV throws.
 UniqueCanvas drawColourSpace(std::pair<int, int> red, std::pair<int, int> green,

@@ -195,8 +195,8 @@ void writeLabels(IplImage& canvas) {
 
 }  // namespace
 
-UniqueCanvas drawDiamond(OxVideoFrameYUV& frame) {
-  UniqueCanvas canvas = makeCanvas(kWidth, kHeight);
+UniqueCanvas drawDiamond(OxVideoFrameYUV& frame, CanvasMaker make) {
+  UniqueCanvas canvas = make(kWidth, kHeight);
   if (canvas == nullptr) {
     return nullptr;
   }

@@ -11,8 +11,12 @@
 namespace qatester {
 
 Displays::Displays(QADisplays where, bool on, std::string folder,
-                   std::function<void(const std::string& problem)> complain)
-    : where_(where), on_(on), folder_(std::move(folder)), complain_(std::move(complain)) {}
+                   std::function<void(const std::string& problem)> complain, CanvasMaker make)
+    : where_(where),
+      on_(on),
+      folder_(std::move(folder)),
+      complain_(std::move(complain)),
+      make_(make) {}
 
 bool Displays::goToWindows() const {
   return where_ == QADisplays::asSet || where_ == QADisplays::windows;

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "visual/Canvas.h"
 #include "visual/QADisplays.h"
 #include "visual/Visual.h"
 
@@ -14,9 +15,9 @@ class Displays {
  public:
   /// `on` is whether the tester draws visualisations, `folder` where picture files go (empty: the
   /// current folder). `complain` (may be empty) is told once, in words, when a picture file cannot
-  /// be written; nothing is drawn from then on.
+  /// be written; nothing is drawn from then on. `make` makes the canvases.
   Displays(QADisplays where, bool on, std::string folder,
-           std::function<void(const std::string& problem)> complain);
+           std::function<void(const std::string& problem)> complain, CanvasMaker make = makeCanvas);
 
   /// Whether visualisations are on and there is somewhere to show them. A check draws nothing
   /// otherwise.
@@ -28,6 +29,9 @@ class Displays {
   /// Shows a canvas in the window `name`, or writes it to "NAME-00042.png" in the folder (42 being
   /// `index`, blanks in the name becoming hyphens), replacing what was there. Null shows nothing.
   void show(const std::string& name, int index, const IplImage* canvas);
+
+  /// What checks draw on.
+  CanvasMaker canvases() const { return make_; }
 
   /// Lets windows repaint (`cvWaitKey(1)`), if windows are wanted or one has been shown.
   void repaint();
@@ -42,6 +46,7 @@ class Displays {
   bool on_;
   std::string folder_;
   std::function<void(const std::string& problem)> complain_;
+  CanvasMaker make_;
   bool failed_ = false;  ///< a picture file could not be written
   bool shown_ = false;   ///< a window has been, and has not been closed
 };

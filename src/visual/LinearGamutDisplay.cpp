@@ -92,8 +92,8 @@ void paintLines(IplImage& canvas) {
 
 }  // namespace
 
-UniqueCanvas drawLinearGamut(OxVideoFrameYUV& frame) {
-  UniqueCanvas canvas = makeCanvas(kWidth, kHeight);
+UniqueCanvas drawLinearGamut(OxVideoFrameYUV& frame, CanvasMaker make) {
+  UniqueCanvas canvas = make(kWidth, kHeight);
   if (canvas == nullptr) {
     return nullptr;
   }

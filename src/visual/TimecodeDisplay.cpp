@@ -3,8 +3,8 @@
 namespace qatester {
 
 UniqueCanvas drawTimecodes(const std::string& dropFrame, const std::string& nonDropFrame,
-                           int number) {
-  UniqueCanvas canvas = makeCanvas(150, 80);
+                           int number, CanvasMaker make) {
+  UniqueCanvas canvas = make(150, 80);
   if (canvas != nullptr) {
     writeText(*canvas, dropFrame, 20, 20, kGreen);
     writeText(*canvas, nonDropFrame, 20, 40, kRed);

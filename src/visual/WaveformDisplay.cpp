@@ -67,8 +67,8 @@ void drawValues(IplImage& canvas, const uint8_t* buffer, int64_t count, Colour c
 }
 
 /// A canvas with a column a value; null without values.
-UniqueCanvas canvasFor(const OxAudioSample& block) {
-  return block.numberOfSamples != 0 ? makeCanvas(block.numberOfSamples, kPlotRows) : nullptr;
+UniqueCanvas canvasFor(const OxAudioSample& block, CanvasMaker make) {
+  return block.numberOfSamples != 0 ? make(block.numberOfSamples, kPlotRows) : nullptr;
 }
 
 void writeLegend(IplImage& canvas) {
@@ -88,8 +88,8 @@ void drawPoint(IplImage& canvas, int x, int y, Colour colour) {
   addColour(canvas, x, Stretch{kZeroLine, y}, colour);
 }
 
-UniqueCanvas drawSample(const OxAudioSample& block) {
-  UniqueCanvas canvas = canvasFor(block);
+UniqueCanvas drawSample(const OxAudioSample& block, CanvasMaker make) {
+  UniqueCanvas canvas = canvasFor(block, make);
   if (canvas == nullptr || block.buffer == nullptr) {
     return nullptr;
   }
@@ -99,8 +99,9 @@ UniqueCanvas drawSample(const OxAudioSample& block) {
   return canvas;
 }
 
-UniqueCanvas drawSamples(const OxAudioSample& first, const OxAudioSample& second) {
-  UniqueCanvas canvas = canvasFor(first);
+UniqueCanvas drawSamples(const OxAudioSample& first, const OxAudioSample& second,
+                         CanvasMaker make) {
+  UniqueCanvas canvas = canvasFor(first, make);
   if (canvas == nullptr || first.buffer == nullptr || second.buffer == nullptr) {
     return nullptr;
   }
@@ -115,8 +116,9 @@ UniqueCanvas drawSamples(const OxAudioSample& first, const OxAudioSample& second
   return canvas;
 }
 
-UniqueCanvas drawImageData(const OxVideoFrameRGB& frame) {
-  UniqueCanvas canvas(Visual::createCleanImage(frame.width, frame.height));
+UniqueCanvas drawImageData(const OxVideoFrameRGB& frame, CanvasMaker make) {
+  const bool any = frame.width != 0 && frame.height != 0;
+  UniqueCanvas canvas = any ? make(frame.width, frame.height) : nullptr;
   if (canvas == nullptr || frame.buffer == nullptr || !frame.valid) {
     return nullptr;
   }

@@ -9,13 +9,14 @@ namespace qatester {
 // The plots of `Visual` on canvases of their own. Null when there is nothing to show.
 
 /// One waveform.
-UniqueCanvas drawSample(const OxAudioSample& block);
+UniqueCanvas drawSample(const OxAudioSample& block, CanvasMaker make = makeCanvas);
 
 /// Two waveforms with a legend.
-UniqueCanvas drawSamples(const OxAudioSample& first, const OxAudioSample& second);
+UniqueCanvas drawSamples(const OxAudioSample& first, const OxAudioSample& second,
+                         CanvasMaker make = makeCanvas);
 
 /// A converted picture.
-UniqueCanvas drawImageData(const OxVideoFrameRGB& frame);
+UniqueCanvas drawImageData(const OxVideoFrameRGB& frame, CanvasMaker make = makeCanvas);
 
 /// See `Visual::plotPoint`.
 void drawPoint(IplImage& canvas, int x, int y, Colour colour);

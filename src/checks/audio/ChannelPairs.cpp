@@ -32,7 +32,9 @@ Heard PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBl
     return Heard::nothing;
   }
   if (context_.displays.wanted()) {
-    context_.displays.show(title_, cycle, drawSamples(first.samples(), second.samples()).get());
+    context_.displays.show(
+        title_, cycle,
+        drawSamples(first.samples(), second.samples(), context_.displays.canvases()).get());
     context_.displays.repaint();
   }
   OxAudioSample asFirst = first.samples();

@@ -35,7 +35,8 @@ class ChromaMeasurement : public ColourMeasurement<QA_ChromaLevel> {
       return Added::unreadable;  // reading it would write on standard output
     }
     if (context_.displays.wanted()) {
-      context_.displays.show("Diamond Display", index, drawDiamond(picture).get());
+      context_.displays.show("Diamond Display", index,
+                             drawDiamond(picture, context_.displays.canvases()).get());
       context_.displays.repaint();
     }
     level_ = MaxChannels(measured(picture, getChromaLimits), level_);

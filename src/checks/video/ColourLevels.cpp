@@ -82,8 +82,12 @@ class Workers {
     // Of this size the system keeps the stacks of all eight for the next picture.
     boost::thread::attributes attributes;
     attributes.set_stack_size(std::size_t{1} << 20);
-    threads_[started_] = boost::thread(attributes, work);
-    ++started_;
+    try {
+      threads_[started_] = boost::thread(attributes, work);
+      ++started_;
+    } catch (const boost::thread_resource_error&) {
+      work();  // the system has no thread to spare
+    }
   }
 
   void join() {

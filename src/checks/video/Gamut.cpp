@@ -40,8 +40,10 @@ class GamutMeasurement : public ColourMeasurement<QA_GamutLevel> {
       return Added::unreadableEndsCheck;
     }
     if (context_.displays.wanted()) {
-      context_.displays.show("CIE1931 Display", index, drawCIE1931(picture).get());
-      context_.displays.show("YCbCr Display", index, drawLinearGamut(picture).get());
+      context_.displays.show("CIE1931 Display", index,
+                             drawCIE1931(picture, context_.displays.canvases()).get());
+      context_.displays.show("YCbCr Display", index,
+                             drawLinearGamut(picture, context_.displays.canvases()).get());
       context_.displays.repaint();
     }
     level_ = MaxChannels(level_, measured(picture, getGamutLimits));

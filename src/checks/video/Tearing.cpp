@@ -104,7 +104,8 @@ void TearingMeasurement::show(int index, const DecodedPicture& picture, int perc
   plot_.markRed(index, kRows - 1 - std::abs(percent - previousPercent_));
   plot_.markGreen(index, percent);
 
-  const UniqueCanvas overlay = drawImageData(picture.converted().record());
+  const UniqueCanvas overlay =
+      drawImageData(picture.converted().record(), context_.displays.canvases());
   if (overlay != nullptr) {
     for (int y = 0; y < gradient_.height(); ++y) {
       const uint8_t* now = gradient_.row(y);

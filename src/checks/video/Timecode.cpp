@@ -47,11 +47,12 @@ Added TimecodeMeasurement::add(int index, const DecodedPicture& picture) {
   if (!converted.record().valid) {
     return Added::unconvertible;
   }
-  displays.show("Timecode Video", index, drawImageData(converted.record()).get());
-  displays.show(
-      "Timecodes", index,
-      drawTimecodes(getTimeCode(index, true, rate_), getTimeCode(index, false, rate_), index)
-          .get());
+  displays.show("Timecode Video", index,
+                drawImageData(converted.record(), displays.canvases()).get());
+  displays.show("Timecodes", index,
+                drawTimecodes(getTimeCode(index, true, rate_), getTimeCode(index, false, rate_),
+                              index, context_.displays.canvases())
+                    .get());
   displays.repaint();
   return Added::measured;
 }

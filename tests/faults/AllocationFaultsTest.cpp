@@ -1,0 +1,195 @@
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "faults/Checks.h"
+#include "faults/FailingAllocations.h"
+#include "support/TempDir.h"
+#include "tester/QATester.h"
+
+// Every allocation of a check fails once, FFmpeg's, OpenCV's and the standard library's among them:
+// the check must return or throw what the standard library throws, nothing may be left behind, and
+// the next check must be what it always is.
+
+namespace qatest {
+namespace {
+
+constexpr uint64_t kEachOf = 200;
+constexpr uint64_t kSamplesBehind = 60;
+constexpr unsigned kSecondsForOne = 60;
+
+/// What a run came to, if nothing failed.
+struct Answer {
+  bool measured = false;
+  int count = 0;
+  bool operator==(const Answer&) const = default;
+};
+
+class Subject {
+ public:
+  Subject(const AnyCheck& check, std::string clip, const TempDir& dir, bool drawn)
+      : check_(check), clip_(std::move(clip)), settings_(dir.file("settings")) {
+    writeFile(settings_, smallBudgets(drawn ? 2 : 5));
+    options_.pauses = QAPauses::untilReady;
+    options_.lookup = QALookup::stored;
+    options_.displays = drawn ? QADisplays::pictures : QADisplays::nowhere;
+    options_.displayFolder = dir.file("shots");
+    options_.console = [](const std::string&) {};
+    options_.outcome = [this](const QACheckOutcome& outcome) {
+      answer_ = {outcome.measured, static_cast<int>(outcome.count)};
+    };
+  }
+
+  /// Throws what the check throws.
+  Answer run() {
+    answer_ = {};
+    QATester tester(clip_.c_str(), nullptr, settings_.c_str(), nullptr, options_);
+    check_.run(tester);
+    return answer_;
+  }
+
+ private:
+  const AnyCheck& check_;
+  const std::string clip_;
+  const std::string settings_;
+  QATesterOptions options_;
+  Answer answer_;
+};
+
+/// Runs with the fault; returns what is wrong, or nothing.
+std::string troubleOf(Subject& subject, uint64_t nth, AllocationFault fault) {
+  std::string trouble;
+  startFollowing();
+  startFailing(nth, fault);
+  try {
+    subject.run();
+  } catch (const std::exception&) {
+    // Out of memory, in the words of whoever ran out of it.
+  } catch (...) {
+    trouble = "threw something that is no exception\n";
+  }
+  stopFailing();
+  for (const std::string& block : stopFollowing()) {
+    // OpenCV 4.6 loses the header of an image that it has no memory for.
+    if (block.find("cvCreateImageHeader < cvCreateImage ") == std::string::npos) {
+      trouble += "left: " + block + "\n";
+    }
+  }
+  return trouble;
+}
+
+/// A crash ends the child: where it was is in memory that both processes see.
+struct Position {
+  uint64_t nth;
+  uint64_t all;
+};
+
+/// Each of the first `eachOf` allocations, and samples of those behind them.
+int faultsOneByOne(Subject& subject, uint64_t eachOf, Position& at) {
+  // FFmpeg 5.1 closes an input twice, and crashes, when it has opened it and cannot copy the list
+  // of protocols that it was opened with.
+  spareSize(sizeof "file");
+  const Answer expected = subject.run();
+  startFailing(0, AllocationFault::once);
+  subject.run();
+  at.all = stopFailing();
+  if (!troubleOf(subject, 0, AllocationFault::once).empty()) {
+    std::fprintf(stderr, "without a fault: %s",
+                 troubleOf(subject, 0, AllocationFault::once).c_str());
+    return EXIT_FAILURE;
+  }
+
+  // With this in the environment, every one: too many for each run of the tests.
+  const bool every = std::getenv("QATESTER_EVERY_ALLOCATION") != nullptr;
+  std::set<uint64_t> points;
+  for (uint64_t n = 1; n <= (every ? at.all : std::min(eachOf, at.all)); ++n) {
+    points.insert(n);
+  }
+  for (uint64_t i = 1; i <= kSamplesBehind && at.all > eachOf; ++i) {
+    points.insert(eachOf + (at.all - eachOf) * i / kSamplesBehind);
+  }
+  int result = EXIT_SUCCESS;
+  for (const uint64_t nth : points) {
+    at.nth = nth;
+    alarm(kSecondsForOne);
+    for (const AllocationFault fault : {AllocationFault::once, AllocationFault::burst}) {
+      if (fault == AllocationFault::burst && nth % 8 != 0) {
+        continue;
+      }
+      const std::string trouble = troubleOf(subject, nth, fault);
+      if (!trouble.empty()) {
+        result = EXIT_FAILURE;
+        std::fprintf(stderr, "allocation %lu%s: %s", static_cast<unsigned long>(nth),
+                     fault == AllocationFault::once ? "" : " and 31 behind it",
+                     trouble.c_str());
+      }
+    }
+  }
+  alarm(0);
+  if (!(subject.run() == expected)) {
+    std::fprintf(stderr, "afterwards the check is not what it was\n");
+    result = EXIT_FAILURE;
+  }
+  return result;
+}
+
+void expectNoTrouble(Subject& subject, uint64_t eachOf) {
+  auto* at = static_cast<Position*>(mmap(nullptr, sizeof(Position), PROT_READ | PROT_WRITE,
+                                         MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(at, MAP_FAILED);
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(faultsOneByOne(subject, eachOf, *at));
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_FALSE(WIFSIGNALED(status))
+      << strsignal(WTERMSIG(status)) << " at allocation " << at->nth << " of " << at->all;
+  EXPECT_EQ(WEXITSTATUS(status), EXIT_SUCCESS);
+  EXPECT_GE(at->all, uint64_t{100}) << "the check allocates more than that";
+  munmap(at, sizeof(Position));
+}
+
+struct Case {
+  AnyCheck check;
+  bool drawn = false;
+};
+
+std::vector<Case> cases() {
+  std::vector<Case> all;
+  for (const AnyCheck& check : anyChecks()) {
+    all.push_back({check, false});
+    if (check.draws) {
+      all.push_back({check, true});
+    }
+  }
+  return all;
+}
+
+void PrintTo(const Case& c, std::ostream* out) {
+  *out << c.check.name << (c.drawn ? "Drawn" : "");
+}
+
+class AllocationFaults : public testing::TestWithParam<Case> {};
+
+TEST_P(AllocationFaults, NeitherCrashNorLeakNorHang) {
+  const TempDir dir;
+  const std::string clip = threeSeconds(dir);
+  Subject subject(GetParam().check, clip, dir, GetParam().drawn);
+  // With displays a check begins as it does without.
+  expectNoTrouble(subject, GetParam().drawn ? 0 : kEachOf);
+}
+
+INSTANTIATE_TEST_SUITE_P(Checks, AllocationFaults, testing::ValuesIn(cases()),
+                         testing::PrintToStringParamName());
+
+}  // namespace
+}  // namespace qatest
