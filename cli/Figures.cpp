@@ -169,7 +169,7 @@ std::string colourFigures(const std::vector<Channel>& channels, const QACheckOut
 
 bool isMeasured(const QACheckOutcome& outcome, unsigned entry) {
   const std::vector<unsigned>& left = outcome.unmeasuredEntries;
-  return std::find(left.begin(), left.end(), entry) == left.end();
+  return !std::binary_search(left.begin(), left.end(), entry);
 }
 
 std::string levelFigures(const QA_AudioLevels& record, const QACheckOutcome& outcome) {

@@ -24,6 +24,14 @@ using Bound = AudioCheckProfile::Bound;
 using Refusal = AudioCheckProfile::Refusal;
 using Streams = AudioCheckProfile::Streams;
 
+/// No decoder opens with more: whatever claims to have more has no sound, and needs no record of
+/// every channel either.
+constexpr int kMostChannels = 512;
+
+int believable(int channels) {
+  return channels > kMostChannels ? 0 : std::max(0, channels);
+}
+
 /// One run of an audio check.
 class AudioRun {
  public:
@@ -71,7 +79,7 @@ class AudioRun {
     if (profile_.refusal == Refusal::afterBuffering && !acceptsSetup()) {
       return false;
     }
-    plan_.channels = std::max(0, streams_.front()->getNumberOfChannels());
+    plan_.channels = believable(streams_.front()->getNumberOfChannels());
     skipSlate();
     try {
       measure();

@@ -51,7 +51,7 @@ struct QACheckOutcome {
   /// The stretch of sound that was measured, in seconds from the start of its stream.
   double startSeconds = 0.0;
   double endSeconds = 0.0;
-  /// Entries of `QA_AudioLevels` that no integer sample was measured into: the stream has no such
-  /// channel, or its samples have no values.
+  /// Entries of `QA_AudioLevels` that no integer sample was measured into, in ascending order: the
+  /// stream has no such channel, or its samples have no values.
   std::vector<unsigned> unmeasuredEntries;
 };

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -282,6 +283,21 @@ TEST(LevelFigures, GroupChannelsByStreamAndNameWhatWasNotMeasured) {
             "stream 1: ch 0 -20.00 to -8.00 dB, ch 1 not measured; "
             "outside: stream 0 ch 0 2.00 dB above -10 dB, stream 0 ch 1 1.00 dB above -10 dB, "
             "stream 1 ch 0 2.00 dB above -10 dB");
+}
+
+TEST(LevelFigures, OfVeryManyEntriesAreReadyAtOnce) {
+  // As many as a file can have: 512 channels of each of 1000 streams. To search all of them for
+  // each one takes minutes.
+  constexpr unsigned kEntries = 512 * 1000;
+  QACheckOutcome outcome;
+  for (unsigned entry = 0; entry < kEntries; entry += 2) {
+    outcome.unmeasuredEntries.push_back(entry);
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  for (unsigned entry = 0; entry < kEntries; ++entry) {
+    ASSERT_EQ(isMeasured(outcome, entry), entry % 2 == 1);
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 TEST(LoudnessFigures, TellSpanAndBand) {

@@ -424,6 +424,21 @@ void addSound(Table& table) {
     table["channels-" + std::to_string(channels) + ".wav"] =
         clip({.audio = {steady(0, channels, rate)}});
   }
+  // Of a codec that nobody knows, so that no decoder finds out.
+  table["channels-65535.wav"] = patched({.audio = {sound()}}, [](std::string& file) {
+    const std::size_t format = find(file, "fmt ") + 8;
+    put(file, format, 0xffff, 2);
+    put(file, format + 2, 0xffff, 2);
+  });
+  Repacking crowded;
+  crowded.stream = [](AVStream& stream) { stream.codecpar->ch_layout.nb_channels = 30000000; };
+  const Make crowd = repacked("nut", {.audio = {sound()}}, crowded);
+  table["channels-30-million.mkv"] = [=](const std::string& path) {
+    crowd(path);
+    std::string file = readFile(path);
+    file[find(file, "INT/LIT")] = 'X';
+    writeFile(path, file);
+  };
   // Instants of two channels and two bytes: a block of the library's holds 192,000 bytes.
   AudioSpec large = blocksOf(sound(), 60000);
   large.seconds = 15.0;

@@ -250,6 +250,17 @@ TEST(OddSound, OfAnyNumberOfChannelsHasALevelForEach) {
   }
 }
 
+TEST(OddSound, OfMoreChannelsThanAnyDecoderOpensWithHasNoEntryForEach) {
+  for (const char* clip : {"channels-65535.wav", "channels-30-million.mkv"}) {
+    SCOPED_TRACE(clip);
+    const TempDir dir;
+    const Answers answers = ask(dir, clip);
+    expectRow({clip, kNoVideo, "stream 0: there is no decoder for the audio"}, answers);
+    ASSERT_NE(answers.levels, nullptr);
+    EXPECT_EQ(answers.levels->count, 0U);
+  }
+}
+
 TEST(OddSound, OfStreamsWithMoreChannelsThanTheFirstFillsTheEntriesThatThereAre) {
   const TempDir dir;
   const Answers answers = ask(dir, "channels-grow.mkv");
