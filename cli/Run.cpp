@@ -8,6 +8,7 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -15,6 +16,7 @@
 #include "ExitCode.h"
 #include "Interrupt.h"
 #include "Listener.h"
+#include "OutOfMemory.h"
 #include "Output.h"
 #include "Preflight.h"
 #include "ProgressBar.h"
@@ -30,7 +32,7 @@ namespace {
 
 constexpr std::size_t kTimeStampLength = sizeof "[00:00:00] " - 1;
 constexpr const char* kSettingsTrouble = "settings: ";
-constexpr const char* kLogTrouble = "Error: Unable to open log file.";
+constexpr const char* kLogTrouble = "Error: Unable to ";
 constexpr const char* kDisplayTrouble = "displays: ";
 constexpr const char* kVisualisationsOn = "Visualizations:\ton";
 
@@ -120,6 +122,7 @@ class Run {
       return false;
     }
     interrupt_.removeAtExit(report_->temporaryName());
+    removeWithoutMemory(report_->temporaryName());
     return true;
   }
 
@@ -210,6 +213,8 @@ class Run {
     const auto begin = std::chrono::steady_clock::now();
     try {
       report.findings = check.run(tester, outcome_);
+    } catch (const std::bad_alloc&) {
+      report.findings = unmeasured(check, "out of memory");
     } catch (const std::exception& error) {
       report.findings = unmeasured(check, error.what());
     }

@@ -4,9 +4,11 @@
 
 #include <cstdio>
 #include <exception>
+#include <new>
 
 #include "ExitCode.h"
 #include "Options.h"
+#include "OutOfMemory.h"
 #include "Output.h"
 #include "Run.h"
 
@@ -34,12 +36,18 @@ int main(int argc, char** argv) {
   occupyStandardStreams();
   // A reader of the table that goes away is no reason to lose the report.
   signal(SIGPIPE, SIG_IGN);
+  // Nor is a limit on the size of files: writing then fails, and that is told.
+  signal(SIGXFSZ, SIG_IGN);
+  cli::tellOfMissingMemory();
   try {
     const auto request = cli::parseCommandLine(argc, argv);
     if (const auto* reply = std::get_if<cli::Reply>(&request)) {
       return answer(*reply);
     }
     return cli::run(std::get<cli::Options>(request));
+  } catch (const std::bad_alloc&) {
+    std::fputs("qatester: out of memory\n", stderr);
+    return cli::kTrouble;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "qatester: %s\n", error.what());
     return cli::kTrouble;

@@ -65,7 +65,10 @@ void Logger::SaveToFile(const std::string& line) {
     printToConsole(GetTimeStamp() + " Error: Unable to open log file.\n");
     return;
   }
-  file << line;
+  file << line << std::flush;
+  if (!file) {
+    printToConsole(GetTimeStamp() + " Error: Unable to write to log file.\n");
+  }
 }
 
 void Logger::printToConsole(const std::string& line) {

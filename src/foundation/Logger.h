@@ -40,7 +40,8 @@ class QATESTER_API Logger {
   /// The local wall-clock time as "[HH:MM:SS]".
   std::string GetTimeStamp();
 
-  /// Appends `line` as it stands. Does nothing when no log file is named.
+  /// Appends `line` as it stands. Does nothing when no log file is named. The console is told of a
+  /// line that could not be written, whether or not it is switched on.
   void SaveToFile(const std::string& line);
 
  private:

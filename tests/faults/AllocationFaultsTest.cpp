@@ -128,8 +128,7 @@ int faultsOneByOne(Subject& subject, uint64_t eachOf, Position& at) {
       if (!trouble.empty()) {
         result = EXIT_FAILURE;
         std::fprintf(stderr, "allocation %lu%s: %s", static_cast<unsigned long>(nth),
-                     fault == AllocationFault::once ? "" : " and 31 behind it",
-                     trouble.c_str());
+                     fault == AllocationFault::once ? "" : " and 31 behind it", trouble.c_str());
       }
     }
   }
@@ -142,8 +141,8 @@ int faultsOneByOne(Subject& subject, uint64_t eachOf, Position& at) {
 }
 
 void expectNoTrouble(Subject& subject, uint64_t eachOf) {
-  auto* at = static_cast<Position*>(mmap(nullptr, sizeof(Position), PROT_READ | PROT_WRITE,
-                                         MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  auto* at = static_cast<Position*>(
+      mmap(nullptr, sizeof(Position), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   ASSERT_NE(at, MAP_FAILED);
   const pid_t child = fork();
   if (child == 0) {

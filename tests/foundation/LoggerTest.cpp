@@ -170,6 +170,13 @@ TEST(Logger, UnopenableFileIsReportedForEachMessageEvenWithTheConsoleOff) {
             "[T] Error: Unable to open log file.\n[T] Error: Unable to open log file.\n");
 }
 
+TEST(Logger, ALineThatADiskHasNoRoomForIsReported) {
+  Logger logger("/dev/full");
+  logger.SetOutput(true, false);
+  EXPECT_EQ(withoutTimes(consoleOutputOf([&] { logger.Log("one"); })),
+            "[T] Error: Unable to write to log file.\n");
+}
+
 TEST(Logger, NextMessageTriesTheFileAgain) {
   const TempDir folder;
   const std::string name = folder.file("later/report.log");
