@@ -13,7 +13,11 @@ target_compile_options(qatester_flags INTERFACE
 target_compile_definitions(qatester_flags INTERFACE
   $<$<NOT:$<CONFIG:Release>>:_GLIBCXX_ASSERTIONS>)
 target_link_options(qatester_flags INTERFACE
-  -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--no-undefined)
+  -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+if(NOT QATESTER_SANITIZE OR NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+  # What a library built with clang's sanitizers calls is in the programs.
+  target_link_options(qatester_flags INTERFACE -Wl,--no-undefined)
+endif()
 
 if(QATESTER_SANITIZE)
   add_compile_options(-fsanitize=${QATESTER_SANITIZE} -fno-omit-frame-pointer
@@ -22,6 +26,9 @@ if(QATESTER_SANITIZE)
   # The sanitizers' own code confuses the warning, also inside headers of the standard library.
   target_compile_options(qatester_flags INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+  if(QATESTER_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+  endif()
 else()
   # The compiler of a distribution may bring a level of its own.
   target_compile_options(qatester_flags INTERFACE
