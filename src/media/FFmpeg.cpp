@@ -27,6 +27,10 @@ bool slicesAreExact(AVCodecID codec) {
   return codec == AV_CODEC_ID_DVVIDEO;
 }
 
+/// Of a picture, more than any programme has. What a file claims beyond that is not believed: a
+/// decoder would take the memory for it and conceal that the picture is missing.
+constexpr int64_t kMaxPixels = int64_t{8192} * 8192;
+
 /// Float samples that stay float: PCM, and the lossless codec that carries it.
 bool carriesFloatPcm(AVCodecID codec) {
   return codec == AV_CODEC_ID_WAVPACK ||
@@ -240,6 +244,7 @@ bool openDecoder(AVCodecContext* context, const AVCodec* decoder) {
   if (decoder == nullptr) {
     return false;
   }
+  context->max_pixels = kMaxPixels;
   context->thread_count = 1;
   if (slicesAreExact(context->codec_id)) {
     context->thread_type = FF_THREAD_SLICE;

@@ -27,12 +27,13 @@ using std::chrono::microseconds;
 // Under a sanitizer each round takes several times as long, and finds more.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int kStoppedChecks = 50;
+constexpr int kRepetitions = 3;
 #else
 constexpr int kStoppedChecks = 500;
+constexpr int kRepetitions = 10;
 #endif
 
 constexpr int kTesters = 8;
-constexpr int kRepetitions = 10;
 constexpr const char* kLogNameLine = "[T] Log File:\t\t";
 /// No check asks for more than a file of two seconds holds: with fixed pauses a block that is late
 /// is a block that is missing, and how late one may be is not what is tested here.
