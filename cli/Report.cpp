@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "Output.h"
 
@@ -118,12 +119,12 @@ ReportFile::~ReportFile() {
 void ReportFile::makeTemporary() {
   const std::filesystem::path folder = std::filesystem::path(target_).parent_path();
   for (int attempt = 0; attempt < kMaxNameAttempts; ++attempt) {
-    const std::string name =
+    std::string name =
         (folder / (".qatester-" + std::to_string(::getpid()) + "-" + std::to_string(attempt)))
             .string();
     fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd_ >= 0) {
-      temporary_ = name;
+      temporary_ = std::move(name);
       return;
     }
     if (errno != EEXIST) {

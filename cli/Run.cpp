@@ -200,6 +200,13 @@ class Run {
     return {State::notMeasured, check.zeroResult(), "", reason};
   }
 
+  /// A check that the machine, not the file, kept from its end.
+  Findings lost(const Check& check, const FileReport& file, const std::string& reason) {
+    checkLost_ = true;
+    complain(file.file + ": " + check.name + ": " + reason);
+    return unmeasured(check, reason);
+  }
+
   CheckReport runCheck(const Check& check, QATester& tester, Listener& listener, FileReport& file) {
     CheckReport report;
     report.check = &check;
@@ -214,9 +221,9 @@ class Run {
     try {
       report.findings = check.run(tester, outcome_);
     } catch (const std::bad_alloc&) {
-      report.findings = unmeasured(check, "out of memory");
+      report.findings = lost(check, file, "out of memory");
     } catch (const std::exception& error) {
-      report.findings = unmeasured(check, error.what());
+      report.findings = lost(check, file, error.what());
     }
     report.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
@@ -312,7 +319,7 @@ class Run {
     // Nobody is left to tell this to.
     const bool tableLost = tableOutput() == &err_ && err_.error() != 0;
     outputFailed_ = outputFailed_ || tableLost;
-    return exitCode(files_, outputFailed_, interrupt_.signal());
+    return exitCode(files_, outputFailed_ || checkLost_, interrupt_.signal());
   }
 
   std::string stoppedText() const {
@@ -346,6 +353,7 @@ class Run {
   /// Troubles already told: every file's tester meets them anew.
   std::set<std::string> told_;
   bool outputFailed_ = false;
+  bool checkLost_ = false;
 };
 
 }  // namespace

@@ -65,6 +65,7 @@ int scaleSlice(SwsContext* scaler, const AVFrame& picture, int first, int count,
                               picture.data[2] + chromaFirst * picture.linesize[2], nullptr};
   // The scaler counts rows from the top of the picture, which is not there.
   const auto top = reinterpret_cast<uintptr_t>(rows) - static_cast<std::size_t>(first) * stride;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer outside of the rows may not be computed.
   uint8_t* target[4] = {reinterpret_cast<uint8_t*>(top), nullptr, nullptr, nullptr};
   const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
   return sws_scale(scaler, source, picture.linesize, first, count, target, strides);

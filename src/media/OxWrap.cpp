@@ -131,7 +131,7 @@ void OxWrap::Buffering::open(const std::string& fileName) {
     } else if (type == AVMEDIA_TYPE_AUDIO) {
       auto audio = std::make_unique<OxAudioStream>(formatContext, i);
       audioStreams.push_back(audio.get());
-      audio.release();
+      static_cast<void>(audio.release());
       watch(audioStreams.back()->packetQueue);
     }
   }

@@ -24,12 +24,13 @@ using Bound = AudioCheckProfile::Bound;
 using Refusal = AudioCheckProfile::Refusal;
 using Streams = AudioCheckProfile::Streams;
 
-/// No decoder opens with more: whatever claims to have more has no sound, and needs no record of
-/// every channel either.
-constexpr int kMostChannels = 512;
+/// Channels of all streams together, far more than any file has: no decoder opens with more than
+/// 512, and a file of a few bytes may claim hundreds of millions.
+constexpr int64_t kMostChannels = 1000000;
 
-int believable(int channels) {
-  return channels > kMostChannels ? 0 : std::max(0, channels);
+/// What a record can have entries for.
+int believable(int channels, int streams) {
+  return int64_t{channels} * streams > kMostChannels ? 0 : std::max(0, channels);
 }
 
 /// One run of an audio check.
@@ -79,7 +80,7 @@ class AudioRun {
     if (profile_.refusal == Refusal::afterBuffering && !acceptsSetup()) {
       return false;
     }
-    plan_.channels = believable(streams_.front()->getNumberOfChannels());
+    plan_.channels = believable(streams_.front()->getNumberOfChannels(), plan_.streams);
     skipSlate();
     try {
       measure();

@@ -9,7 +9,7 @@
 #include "media/YUVHelper.h"
 
 // OpenCV's image, so that clients that draw nothing need no header of OpenCV.
-struct _IplImage;
+struct _IplImage;                   // NOLINT(bugprone-reserved-identifier): OpenCV's name
 typedef struct _IplImage IplImage;  // NOLINT(modernize-use-using): as OpenCV declares it
 
 /// A borrowed OpenCV image with pixels of type `Pixel`.

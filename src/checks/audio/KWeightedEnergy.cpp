@@ -35,7 +35,7 @@ constexpr int kRun = 64;
 /// The fractions of full scale of `count` values from `from` on.
 inline void toFractions(const OxAudioSample& block, int from, int count, double* fractions) {
   const float unit = unitOfFullScale(block.sampleFormat);
-  const auto convert = [&]<typename T>(const T* values) {
+  const auto convert = [&](const auto* values) {
     for (int i = 0; i < count; ++i) {
       fractions[i] = static_cast<float>(values[i]) * unit;
     }

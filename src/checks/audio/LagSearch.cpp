@@ -232,7 +232,7 @@ std::vector<bool> wrappingDistances(const int32_t* first, const int32_t* second,
       const auto value = static_cast<int32_t>(partner);
       const int32_t* const end = first + count;
       for (auto at = std::find(first, end, value); at != end; at = std::find(at + 1, end, value)) {
-        distances.resize(static_cast<std::size_t>(2 * count));
+        distances.resize(2 * static_cast<std::size_t>(count));
         distances[static_cast<std::size_t>(count + (at - first) - j)] = true;
       }
     }
@@ -306,6 +306,7 @@ BestLag searchLagsOneByOne(const OxAudioSample& first, const OxAudioSample& seco
       forward = addDifference(format, forward, integerAt(first, i + lag), integerAt(other, i));
       backward = addDifference(format, backward, integerAt(first, i), integerAt(other, i + lag));
     }
+    // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): a lag is less than half of the count.
     const int64_t score = std::min(forward / pairs, backward / pairs);
     if (score < best.score) {
       best = {score, lag};

@@ -93,6 +93,8 @@ void LoudnessMeasurement::conclude() {
       sum += energies_[i] / static_cast<int32_t>(counts_[i]) * kWeights[i];
     }
   }
+  // The loudness of silence is minus infinity.
+  // cppcheck-suppress invalidFunctionArg
   result_.loudness = 10.0 * std::log10(sum) - 0.691;
   max_ = std::min(0, context_.intSetting("LoudnessMaxThreshold", ""));
   min_ = std::min(0, context_.intSetting("LoudnessMinThreshold", ""));

@@ -202,7 +202,7 @@ class ColumnRanges {
   ColumnRanges() { std::fill(std::begin(vectors_), std::end(vectors_), ByteRange::empty()); }
 
   HWY_INLINE void widen(const uint8_t* row) {
-    for (int i = 0; i < kVectors; ++i) {
+    for (std::ptrdiff_t i = 0; i < kVectors; ++i) {
       vectors_[i].widen(row + i * kByteLanes);
     }
   }
@@ -216,7 +216,7 @@ class ColumnRanges {
   }
 
   HWY_INLINE void store(uint8_t* max, uint8_t* min) const {
-    for (int i = 0; i < kVectors; ++i) {
+    for (std::ptrdiff_t i = 0; i < kVectors; ++i) {
       hn::StoreU(vectors_[i].max, Bytes(), max + i * kByteLanes);
       hn::StoreU(vectors_[i].min, Bytes(), min + i * kByteLanes);
     }

@@ -107,8 +107,8 @@ Level measurePicture(OxVideoFrameYUV& frame) {
   if (frame.frame == nullptr || frame.width == 0 || frame.height == 0) {
     return {};
   }
-  constexpr int kColumns = 2;
-  constexpr int kBands = 4;
+  constexpr std::size_t kColumns = 2;
+  constexpr std::size_t kBands = 4;
   const std::array<int, kColumns + 1> x{0, frame.width / 2, frame.width};
   const std::array<int, kBands + 1> y{0, frame.height / 4, 2 * frame.height / 4,
                                       3 * frame.height / 4, frame.height};
