@@ -1,0 +1,3 @@
+// The target of this file compiles the headers that test programs share.
+
+int main() {}
