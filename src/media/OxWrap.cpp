@@ -22,6 +22,9 @@ constexpr int kBuffering = 1;
 constexpr int kPaused = 2;
 
 constexpr int32_t kQueueLimitBytes = 5000000;
+/// The bytes of a queue are its payloads'. What else a packet takes, some 500 bytes, counts where
+/// packets are tiny; with fixed pauses clients know the reader as it is.
+constexpr int32_t kQueueLimitPackets = 20000;
 constexpr unsigned kStartPauseSeconds = 500;
 constexpr unsigned kStopPauseSeconds = 100;
 constexpr unsigned kEndOfFilePauseSeconds = 100;
@@ -75,6 +78,7 @@ struct OxWrap::Buffering {
 
  private:
   void watch(PacketQueue* queue);
+  bool isFull(const PacketQueue& queue) const;
   /// Allocates nothing: the end is told even when memory is short.
   template <typename Action>
   void forEachQueue(Action action) const;
@@ -145,10 +149,15 @@ void OxWrap::Buffering::watch(PacketQueue* queue) {
   queue->changed = [this, queue] {
     // A reader that waits for a full queue is not woken before there is room, and one that has read
     // everything not at all: nobody waits for packets then.
-    if (queue->size <= kQueueLimitBytes && !ended) {
+    if (!isFull(*queue) && !ended) {
       noteChange();
     }
   };
+}
+
+bool OxWrap::Buffering::isFull(const PacketQueue& queue) const {
+  return queue.size > kQueueLimitBytes ||
+         (control->untilReady() && queue.nb_packets >= kQueueLimitPackets);
 }
 
 void OxWrap::Buffering::noteChange() {
@@ -265,7 +274,7 @@ void OxWrap::Buffering::route(ffmpeg::ScopedPacket& packet) {
     if (queue == nullptr) {
       return;
     }
-    if (bufferState != kBuffering || queue->size <= kQueueLimitBytes) {
+    if (bufferState != kBuffering || !isFull(*queue)) {
       if (OxPackets::packet_queue_put(queue, packet.get()) == 1) {
         packet.release();
       }

@@ -11,6 +11,7 @@
 
 #include "media/YUVHelper.h"
 #include "support/Picture.h"
+#include "support/Sanitized.h"
 
 namespace qatester {
 
@@ -29,11 +30,7 @@ using qatester::Rectangle;
 
 constexpr AVPixelFormat kFormats[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P};
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kSanitizerStride = 97;
-#else
-constexpr int kSanitizerStride = 1;
-#endif
+constexpr int kSanitizerStride = qatest::kSanitized ? 97 : 1;
 
 /// What every single pixel's conversion adds up to.
 ColourExtremes byDefinition(Picture& picture, const Rectangle& rectangle) {

@@ -285,7 +285,7 @@ TEST(LevelFigures, GroupChannelsByStreamAndNameWhatWasNotMeasured) {
 }
 
 TEST(LevelFigures, OfVeryManyEntriesAreReadyAtOnce) {
-  // As many as a file can have: 512 channels of each of 1000 streams. To search all of them for
+  // As many as a file can have decoded: 512 channels of each of 1000 streams. To search all for
   // each one takes minutes.
   constexpr unsigned kEntries = 512 * 1000;
   QACheckOutcome outcome;

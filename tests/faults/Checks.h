@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/Clips.h"
+#include "support/SmallBudgets.h"
 #include "support/TempDir.h"
 #include "tester/QATester.h"
 
@@ -48,16 +49,6 @@ inline std::string threeSeconds(const TempDir& dir) {
   return makeClip(
       dir, "clip.mov",
       {.video = {ffv1(12, AV_PIX_FMT_YUV420P, {4, 1})}, .audio = {audio("pcm_s16le", 2, 3.0)}});
-}
-
-/// No slate, and so few frames and blocks.
-inline std::string smallBudgets(int count = 5) {
-  std::string text = "QATesterSlateSeconds = 0\n";
-  for (const char* key : {"Chroma", "Field", "FrameRate", "Gamut", "Level", "Loudness", "Mono",
-                          "Phase", "PullDown", "Tearing", "Transition"}) {
-    text += std::string(key) + "FrameChecks = " + std::to_string(count) + "\n";
-  }
-  return text;
 }
 
 }  // namespace qatest

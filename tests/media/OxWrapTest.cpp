@@ -268,6 +268,30 @@ TEST_F(OxWrapTest, AQueueExceedsItsLimitByOnePacketAtMost) {
   EXPECT_EQ(largest, kRawPacketsInFullQueue * kRawPacket);
 }
 
+TEST_F(OxWrapTest, TinyPacketsFillAQueueByTheirNumberUnlessPausesAreFixed) {
+  AudioSpec spec = audio("pcm_u8", 1, 0.0);
+  spec.rate = 8000;
+  spec.seconds = 25000.0 / 8000.0;
+  spec.samplesPerPacket = 1;
+  const std::string file = makeClip(dir, "tiny.mkv", {{}, {spec}});
+  for (const auto& [pauses, most] :
+       {std::pair{QAPauses::untilReady, 20000}, {QAPauses::fixed, 25000}}) {
+    OxWrap wrap(file, {pauses, {}});
+    wrap.startBuffering();
+    PacketQueue* queue = wrap.getAudioStream(0)->packetQueue;
+    EXPECT_TRUE(waitUntil([&] { return queue->nb_packets == most; })) << queue->nb_packets;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(queue->nb_packets, most);
+    AVPacket packet{};
+    int taken = 0;
+    while (OxPackets::packet_queue_get(queue, &packet, 1) == 1) {
+      av_packet_unref(&packet);
+      ++taken;
+    }
+    EXPECT_EQ(taken, 25000) << "none is lost";
+  }
+}
+
 TEST_F(OxWrapTest, OneFullQueueStallsTheOthers) {
   OxWrap wrap(large());
   wrap.startBuffering();

@@ -5,6 +5,7 @@
 #include <array>
 #include <numeric>
 
+#include "support/Sanitized.h"
 #include "visual/ReferenceDisplays.h"
 
 namespace {
@@ -39,7 +40,8 @@ TEST(Chromaticity, EveryFormLocatesEveryColourAsTheRulesSay) {
   const PixelSpan span{lumas.data(), cbs.data(), crs.data(), 0, static_cast<int>(kCodes)};
   ChromaticityPoints points;
   for (std::size_t u = 0; u < kCodes; ++u) {
-    for (std::size_t v = 0; v < kCodes; ++v) {
+    for (std::size_t v = qatest::kSanitized ? u % 16 : 0; v < kCodes;
+         v += qatest::kSanitized ? 16 : 1) {
       cbs.fill(static_cast<uint8_t>(u));
       crs.fill(static_cast<uint8_t>(v));
       std::array<Expected, kCodes> expected;

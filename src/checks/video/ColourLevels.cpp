@@ -82,12 +82,8 @@ class Workers {
     // Of this size the system keeps the stacks of all eight for the next picture.
     boost::thread::attributes attributes;
     attributes.set_stack_size(std::size_t{1} << 20);
-    try {
-      threads_[started_] = boost::thread(attributes, work);
-      ++started_;
-    } catch (const boost::thread_resource_error&) {
-      work();  // the system has no thread to spare
-    }
+    threads_[started_] = boost::thread(attributes, work);
+    ++started_;
   }
 
   void join() {
