@@ -5,7 +5,8 @@
 /// What a client hears of a running check. Every call comes on the thread that runs the check.
 ///
 /// A percent is a whole number from 1 to 99 and is sent when it changes. An exception thrown by an
-/// operation leaves the check, whose file is closed on the way.
+/// operation leaves the check, whose file is closed on the way. Only the loudness check keeps a
+/// `std::exception` that comes while it measures: it logs that and concludes.
 class QAListener {
  public:
   /// The file's pixel format is none that the video checks measure.

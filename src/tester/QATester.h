@@ -21,6 +21,11 @@ class Displays;
 /// Tests one media file. Each check opens the file afresh, runs to its end on the calling thread
 /// and returns its result; checks may be run in any order and more than once. Nothing is shared
 /// between testers; one tester must not be used by two threads at once.
+///
+/// A check throws nothing of its own. What leaves it is `std::bad_alloc`, OpenCV's exception for
+/// want of memory, `boost::thread_resource_error` when the colours cannot have a thread, and what a
+/// callback of the client's throws. The file is then closed, no thread is left, and the next check
+/// can be run.
 class QATESTER_API QATester {
  public:
   /// Reads the settings and writes the report's header. `settingsFile` and `logFile` may be null or
