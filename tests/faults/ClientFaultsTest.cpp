@@ -53,7 +53,9 @@ TEST_F(ClientFaults, AReportThatMayNotBecomeSoLargeLeavesTheOldOneWhole) {
   setrlimit(RLIMIT_FSIZE, &before);
   const Finished end = process.wait();
   EXPECT_EQ(end.code, 2);
-  EXPECT_EQ(end.err, "qatester: cannot write the report " + report_ + ": File too large\n");
+  // A build that counts coverage has more to say: it cannot write its counts either.
+  EXPECT_EQ(end.err.substr(0, end.err.find('\n')),
+            "qatester: cannot write the report " + report_ + ": File too large");
   EXPECT_NE(end.out.find("frame-rate"), std::string::npos) << "the table is there all the same";
   EXPECT_EQ(readFile(report_), "old\n");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 1);
