@@ -1,57 +1,126 @@
 #pragma once
 
+#include <cstdint>
+#include <exception>
+#include <limits>
+#include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
-/// What a check compared its measures with.
+#include "foundation/Export.h"
+
+/// What came of a check.
+enum class QAState {
+  notMeasured,  ///< it could not run, or was stopped before its end; the outcome's reason says why
+  pass,
+  info,  ///< it measures without judging
+  warn,
+  fail,
+};
+
+/// The state in reports: "not-measured", "pass", "info", "warn", "fail".
+QATESTER_API const char* getStateText(QAState state);
+
+/// What a check compared its measures with. Both limits are outside: what lies between them is good.
 struct QALimits {
-  /// A letter for each colour channel that they hold for, such as "RGB"; empty for sound.
-  std::string channels;
-  int min = 0;
-  int max = 0;
+  /// What they hold for: the key of a value, such as "meanShare", or a letter for each colour
+  /// channel, such as "RGB".
+  std::string of;
+  double min = -std::numeric_limits<double>::infinity();
+  double max = std::numeric_limits<double>::infinity();
+  /// Such as "dB"; empty for code values and counts.
+  std::string unit;
 };
 
-/// A number that a check came to on the way to its result.
-struct QAFigure {
-  /// What it is, such as "meanLag".
-  std::string name;
-  double value = 0.0;
+struct QAValue;
+using QAValues = std::vector<QAValue>;
+
+/// One thing that a check found.
+struct QAValue {
+  /// The name of the record's field, or of a figure beside it, such as "meanShare".
+  std::string key;
+  /// Nothing, a flag, a whole number, a number, a text, a list of numbers, or a list of records.
+  std::variant<std::monostate, bool, int64_t, double, std::string, std::vector<double>,
+               std::vector<QAValues>>
+      value;
+  /// Such as "fps" or "s"; empty for flags, texts, counts and code values.
+  std::string unit;
 };
 
-/// How a check went, beside its result: for clients that must tell "failed" from "not measured".
+/// A stretch of the file that a check points at. Fields that do not apply are empty.
+struct QAEvent {
+  /// Seconds of presentation from the start of the file; the end is where the next good picture or
+  /// sample stands.
+  std::optional<double> startSeconds;
+  std::optional<double> endSeconds;
+  /// Frames, counted from 0; the end is exclusive.
+  std::optional<int64_t> startFrame;
+  std::optional<int64_t> endFrame;
+  std::string startTimecode;
+  std::string endTimecode;
+  std::optional<double> worstSeconds;
+  std::optional<int64_t> worstFrame;
+  std::optional<double> value;
+  std::optional<double> limit;
+  /// Of the two above.
+  std::string unit;
+  /// A few words, such as "transition".
+  std::string what;
+  /// False: it is reported and not judged.
+  bool breaks = true;
+  /// Counted from 0 among the audio streams, and among the channels of that stream.
+  std::optional<int> stream;
+  std::optional<int> channel;
+};
+
+/// How a check went: all that a report says of it.
 struct QACheckOutcome {
-  /// The check's tag, such as "QAFramerate".
-  std::string check;
+  /// Its name in `allChecks()`, such as "frame-rate".
+  std::string name;
+  /// Its tag in the log, such as "QAFramerate".
+  std::string tag;
+
+  QAState state = QAState::notMeasured;
+  /// The result record, field by field under the fields' names, then figures beside it: counts,
+  /// budgets and what else the check came to. Zero values, as the record has them, when the check
+  /// could not run. Empty when there is no record at all.
+  QAValues values;
+  /// The values for a person, with units, in one line; empty when nothing was measured.
+  std::string summary;
+  /// Why nothing was measured, why frames that came were left out, or why the file is not valid;
+  /// empty otherwise. Always there with `QAState::notMeasured`.
+  std::string reason;
+  /// The reason holds for the whole file, whatever the check: it did not open, say.
+  bool reasonIsOfFile = false;
+  /// The limits in effect; empty where a check has none.
+  std::vector<QALimits> limits;
+  /// In the order of time.
+  std::vector<QAEvent> events;
+
   /// Whether the file opened as a media file.
   bool opened = false;
+  /// Whether the check began to measure: it was not refused before.
+  bool began = false;
   /// Whether the result rests on at least one frame or block (for `isValidFile`: on a file that
   /// opened).
   bool measured = false;
-  /// Why nothing was measured, why frames that came were left out, or why the file is not valid;
-  /// empty otherwise.
-  std::string reason;
   /// A stop was asked for while the check ran: the result covers what came before.
   bool stopped = false;
+  /// The data ended cleanly before the budget was measured: there is no more of it in the file.
+  bool reachedEnd = false;
   /// Frames or blocks that were to be measured, and that were. 0 where a check counts none.
   int budget = 0;
   int count = 0;
-  /// The limits in effect; empty where a check has none.
-  std::vector<QALimits> limits;
-  /// What a check tells of its measurement beside its result:
-  /// - field dominance: how many frames are flagged "interlaced" and "topFieldFirst";
-  /// - pulldown: "groups" of five frames, and how many of them carry 2:3 ("groups23") and 2:2
-  ///   ("groups22");
-  /// - tearing: "meanShare" of the picture, "highestPercent" of a frame, and the "threshold" of the
-  ///   former;
-  /// - timecode: "nominalRate", the whole number of frames a second that it counts by;
-  /// - transitions: "transitionSeconds", one for each, the time of the frame that began it;
-  /// - mono: "matchingBlocks" and "threshold" (the share of them that makes the file mono);
-  /// - phase: "meanLag" in samples.
-  std::vector<QAFigure> figures;
-  /// The stretch of sound that was measured, in seconds from the start of its stream.
-  double startSeconds = 0.0;
-  double endSeconds = 0.0;
-  /// Entries of `QA_AudioLevels` that no integer sample was measured into, in ascending order: the
-  /// stream has no such channel, or its samples have no values.
-  std::vector<unsigned> unmeasuredEntries;
+
+  /// What the listener heard from this check.
+  std::vector<std::string> messages;
+  int failures = 0;
+  std::vector<int> progress;
+
+  /// Seconds that the check took. In `QATester::runChecks` the time of the reading that checks share
+  /// is not in it.
+  double seconds = 0.0;
+  /// What ended the check in `QATester::runChecks`, where it leaves the others alone; null otherwise.
+  std::exception_ptr error;
 };

@@ -17,6 +17,35 @@ enum class QAColourThreads {
   none,
 };
 
+/// How `QATester::runChecks` reads the file.
+enum class QAPasses {
+  /// All checks that can are fed by one reading.
+  one,
+  /// Each check opens and decodes the file for itself, with the same results.
+  each,
+};
+
+/// How far a run of checks has come.
+struct QAProgress {
+  /// The check that has come further, by its name.
+  std::string check;
+  int percent = 0;
+  /// Of all checks of the run, 0 to 100.
+  int wholePercent = 0;
+};
+
+/// Something that went wrong beside the checks, in words.
+struct QATrouble {
+  enum class Kind {
+    settings,   ///< the settings file, or a line of it, could not be read
+    log,        ///< a line of the log could not be written
+    displays,   ///< a picture file could not be written
+    noWindows,  ///< displays are to go to windows, and no window system is available
+  };
+  Kind kind;
+  std::string text;
+};
+
 /// What a client may ask of a tester beyond its plain constructor, whose behaviour the defaults
 /// give.
 struct QATesterOptions {
@@ -24,6 +53,10 @@ struct QATesterOptions {
   QALookup lookup = QALookup::defaults;
 
   QAColourThreads colourThreads = QAColourThreads::eight;
+
+  /// For `runChecks` alone. Pauses of fixed length are those of a check's own reading: with them
+  /// each check reads for itself.
+  QAPasses passes = QAPasses::one;
 
   QADisplays displays = QADisplays::asSet;
   /// Where picture files of displays go; made when the first is written. Empty: the current folder.
@@ -36,6 +69,13 @@ struct QATesterOptions {
   /// then write nothing at all. With it a tester logs even when no log file is named.
   std::function<void(const std::string& line)> console;
 
-  /// Called on the check's thread at the end of each check and of `isValidFile`.
+  /// Called on the check's thread at the end of each check and of `isValidFile`; by `runChecks` in
+  /// the order of the checks.
   std::function<void(const QACheckOutcome& outcome)> outcome;
+
+  /// Called by `runChecks` on the calling thread whenever a percent changes.
+  std::function<void(const QAProgress& progress)> progress;
+
+  /// Called on the tester's thread, beside what the log and the console say of it.
+  std::function<void(const QATrouble& trouble)> trouble;
 };

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <limits>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "foundation/Export.h"
+
+namespace qatester {
+class CheckRun;
+struct CheckContext;
+}  // namespace qatester
+
+/// The families of checks.
+enum class QAFamily {
+  classic,    ///< sample a stretch of the file
+  programme,  ///< look at every picture and every sample
+};
+
+/// "classic" or "programme".
+QATESTER_API const char* getFamilyText(QAFamily family);
+
+/// What a check looks at.
+enum class QANeeds {
+  nothing,
+  container,  ///< what the file says of itself
+  pictures,
+  sound,
+};
+
+/// A setting, by which a line `key=value` of a settings file goes.
+struct QASetting {
+  enum class Kind { whole, real };
+
+  const char* key;
+  /// As text. Empty counts as 0.
+  const char* defaultValue;
+  Kind kind;
+  /// Values outside are taken as the nearest of these.
+  double min;
+  double max;
+  /// Such as "frames" or "dB"; empty for code values.
+  const char* unit;
+  const char* meaning;
+
+  static constexpr double kNoLimit = std::numeric_limits<double>::infinity();
+  /// Of whole numbers.
+  static constexpr double kLeast = std::numeric_limits<int>::min();
+  static constexpr double kMost = std::numeric_limits<int>::max();
+};
+
+/// A check: one row of the list.
+struct QACheck {
+  /// In command lines and reports, such as "frame-rate".
+  const char* name;
+  /// In the log, such as "QAFramerate".
+  const char* tag;
+  QAFamily family;
+  /// What it answers, in a few words.
+  const char* question;
+  QANeeds needs;
+  /// False: its outcome says nothing about the file.
+  bool saysSomething;
+  std::span<const QASetting> settings;
+  /// Titles of its displays; empty where it has none.
+  std::span<const char* const> displays;
+
+  /// Makes a run of it; inside the library.
+  std::unique_ptr<qatester::CheckRun> (*make)(const qatester::CheckContext& context);
+};
+
+/// All checks, in the order in which clients run them by default.
+QATESTER_API std::span<const QACheck* const> allChecks();
+
+/// Null when no check has this name.
+QATESTER_API const QACheck* findCheck(std::string_view name);
+
+/// The settings of the tester itself, beside those of its checks.
+QATESTER_API std::span<const QASetting> testerSettings();
