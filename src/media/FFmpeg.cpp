@@ -9,6 +9,8 @@
 #include <thread>
 
 extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
 #include <libavutil/samplefmt.h>
 }
 
@@ -300,6 +302,39 @@ AVFrame* borrowPicture(const AVFrame& picture) {
   borrowed->interlaced_frame = picture.interlaced_frame;
   borrowed->top_field_first = picture.top_field_first;
   return borrowed;
+}
+
+UniqueScaler makeScaler(int width, int height, int format) {
+  const auto from = static_cast<AVPixelFormat>(format);
+  if (av_pix_fmt_desc_get(from) == nullptr ||
+      av_image_get_buffer_size(AV_PIX_FMT_BGR24, width, height, 1) <= 0) {
+    return nullptr;
+  }
+  return UniqueScaler(sws_getContext(width, height, from, width, height, AV_PIX_FMT_BGR24,
+                                     SWS_BICUBIC, nullptr, nullptr, nullptr));
+}
+
+bool hasPlanes(const AVFrame& picture) {
+  const AVPixFmtDescriptor* description =
+      av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
+  if (description == nullptr) {
+    return false;
+  }
+  const bool hasPalette =
+      (description->flags & AV_PIX_FMT_FLAG_PAL) == 0 || picture.data[1] != nullptr;
+  const auto* end = description->comp + description->nb_components;
+  return hasPalette &&
+         std::all_of(description->comp, end, [&](const AVComponentDescriptor& component) {
+           return picture.data[component.plane] != nullptr &&
+                  picture.linesize[component.plane] != 0;
+         });
+}
+
+int scaleRows(SwsContext* scaler, const uint8_t* const source[], const int sourceStrides[],
+              int first, int count, uint8_t* target, int stride) {
+  uint8_t* const targets[4] = {target, nullptr, nullptr, nullptr};
+  const int targetStrides[4] = {stride, 0, 0, 0};
+  return sws_scale(scaler, source, sourceStrides, first, count, targets, targetStrides);
 }
 
 int deliveredSampleFormat(const AVCodecContext* context) {

@@ -19,13 +19,23 @@ namespace qatester::ffmpeg {
 /// The most bytes a decoded audio block may have.
 constexpr int kMaxAudioBlockBytes = 192000;
 
+/// After the last row of each plane the scaler's vector code reads up to this many bytes less one.
+/// Planes of FFmpeg's own decoders have at least so much room there, or lie in a packet, which has
+/// more. FFmpeg itself speaks of 16, but reads two-byte pixels in vectors of 32.
+constexpr int kPlanePadding = 32;
+
 /// For handles that FFmpeg frees through a pointer to the handle.
 template <typename T, void (*Free)(T**)>
 struct FreeByAddress {
   void operator()(T* handle) const { Free(&handle); }
 };
 
+struct FreeScaler {
+  void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+};
+
 using UniqueFrame = std::unique_ptr<AVFrame, FreeByAddress<AVFrame, av_frame_free>>;
+using UniqueScaler = std::unique_ptr<SwsContext, FreeScaler>;
 
 /// A packet on the stack whose payload is released at the end of its scope.
 class ScopedPacket {
@@ -94,6 +104,19 @@ int decodeVideo(AVCodecContext* context, AVFrame* picture, bool* gotPicture,
 /// The planes of `picture` in a record of their own that owns nothing, so that it may be released
 /// with plain `av_free`. Valid as long as `picture` keeps its buffers. Null when out of memory.
 AVFrame* borrowPicture(const AVFrame& picture);
+
+/// A scaler from pictures of that size and format to packed 8-bit blue, green, red of the same
+/// size. Null when the packed bytes or FFmpeg's part cannot be, or when out of memory.
+UniqueScaler makeScaler(int width, int height, int format);
+
+/// Whether the picture has every plane, and a stride for it, that its format needs.
+bool hasPlanes(const AVFrame& picture);
+
+/// Converts `count` rows from row `first` on, whose planes start at `source`, to rows of `stride`
+/// bytes in `target`, which stands for the top of the picture. Returns how many rows it wrote, or a
+/// negative error code.
+int scaleRows(SwsContext* scaler, const uint8_t* const source[], const int sourceStrides[],
+              int first, int count, uint8_t* target, int stride);
 
 /// The sample format in which `decodeAudio` delivers: 8-, 16- and 32-bit integers as decoded, float
 /// PCM as it is, everything else that is float as signed 16-bit; always interleaved.
