@@ -202,6 +202,21 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
   return result < 0 && askedForAnother ? kNeedsAnotherFile : result;
 }
 
+VideoFacts readVideoFacts(const AVFormatContext* container, int streamIndex) {
+  VideoFacts facts;
+  if (container == nullptr) {
+    return facts;
+  }
+  facts.durationSeconds = static_cast<double>(container->duration) / 1000000.0;
+  if (streamIndex >= 0 && static_cast<unsigned>(streamIndex) < container->nb_streams) {
+    const AVStream& stream = *container->streams[streamIndex];
+    facts.framesPerSecond = static_cast<float>(stream.avg_frame_rate.num) /
+                            static_cast<float>(stream.avg_frame_rate.den);
+    facts.frames = stream.nb_frames;
+  }
+  return facts;
+}
+
 int findStreamInfo(AVFormatContext* container) {
   return avformat_find_stream_info(container, nullptr);
 }
@@ -297,10 +312,36 @@ AVFrame* borrowPicture(const AVFrame& picture) {
   borrowed->width = picture.width;
   borrowed->height = picture.height;
   borrowed->format = picture.format;
+  borrowed->key_frame = picture.key_frame;
+  borrowed->pict_type = picture.pict_type;
+  borrowed->sample_aspect_ratio = picture.sample_aspect_ratio;
   borrowed->pts = picture.pts;
   borrowed->pkt_dts = picture.pkt_dts;
+  borrowed->time_base = picture.time_base;
+  borrowed->coded_picture_number = picture.coded_picture_number;
+  borrowed->display_picture_number = picture.display_picture_number;
+  borrowed->quality = picture.quality;
+  borrowed->opaque = picture.opaque;
+  borrowed->repeat_pict = picture.repeat_pict;
   borrowed->interlaced_frame = picture.interlaced_frame;
   borrowed->top_field_first = picture.top_field_first;
+  borrowed->palette_has_changed = picture.palette_has_changed;
+  borrowed->reordered_opaque = picture.reordered_opaque;
+  borrowed->flags = picture.flags;
+  borrowed->color_range = picture.color_range;
+  borrowed->color_primaries = picture.color_primaries;
+  borrowed->color_trc = picture.color_trc;
+  borrowed->colorspace = picture.colorspace;
+  borrowed->chroma_location = picture.chroma_location;
+  borrowed->best_effort_timestamp = picture.best_effort_timestamp;
+  borrowed->pkt_pos = picture.pkt_pos;
+  borrowed->pkt_duration = picture.pkt_duration;
+  borrowed->pkt_size = picture.pkt_size;
+  borrowed->decode_error_flags = picture.decode_error_flags;
+  borrowed->crop_top = picture.crop_top;
+  borrowed->crop_bottom = picture.crop_bottom;
+  borrowed->crop_left = picture.crop_left;
+  borrowed->crop_right = picture.crop_right;
   return borrowed;
 }
 

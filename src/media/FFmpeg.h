@@ -64,6 +64,16 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
 /// Reads packets until the streams are described; negative on failure.
 int findStreamInfo(AVFormatContext* container);
 
+/// What a container declares of itself and of one of its video streams.
+struct VideoFacts {
+  float framesPerSecond = -1.0F;  ///< the average; NaN when undeclared
+  double durationSeconds = -1.0;  ///< about -9.2e12 when unknown
+  int64_t frames = -1;            ///< 0 when unknown
+};
+
+/// Without the stream, or the container, its facts stay as above.
+VideoFacts readVideoFacts(const AVFormatContext* container, int streamIndex);
+
 /// Closes and nulls; null-safe.
 void closeContainer(AVFormatContext** container);
 
@@ -101,8 +111,9 @@ void freeDecoder(AVCodecContext** context);
 int decodeVideo(AVCodecContext* context, AVFrame* picture, bool* gotPicture,
                 const AVPacket* packet);
 
-/// The planes of `picture` in a record of their own that owns nothing, so that it may be released
-/// with plain `av_free`. Valid as long as `picture` keeps its buffers. Null when out of memory.
+/// The planes and the plain properties of `picture` in a record of their own that owns nothing, so
+/// that it may be released with plain `av_free`. Valid as long as `picture` keeps its buffers. Null
+/// when out of memory.
 AVFrame* borrowPicture(const AVFrame& picture);
 
 /// A scaler from pictures of that size and format to packed 8-bit blue, green, red of the same

@@ -1,5 +1,6 @@
 #include "media/OxVideoStream.h"
 
+#include <cstring>
 #include <limits>
 #include <mutex>
 #include <utility>
@@ -23,10 +24,28 @@ namespace {
 
 constexpr unsigned kSeekPauseSeconds = 500;
 
-/// Reading the container's facts must not meet the buffering thread, which may update them.
-std::unique_lock<std::mutex> lockContainer(const std::shared_ptr<BufferControl>& control) {
-  return control != nullptr ? std::unique_lock<std::mutex>(control->demuxMutex)
-                            : std::unique_lock<std::mutex>();
+/// The container's own facts or, while the buffering thread reads, those of before that read.
+ffmpeg::VideoFacts factsOf(const AVFormatContext* container, int streamIndex,
+                           BufferControl* control) {
+  if (control == nullptr) {
+    return ffmpeg::readVideoFacts(container, streamIndex);
+  }
+  const std::unique_lock<std::mutex> lock(control->demuxMutex, std::try_to_lock);
+  return lock.owns_lock() ? ffmpeg::readVideoFacts(container, streamIndex)
+                          : control->publishedFacts();
+}
+
+/// The time of a picture whose packet was decoded last, in units of the stream's time base. A
+/// client's own buffers may tell it by their `opaque`, where the packet does not.
+double decodingTime(const AVPacket& packet, const AVFrame& picture) {
+  if (packet.dts != AV_NOPTS_VALUE) {
+    return static_cast<double>(packet.dts);
+  }
+  auto marked = static_cast<uint64_t>(AV_NOPTS_VALUE);
+  if (picture.opaque != nullptr) {
+    std::memcpy(&marked, picture.opaque, sizeof marked);
+  }
+  return marked != static_cast<uint64_t>(AV_NOPTS_VALUE) ? static_cast<double>(marked) : 0.0;
 }
 
 std::string nameOf(int pixelFormat) {
@@ -79,34 +98,16 @@ void OxVideoStream::release() {
   }
 }
 
-const AVStream* OxVideoStream::declaration() const {
-  const bool exists = formatContext != nullptr && streamIndex >= 0 &&
-                      static_cast<unsigned>(streamIndex) < formatContext->nb_streams;
-  return exists ? formatContext->streams[streamIndex] : nullptr;
-}
-
 float OxVideoStream::getFPS() {
-  const auto lock = lockContainer(control_);
-  const AVStream* declared = declaration();
-  if (declared == nullptr) {
-    return -1.0F;
-  }
-  return static_cast<float>(declared->avg_frame_rate.num) /
-         static_cast<float>(declared->avg_frame_rate.den);
+  return factsOf(formatContext, streamIndex, control_.get()).framesPerSecond;
 }
 
 double OxVideoStream::getDurationSeconds() {
-  if (formatContext == nullptr) {
-    return -1.0;
-  }
-  const auto lock = lockContainer(control_);
-  return static_cast<double>(formatContext->duration) / 1000000.0;
+  return factsOf(formatContext, streamIndex, control_.get()).durationSeconds;
 }
 
 int64_t OxVideoStream::getFrameCount() {
-  const auto lock = lockContainer(control_);
-  const AVStream* declared = declaration();
-  return declared != nullptr ? declared->nb_frames : -1;
+  return factsOf(formatContext, streamIndex, control_.get()).frames;
 }
 
 OxVideoFrameYUV OxVideoStream::getNextYUVFrame() {
@@ -131,9 +132,7 @@ OxVideoFrameYUV OxVideoStream::getNextYUVFrame() {
     }
     const double timeBase =
         static_cast<double>(stream->time_base.num) / static_cast<double>(stream->time_base.den);
-    const double decodingTime =
-        packet->dts != AV_NOPTS_VALUE ? static_cast<double>(packet->dts) : 0.0;
-    const double seconds = timeBase * decodingTime;
+    const double seconds = timeBase * decodingTime(*packet, *picture_);
     AVFrame* handedOut = ffmpeg::borrowPicture(*picture_);
     if (handedOut == nullptr) {
       continue;
@@ -188,9 +187,13 @@ void OxVideoStream::seekToMS(unsigned long milliseconds) {
     avcodec_flush_buffers(codecContext);
   }
   if (formatContext != nullptr) {
-    const auto lock = lockContainer(control_);
+    const auto lock = control_ != nullptr ? std::unique_lock<std::mutex>(control_->demuxMutex)
+                                          : std::unique_lock<std::mutex>();
     avformat_seek_file(formatContext, -1, std::numeric_limits<int32_t>::min(), target,
                        target + std::numeric_limits<int32_t>::max(), AVSEEK_FLAG_FRAME);
+    if (control_ != nullptr) {
+      control_->publishFacts(ffmpeg::readVideoFacts(formatContext, streamIndex));
+    }
   }
   if (control_ != nullptr) {
     {

@@ -116,7 +116,6 @@ class QATESTER_API OxVideoStream {
  private:
   void open();
   void release();
-  const AVStream* declaration() const;
   bool prepareConversion(const OxVideoFrameYUV& yuv);
 
   std::shared_ptr<qatester::BufferControl> control_;
