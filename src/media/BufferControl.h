@@ -7,6 +7,7 @@
 
 #include "foundation/Pause.h"
 #include "foundation/QAPauses.h"
+#include "media/FFmpeg.h"
 
 namespace qatester {
 
@@ -16,14 +17,26 @@ struct BufferControl {
   QAPauses pauses = QAPauses::fixed;
   std::stop_token stop;
 
-  /// Held while the container is read or repositioned.
+  /// Held while the container is read or repositioned, however long that takes.
   std::mutex demuxMutex;
   /// Held from looking a packet's stream up to the end of its put, and while a stream is destroyed.
+  /// Whoever needs both takes the former first.
   std::mutex routeMutex;
   /// Notified whenever the state, a queue, the supply or a position changes (until-ready only).
   Readiness readiness;
   /// Counts the repositionings; written under the readiness lock.
   std::atomic<unsigned> seeks{0};
+
+  /// What was known of the video stream when the container was last read or repositioned: a read
+  /// may take as long as it likes, and nobody can ask the container meanwhile.
+  void publishFacts(const ffmpeg::VideoFacts& facts) {
+    const std::lock_guard<std::mutex> lock(factsMutex_);
+    facts_ = facts;
+  }
+  ffmpeg::VideoFacts publishedFacts() {
+    const std::lock_guard<std::mutex> lock(factsMutex_);
+    return facts_;
+  }
 
   bool untilReady() const { return pauses == QAPauses::untilReady; }
 
@@ -44,6 +57,10 @@ struct BufferControl {
       pause(seconds);
     }
   }
+
+ private:
+  std::mutex factsMutex_;
+  ffmpeg::VideoFacts facts_;
 };
 
 }  // namespace qatester

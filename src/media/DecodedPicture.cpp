@@ -11,13 +11,12 @@ std::shared_ptr<GreyPicture> PictureMaker::blankGrey() {
 }
 
 bool DecodedPicture::isConvertible() const {
-  return maker_.stream().convertInSlices(yuv_, [](const ConvertedRows&) {});
+  return maker_.converter().canConvert(yuv_);
 }
 
 const ConvertedPicture& DecodedPicture::converted() const {
   if (!converted_) {
-    const std::unique_ptr<OxVideoFrameRGB> record(maker_.stream().getRGBFromYUV(&yuv_));
-    converted_.emplace(*record);
+    converted_.emplace(maker_.converter().whole(yuv_));
   }
   return *converted_;
 }
@@ -31,7 +30,7 @@ std::shared_ptr<const GreyPicture> DecodedPicture::grey(const GreyRowsReady& rea
   }
   greyTried_ = true;
   const std::shared_ptr<GreyPicture> made = maker_.blankGrey();
-  if (makeGrey(maker_.stream(), yuv_, *made, ready)) {
+  if (makeGrey(maker_.converter(), yuv_, *made, ready)) {
     grey_ = made;
   }
   return grey_;

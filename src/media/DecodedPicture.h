@@ -9,6 +9,7 @@
 
 #include "media/GreyPicture.h"
 #include "media/OxVideoStream.h"
+#include "media/PictureConverter.h"
 
 namespace qatester {
 
@@ -30,19 +31,17 @@ class ConvertedPicture {
   std::unique_ptr<uint8_t, FreeBuffer> buffer_;
 };
 
-/// Makes what measurements ask of the pictures of one stream, and keeps its memory from one picture
-/// to the next. Used by one thread.
+/// Makes what measurements ask of pictures, and keeps its memory from one picture to the next. Used
+/// by one thread.
 class PictureMaker {
  public:
-  explicit PictureMaker(OxVideoStream& stream) : stream_(stream) {}
-
-  OxVideoStream& stream() { return stream_; }
+  PictureConverter& converter() { return converter_; }
 
   /// A grey picture that nobody else holds, with pixels of any value.
   std::shared_ptr<GreyPicture> blankGrey();
 
  private:
-  OxVideoStream& stream_;
+  PictureConverter converter_;
   std::vector<std::shared_ptr<GreyPicture>> greys_;
 };
 
@@ -62,13 +61,13 @@ class DecodedPicture {
   int64_t number() const { return number_; }
   double seconds() const { return seconds_; }
 
-  /// Whether there is converting it.
+  /// Whether it can be converted.
   bool isConvertible() const;
 
-  /// The whole picture in blue, green, red; its record is invalid if there is no converting it.
+  /// The whole picture in blue, green, red; its record is invalid if it cannot be converted.
   const ConvertedPicture& converted() const;
 
-  /// The picture in grey; null if there is no converting it. `ready` (may be empty) is told of rows
+  /// The picture in grey; null if it cannot be converted. `ready` (may be empty) is told of rows
   /// as they are there, from top to bottom, all at once when the picture has been made before.
   std::shared_ptr<const GreyPicture> grey(const GreyRowsReady& ready = {}) const;
 

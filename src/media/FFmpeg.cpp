@@ -9,6 +9,8 @@
 #include <thread>
 
 extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
 #include <libavutil/samplefmt.h>
 }
 
@@ -200,6 +202,21 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
   return result < 0 && askedForAnother ? kNeedsAnotherFile : result;
 }
 
+VideoFacts readVideoFacts(const AVFormatContext* container, int streamIndex) {
+  VideoFacts facts;
+  if (container == nullptr) {
+    return facts;
+  }
+  facts.durationSeconds = static_cast<double>(container->duration) / 1000000.0;
+  if (streamIndex >= 0 && static_cast<unsigned>(streamIndex) < container->nb_streams) {
+    const AVStream& stream = *container->streams[streamIndex];
+    facts.framesPerSecond = static_cast<float>(stream.avg_frame_rate.num) /
+                            static_cast<float>(stream.avg_frame_rate.den);
+    facts.frames = stream.nb_frames;
+  }
+  return facts;
+}
+
 int findStreamInfo(AVFormatContext* container) {
   return avformat_find_stream_info(container, nullptr);
 }
@@ -295,11 +312,70 @@ AVFrame* borrowPicture(const AVFrame& picture) {
   borrowed->width = picture.width;
   borrowed->height = picture.height;
   borrowed->format = picture.format;
+  borrowed->key_frame = picture.key_frame;
+  borrowed->pict_type = picture.pict_type;
+  borrowed->sample_aspect_ratio = picture.sample_aspect_ratio;
   borrowed->pts = picture.pts;
   borrowed->pkt_dts = picture.pkt_dts;
+  borrowed->time_base = picture.time_base;
+  borrowed->coded_picture_number = picture.coded_picture_number;
+  borrowed->display_picture_number = picture.display_picture_number;
+  borrowed->quality = picture.quality;
+  borrowed->opaque = picture.opaque;
+  borrowed->repeat_pict = picture.repeat_pict;
   borrowed->interlaced_frame = picture.interlaced_frame;
   borrowed->top_field_first = picture.top_field_first;
+  borrowed->palette_has_changed = picture.palette_has_changed;
+  borrowed->reordered_opaque = picture.reordered_opaque;
+  borrowed->flags = picture.flags;
+  borrowed->color_range = picture.color_range;
+  borrowed->color_primaries = picture.color_primaries;
+  borrowed->color_trc = picture.color_trc;
+  borrowed->colorspace = picture.colorspace;
+  borrowed->chroma_location = picture.chroma_location;
+  borrowed->best_effort_timestamp = picture.best_effort_timestamp;
+  borrowed->pkt_pos = picture.pkt_pos;
+  borrowed->pkt_duration = picture.pkt_duration;
+  borrowed->pkt_size = picture.pkt_size;
+  borrowed->decode_error_flags = picture.decode_error_flags;
+  borrowed->crop_top = picture.crop_top;
+  borrowed->crop_bottom = picture.crop_bottom;
+  borrowed->crop_left = picture.crop_left;
+  borrowed->crop_right = picture.crop_right;
   return borrowed;
+}
+
+UniqueScaler makeScaler(int width, int height, int format) {
+  const auto from = static_cast<AVPixelFormat>(format);
+  if (av_pix_fmt_desc_get(from) == nullptr ||
+      av_image_get_buffer_size(AV_PIX_FMT_BGR24, width, height, 1) <= 0) {
+    return nullptr;
+  }
+  return UniqueScaler(sws_getContext(width, height, from, width, height, AV_PIX_FMT_BGR24,
+                                     SWS_BICUBIC, nullptr, nullptr, nullptr));
+}
+
+bool hasPlanes(const AVFrame& picture) {
+  const AVPixFmtDescriptor* description =
+      av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
+  if (description == nullptr) {
+    return false;
+  }
+  const bool hasPalette =
+      (description->flags & AV_PIX_FMT_FLAG_PAL) == 0 || picture.data[1] != nullptr;
+  const auto* end = description->comp + description->nb_components;
+  return hasPalette &&
+         std::all_of(description->comp, end, [&](const AVComponentDescriptor& component) {
+           return picture.data[component.plane] != nullptr &&
+                  picture.linesize[component.plane] != 0;
+         });
+}
+
+int scaleRows(SwsContext* scaler, const uint8_t* const source[], const int sourceStrides[],
+              int first, int count, uint8_t* target, int stride) {
+  uint8_t* const targets[4] = {target, nullptr, nullptr, nullptr};
+  const int targetStrides[4] = {stride, 0, 0, 0};
+  return sws_scale(scaler, source, sourceStrides, first, count, targets, targetStrides);
 }
 
 int deliveredSampleFormat(const AVCodecContext* context) {

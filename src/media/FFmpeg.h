@@ -19,13 +19,23 @@ namespace qatester::ffmpeg {
 /// The most bytes a decoded audio block may have.
 constexpr int kMaxAudioBlockBytes = 192000;
 
+/// After the last row of each plane the scaler's vector code reads up to this many bytes less one.
+/// Planes of FFmpeg's own decoders have at least so much room there, or lie in a packet, which has
+/// more. FFmpeg itself speaks of 16, but reads two-byte pixels in vectors of 32.
+constexpr int kPlanePadding = 32;
+
 /// For handles that FFmpeg frees through a pointer to the handle.
 template <typename T, void (*Free)(T**)>
 struct FreeByAddress {
   void operator()(T* handle) const { Free(&handle); }
 };
 
+struct FreeScaler {
+  void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+};
+
 using UniqueFrame = std::unique_ptr<AVFrame, FreeByAddress<AVFrame, av_frame_free>>;
+using UniqueScaler = std::unique_ptr<SwsContext, FreeScaler>;
 
 /// A packet on the stack whose payload is released at the end of its scope.
 class ScopedPacket {
@@ -53,6 +63,16 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
 
 /// Reads packets until the streams are described; negative on failure.
 int findStreamInfo(AVFormatContext* container);
+
+/// What a container declares of itself and of one of its video streams.
+struct VideoFacts {
+  float framesPerSecond = -1.0F;  ///< the average; NaN when undeclared
+  double durationSeconds = -1.0;  ///< about -9.2e12 when unknown
+  int64_t frames = -1;            ///< 0 when unknown
+};
+
+/// Without the stream, or the container, its facts stay as above.
+VideoFacts readVideoFacts(const AVFormatContext* container, int streamIndex);
 
 /// Closes and nulls; null-safe.
 void closeContainer(AVFormatContext** container);
@@ -91,9 +111,23 @@ void freeDecoder(AVCodecContext** context);
 int decodeVideo(AVCodecContext* context, AVFrame* picture, bool* gotPicture,
                 const AVPacket* packet);
 
-/// The planes of `picture` in a record of their own that owns nothing, so that it may be released
-/// with plain `av_free`. Valid as long as `picture` keeps its buffers. Null when out of memory.
+/// The planes and the plain properties of `picture` in a record of their own that owns nothing, so
+/// that it may be released with plain `av_free`. Valid as long as `picture` keeps its buffers. Null
+/// when out of memory.
 AVFrame* borrowPicture(const AVFrame& picture);
+
+/// A scaler from pictures of that size and format to packed 8-bit blue, green, red of the same
+/// size. Null when the packed bytes or FFmpeg's part cannot be, or when out of memory.
+UniqueScaler makeScaler(int width, int height, int format);
+
+/// Whether the picture has every plane, and a stride for it, that its format needs.
+bool hasPlanes(const AVFrame& picture);
+
+/// Converts `count` rows from row `first` on, whose planes start at `source`, to rows of `stride`
+/// bytes in `target`, which stands for the top of the picture. Returns how many rows it wrote, or a
+/// negative error code.
+int scaleRows(SwsContext* scaler, const uint8_t* const source[], const int sourceStrides[],
+              int first, int count, uint8_t* target, int stride);
 
 /// The sample format in which `decodeAudio` delivers: 8-, 16- and 32-bit integers as decoded, float
 /// PCM as it is, everything else that is float as signed 16-bit; always interleaved.

@@ -11,8 +11,8 @@ double startSeconds(const OxWrap& wrap);
 /// The length that an opened file declares, in seconds; 0 when it does not.
 double declaredSeconds(const OxWrap& wrap);
 
-/// When a picture of a stream is presented, in seconds of the file's own clock; by its decoding time
-/// where it has no other.
+/// When a picture of a stream is presented, in seconds of the file's own clock; by its decoding
+/// time where it has no other.
 double presentationSeconds(const OxVideoFrameYUV& picture, const OxVideoStream& video);
 
 }  // namespace qatester

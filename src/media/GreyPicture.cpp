@@ -18,11 +18,11 @@ std::size_t imageRowBytes(std::size_t rowBytes) {
 }
 
 /// Rows of the image that the picture's bytes make when they are copied as one run.
-bool makeShearedRows(OxVideoStream& stream, OxVideoFrameYUV& yuv, std::size_t columns,
+bool makeShearedRows(PictureConverter& converter, const OxVideoFrameYUV& yuv, std::size_t columns,
                      uint8_t* grey) {
-  const std::unique_ptr<OxVideoFrameRGB> record(stream.getRGBFromYUV(&yuv));
-  const std::unique_ptr<uint8_t, decltype(&std::free)> buffer(record->buffer, &std::free);
-  if (!record->valid) {
+  const OxVideoFrameRGB record = converter.whole(yuv);
+  const std::unique_ptr<uint8_t, decltype(&std::free)> buffer(record.buffer, &std::free);
+  if (!record.valid) {
     return false;
   }
   const std::size_t rowBytes = columns * kBytesPerPixel;
@@ -44,7 +44,7 @@ bool makeShearedRows(OxVideoStream& stream, OxVideoFrameYUV& yuv, std::size_t co
 
 }  // namespace
 
-bool makeGrey(OxVideoStream& stream, OxVideoFrameYUV& yuv, GreyPicture& grey,
+bool makeGrey(PictureConverter& converter, const OxVideoFrameYUV& yuv, GreyPicture& grey,
               const GreyRowsReady& ready) {
   grey.resize(yuv.width, yuv.height);
   const auto tell = [&](int first, int count) {
@@ -55,13 +55,13 @@ bool makeGrey(OxVideoStream& stream, OxVideoFrameYUV& yuv, GreyPicture& grey,
   const auto columns = static_cast<std::size_t>(yuv.width);
   const std::size_t rowBytes = columns * kBytesPerPixel;
   if (imageRowBytes(rowBytes) != rowBytes) {
-    if (!makeShearedRows(stream, yuv, columns, grey.row(0))) {
+    if (!makeShearedRows(converter, yuv, columns, grey.row(0))) {
       return false;
     }
     tell(0, yuv.height);
     return true;
   }
-  return stream.convertInSlices(yuv, [&](const ConvertedRows& rows) {
+  return converter.inSlices(yuv, [&](const ConvertedRows& rows) {
     for (int y = 0; y < rows.count; ++y) {
       toGrey(rows.bytes + rows.stride * y, columns, grey.row(rows.first + y));
     }

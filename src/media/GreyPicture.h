@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "media/OxVideoStream.h"
+#include "media/PictureConverter.h"
 
 namespace qatester {
 
@@ -44,14 +45,14 @@ class GreyPicture {
 /// Told that `count` rows from `first` on of a grey picture are there.
 using GreyRowsReady = std::function<void(const GreyPicture& grey, int first, int count)>;
 
-/// Makes a picture of a stream grey, some rows at a time from top to bottom. `ready` (may be empty)
-/// is told of them. False when there is no converting the picture; some rows may have been told
+/// Makes a picture grey, some rows at a time from top to bottom. `ready` (may be empty)
+/// is told of them. False when the picture cannot be converted; some rows may have been reported
 /// then.
 ///
 /// A picture whose rows are no multiple of four bytes comes out sheared, as its bytes do when they
 /// are copied as one run to an OpenCV image, whose rows are: clients know the results. What the
 /// picture has no bytes for is 0.
-bool makeGrey(OxVideoStream& stream, OxVideoFrameYUV& yuv, GreyPicture& grey,
+bool makeGrey(PictureConverter& converter, const OxVideoFrameYUV& yuv, GreyPicture& grey,
               const GreyRowsReady& ready = {});
 
 }  // namespace qatester

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "foundation/Export.h"
+#include "media/ConvertedRows.h"
 
 struct AVCodec;
 struct AVCodecContext;
@@ -17,7 +18,8 @@ struct SwsContext;
 
 namespace qatester {
 struct BufferControl;
-}
+class PictureConverter;
+}  // namespace qatester
 
 /// A decoded picture in the decoder's own planar format.
 struct OxVideoFrameYUV {
@@ -41,18 +43,6 @@ struct OxVideoFrameRGB {
   bool valid = false;
   double time = 0.0;  ///< seconds
 };
-
-namespace qatester {
-
-/// Some rows of a converted picture, packed 8-bit blue, green, red.
-struct ConvertedRows {
-  const uint8_t* bytes = nullptr;  ///< of the first of them
-  int64_t stride = 0;              ///< bytes from one row to the next
-  int first = 0;                   ///< its number in the picture
-  int count = 0;
-};
-
-}  // namespace qatester
 
 /// Decodes one video stream of an opened container, whose packets a buffering thread puts into
 /// `packetQueue`. Used by one thread only. A stream whose decoder did not open has no queue, and
@@ -121,18 +111,14 @@ class QATESTER_API OxVideoStream {
   AVStream* stream = nullptr;
   int streamIndex = -1;
   PacketQueue* packetQueue = nullptr;
-  SwsContext* swsContext = nullptr;
+  SwsContext* swsContext = nullptr;  ///< of the last conversion; this object's
 
  private:
-  struct QATESTER_LOCAL Scaling;
-
   void open();
   void release();
-  const AVStream* declaration() const;
-  bool convert(const AVFrame& picture, uint8_t* packed);
-  bool prepareScaler(int width, int height, int format);
+  bool prepareConversion(const OxVideoFrameYUV& yuv);
 
   std::shared_ptr<qatester::BufferControl> control_;
   AVFrame* picture_ = nullptr;  ///< holds the planes of the picture handed out last
-  std::unique_ptr<Scaling> scaling_;
+  std::unique_ptr<qatester::PictureConverter> converter_;
 };

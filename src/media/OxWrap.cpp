@@ -54,8 +54,8 @@ struct OxWrap::Buffering {
 
   void setState(int state);
   void noteChange();
-  /// Lets the demultiplexer skip what would be dropped here.
-  void updateDemuxer();
+  /// Lets the demultiplexer skip what would be dropped here: at once, or from the next read on.
+  void skipUnwanted();
   bool hasLiveQueue() const;
   bool hasPackets() const;
 
@@ -84,6 +84,7 @@ struct OxWrap::Buffering {
   void forEachQueue(Action action) const;
   bool isKept(int streamIndex) const;
   bool isWanted(int streamIndex) const;
+  void updateSkips();
   PacketQueue* liveVideoQueue(int streamIndex) const;
   PacketQueue* liveAudioQueue(int streamIndex) const;
   void readAndRoute();
@@ -92,6 +93,9 @@ struct OxWrap::Buffering {
   bool markEnded(unsigned seeksBeforeRead);
 
   std::atomic<unsigned> changes_{0};
+  /// Set when the demultiplexer may skip other streams than it should.
+  std::atomic<bool> skipsAreOld_{false};
+  int videoIndex_ = -1;  ///< of the stream that `videoStream` was made for
   /// The buffering thread's own.
   PacketSupply supply_ = PacketSupply::unknown;
   int failedReads_ = 0;
@@ -131,6 +135,7 @@ void OxWrap::Buffering::open(const std::string& fileName) {
     const AVMediaType type = formatContext->streams[i]->codecpar->codec_type;
     if (type == AVMEDIA_TYPE_VIDEO && videoStream == nullptr) {
       videoStream = new OxVideoStream(formatContext, i, control);
+      videoIndex_ = i;
       watch(videoStream->packetQueue);
     } else if (type == AVMEDIA_TYPE_AUDIO) {
       auto audio = std::make_unique<OxAudioStream>(formatContext, i);
@@ -139,7 +144,8 @@ void OxWrap::Buffering::open(const std::string& fileName) {
       watch(audioStreams.back()->packetQueue);
     }
   }
-  updateDemuxer();
+  control->publishFacts(ffmpeg::readVideoFacts(formatContext, videoIndex_));
+  skipUnwanted();
 }
 
 void OxWrap::Buffering::watch(PacketQueue* queue) {
@@ -223,11 +229,23 @@ bool OxWrap::Buffering::hasPackets() const {
   return any;
 }
 
-void OxWrap::Buffering::updateDemuxer() {
+void OxWrap::Buffering::skipUnwanted() {
   if (formatContext == nullptr) {
     return;
   }
-  const std::lock_guard<std::mutex> reading(control->demuxMutex);
+  skipsAreOld_ = true;
+  const std::unique_lock<std::mutex> reading(control->demuxMutex, std::try_to_lock);
+  if (reading.owns_lock()) {
+    updateSkips();
+  }
+}
+
+/// With the demultiplexer's lock held.
+void OxWrap::Buffering::updateSkips() {
+  if (!skipsAreOld_.exchange(false)) {
+    return;
+  }
+  const std::lock_guard<std::mutex> routing(control->routeMutex);
   // With nothing wanted each read must still return, so that a stop is seen in time.
   const bool anyWanted = hasLiveQueue();
   for (unsigned i = 0; i < formatContext->nb_streams; ++i) {
@@ -297,9 +315,11 @@ void OxWrap::Buffering::readAndRoute() {
   unsigned seeksBefore = 0;
   {
     const std::lock_guard<std::mutex> reading(control->demuxMutex);
+    updateSkips();
     seeksBefore = control->seeks;
     result = av_read_frame(formatContext, packet.get());
     failed = result < 0 && ffmpeg::hasReadError(formatContext);
+    control->publishFacts(ffmpeg::readVideoFacts(formatContext, videoIndex_));
   }
   if (result >= 0) {
     failedReads_ = 0;
@@ -416,13 +436,13 @@ void OxWrap::discardVideo(bool discard) {
     delete videoStream;
     videoStream = nullptr;
   }
-  buffering_->updateDemuxer();
+  buffering_->skipUnwanted();
   buffering_->noteChange();
 }
 
 void OxWrap::discardAudio(bool discard) {
   discardAudioPackets = discard;
-  buffering_->updateDemuxer();
+  buffering_->skipUnwanted();
   buffering_->noteChange();
 }
 
@@ -431,7 +451,7 @@ void OxWrap::bufferOnly(const std::vector<int>& streamIndices) {
     const std::lock_guard<std::mutex> routing(buffering_->control->routeMutex);
     buffering_->onlyStreams = streamIndices;
   }
-  buffering_->updateDemuxer();
+  buffering_->skipUnwanted();
   buffering_->noteChange();
 }
 

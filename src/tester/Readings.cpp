@@ -99,7 +99,7 @@ class PictureReading {
     removeEnded(runs_, steps_);
     finishSatisfied();
     if (!runs_.empty()) {
-      PictureMaker maker(*wrap_.getVideoStream());
+      PictureMaker maker;
       while (!runs_.empty()) {
         const bool pause = offerNext(maker);
         finishSatisfied();

@@ -3,6 +3,7 @@
 #include <opencv2/core/core_c.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -28,6 +29,7 @@
 #include "checks/video/Transitions.h"
 #include "checks/video/VerticalChanges.h"
 #include "fuzz/Input.h"
+#include "support/PaddedBytes.h"
 #include "support/TempDir.h"
 #include "visual/ColourDisplays.h"
 #include "visual/TimecodeDisplay.h"
@@ -51,7 +53,8 @@ namespace {
 
 constexpr int kMostPictures = 12;
 
-/// Planes that are no larger than they must be, so that the address sanitizer sees who leaves them.
+/// Planes that are no larger than they must be, so that the address sanitizer sees who leaves them;
+/// the scaler alone may read their padding.
 class Picture {
  public:
   explicit Picture(Input& input) : frame_(av_frame_alloc()) {
@@ -103,13 +106,19 @@ class Picture {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
   };
 
+  static qatest::PaddedBytes padded(const std::vector<uint8_t>& bytes) {
+    qatest::PaddedBytes result(bytes.size(), 0);
+    std::copy(bytes.begin(), bytes.end(), result.data());
+    return result;
+  }
+
   void addPlane(Input& input, int plane, int layout) {
     const bool halfWidth = plane > 0 && format_ != AV_PIX_FMT_YUV444P;
     const bool halfHeight = plane > 0 && format_ == AV_PIX_FMT_YUV420P;
     const int columns = halfWidth ? (width_ + 1) / 2 : width_;
     const int rows = halfHeight ? (height_ + 1) / 2 : height_;
     const int stride = columns + layout % 17;
-    planes_[plane] = input.bytes(static_cast<std::size_t>(stride * (rows - 1) + columns));
+    planes_[plane] = padded(input.bytes(static_cast<std::size_t>(stride * (rows - 1) + columns)));
     uint8_t* first = planes_[plane].data();
     const bool bottomUp = (layout & (32 << plane)) != 0;
     frame_->data[plane] = bottomUp ? first + stride * (rows - 1) : first;
@@ -120,14 +129,14 @@ class Picture {
     const auto format = static_cast<AVPixelFormat>(format_);
     const int bytes = av_image_get_buffer_size(format, width_, height_, 1);
     if (bytes > 0) {
-      planes_[0] = input.bytes(static_cast<std::size_t>(bytes));
+      planes_[0] = padded(input.bytes(static_cast<std::size_t>(bytes)));
       av_image_fill_arrays(frame_->data, frame_->linesize, planes_[0].data(), format, width_,
                            height_, 1);
     }
   }
 
   std::unique_ptr<AVFrame, Free> frame_;
-  std::vector<uint8_t> planes_[3];
+  qatest::PaddedBytes planes_[3];
   int format_ = AV_PIX_FMT_NONE;
   int width_ = 0;
   int height_ = 0;

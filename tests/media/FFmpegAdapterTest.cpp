@@ -217,6 +217,88 @@ TEST(BorrowPicture, CopiesWhatReceiversReadAndOwnsNothing) {
   qatester::releasePicture(OxVideoFrameYUV{});
 }
 
+TEST(BorrowPicture, KeepsEveryPropertyThatIsPlain) {
+  const FrameHandle picture(av_frame_alloc());
+  uint64_t ticks = 0;
+  picture->key_frame = 0;
+  picture->pict_type = AV_PICTURE_TYPE_B;
+  picture->sample_aspect_ratio = {16, 15};
+  picture->time_base = {1, 90000};
+  picture->coded_picture_number = 21;
+  picture->display_picture_number = 22;
+  picture->quality = 23;
+  picture->opaque = &ticks;
+  picture->repeat_pict = 1;
+  picture->palette_has_changed = 1;
+  picture->reordered_opaque = 24;
+  picture->flags = AV_FRAME_FLAG_CORRUPT;
+  picture->color_range = AVCOL_RANGE_JPEG;
+  picture->color_primaries = AVCOL_PRI_BT709;
+  picture->color_trc = AVCOL_TRC_GAMMA28;
+  picture->colorspace = AVCOL_SPC_BT470BG;
+  picture->chroma_location = AVCHROMA_LOC_TOPLEFT;
+  picture->best_effort_timestamp = 25;
+  picture->pkt_pos = 26;
+  picture->pkt_duration = 27;
+  picture->pkt_size = 28;
+  picture->decode_error_flags = FF_DECODE_ERROR_MISSING_REFERENCE;
+  picture->crop_top = 1;
+  picture->crop_bottom = 2;
+  picture->crop_left = 3;
+  picture->crop_right = 4;
+  OxVideoFrameYUV record;
+  record.frame = ffmpeg::borrowPicture(*picture);
+  ASSERT_NE(record.frame, nullptr);
+  const AVFrame& borrowed = *record.frame;
+  EXPECT_EQ(borrowed.key_frame, 0);
+  EXPECT_EQ(borrowed.pict_type, AV_PICTURE_TYPE_B);
+  EXPECT_EQ(av_cmp_q(borrowed.sample_aspect_ratio, {16, 15}), 0);
+  EXPECT_EQ(av_cmp_q(borrowed.time_base, {1, 90000}), 0);
+  EXPECT_EQ(borrowed.coded_picture_number, 21);
+  EXPECT_EQ(borrowed.display_picture_number, 22);
+  EXPECT_EQ(borrowed.quality, 23);
+  EXPECT_EQ(borrowed.opaque, &ticks);
+  EXPECT_EQ(borrowed.repeat_pict, 1);
+  EXPECT_EQ(borrowed.palette_has_changed, 1);
+  EXPECT_EQ(borrowed.reordered_opaque, 24);
+  EXPECT_EQ(borrowed.flags, AV_FRAME_FLAG_CORRUPT);
+  EXPECT_EQ(borrowed.color_range, AVCOL_RANGE_JPEG);
+  EXPECT_EQ(borrowed.color_primaries, AVCOL_PRI_BT709);
+  EXPECT_EQ(borrowed.color_trc, AVCOL_TRC_GAMMA28);
+  EXPECT_EQ(borrowed.colorspace, AVCOL_SPC_BT470BG);
+  EXPECT_EQ(borrowed.chroma_location, AVCHROMA_LOC_TOPLEFT);
+  EXPECT_EQ(borrowed.best_effort_timestamp, 25);
+  EXPECT_EQ(borrowed.pkt_pos, 26);
+  EXPECT_EQ(borrowed.pkt_duration, 27);
+  EXPECT_EQ(borrowed.pkt_size, 28);
+  EXPECT_EQ(borrowed.decode_error_flags, FF_DECODE_ERROR_MISSING_REFERENCE);
+  EXPECT_EQ(borrowed.crop_top, 1U);
+  EXPECT_EQ(borrowed.crop_bottom, 2U);
+  EXPECT_EQ(borrowed.crop_left, 3U);
+  EXPECT_EQ(borrowed.crop_right, 4U);
+  qatester::releasePicture(record);
+}
+
+TEST(BorrowPicture, LeavesToThePictureWhatIsNotPlain) {
+  const FrameHandle picture(av_frame_alloc());
+  picture->format = AV_PIX_FMT_YUV420P;
+  picture->width = 16;
+  picture->height = 16;
+  ASSERT_GE(av_frame_get_buffer(picture.get(), 0), 0);
+  ASSERT_NE(av_frame_new_side_data(picture.get(), AV_FRAME_DATA_A53_CC, 10), nullptr);
+  ASSERT_GE(av_dict_set(&picture->metadata, "key", "value", 0), 0);
+  picture->opaque_ref = av_buffer_alloc(4);
+  OxVideoFrameYUV record;
+  record.frame = ffmpeg::borrowPicture(*picture);
+  ASSERT_NE(record.frame, nullptr);
+  EXPECT_EQ(record.frame->nb_side_data, 0);
+  EXPECT_EQ(record.frame->side_data, nullptr);
+  EXPECT_EQ(record.frame->metadata, nullptr);
+  EXPECT_EQ(record.frame->opaque_ref, nullptr);
+  EXPECT_EQ(av_buffer_get_ref_count(picture->opaque_ref), 1);
+  qatester::releasePicture(record);
+}
+
 TEST(OpenContainer, SaysWhyItFailed) {
   AVFormatContext* container = nullptr;
   const int result = ffmpeg::openContainer("/nowhere/at/all.mov", kNoInterrupt, &container);

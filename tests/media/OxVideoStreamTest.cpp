@@ -683,6 +683,40 @@ TEST_F(OxVideoStreamTest, APictureOfAnotherSizeIsConvertedAtItsOwn) {
   EXPECT_EQ(widths.back(), 94);
 }
 
+/// Buffers of a client that marks each picture with what it finds in the decoder's `opaque`.
+int markedBuffer(AVCodecContext* context, AVFrame* picture, int flags) {
+  picture->opaque = context->opaque;
+  return avcodec_default_get_buffer2(context, picture, flags);
+}
+
+TEST_F(OxVideoStreamTest, APictureOfAPacketWithoutATimeTakesThatOfItsMark) {
+  constexpr uint64_t kNone = static_cast<uint64_t>(AV_NOPTS_VALUE);
+  constexpr uint64_t kLarge = (uint64_t{1} << 63) + (uint64_t{1} << 62);
+  const struct {
+    const uint64_t mark;
+    bool isMarked;
+    int64_t dts;
+    double ticks;
+  } cases[] = {{75, true, AV_NOPTS_VALUE, 75.0}, {75, true, 2, 2.0},
+               {75, false, AV_NOPTS_VALUE, 0.0}, {kNone, true, AV_NOPTS_VALUE, 0.0},
+               {0, true, AV_NOPTS_VALUE, 0.0},   {kLarge, true, AV_NOPTS_VALUE, 0x1.8p63}};
+  for (const auto& [mark, isMarked, dts, ticks] : cases) {
+    const Clip clip(this->clip("a.mkv", ffv1(1)));
+    OxVideoStream stream(clip.container.get(), clip.index);
+    uint64_t value = mark;
+    stream.codecContext->opaque = isMarked ? &value : nullptr;
+    stream.codecContext->get_buffer2 = markedBuffer;
+    clip.packets[0]->dts = dts;
+    feed(stream.packetQueue, clip.packets);
+    const OxVideoFrameYUV picture = stream.getNextYUVFrame();
+    ASSERT_TRUE(picture.valid);
+    const AVRational unit = clip.stream().time_base;
+    EXPECT_EQ(picture.time, static_cast<double>(unit.num) / unit.den * ticks);
+    EXPECT_EQ(picture.frame->opaque, stream.codecContext->opaque);
+    av_free(picture.frame);
+  }
+}
+
 // Conversion a few rows at a time.
 
 /// A picture whose planes lie in memory from the last row to the first.

@@ -569,6 +569,47 @@ TEST_F(OxWrapTest, AReadThatHangsOutlivesTheWrapper) {
   EXPECT_TRUE(waitUntil([&] { return openDescriptors(file) == 0; }));
 }
 
+TEST_F(OxWrapTest, NeitherFactsNorDiscardingWaitForAReadThatHangs) {
+  const std::string file = large();
+  OxWrap wrap(file, kReady);
+  OxVideoStream* video = wrap.getVideoStream();
+  PacketQueue* sound = wrap.getAudioStream(0)->packetQueue;
+  const int soundIndex = wrap.getAudioStream(0)->streamIndex;
+  const double duration = video->getDurationSeconds();
+  EXPECT_NEAR(duration, 1.2, 0.05);
+  {
+    const FaultyReads reads(file, 4000000, ReadFault::hangs);
+    wrap.startBuffering();
+    ASSERT_TRUE(waitUntil([&] { return reads.met() > 0; }));
+    // The read goes on at the end of this block: what waits for it does so for ever.
+    EXPECT_EQ(video->getFPS(), 25.0F);
+    EXPECT_EQ(video->getDurationSeconds(), duration);
+    EXPECT_EQ(video->getFrameCount(), wrap.formatContext->streams[video->streamIndex]->nb_frames);
+    wrap.discardAudio(true);
+    wrap.bufferOnly({video->streamIndex});
+    OxPackets::packet_queue_flush(sound);
+    EXPECT_EQ(wrap.formatContext->streams[soundIndex]->discard, AVDISCARD_DEFAULT);
+  }
+  EXPECT_EQ(drain(video->packetQueue).size(), 30U);
+  EXPECT_TRUE(video->hasEnded());
+  EXPECT_TRUE(drain(sound).empty()) << "what is discarded during a read does not come after it";
+  EXPECT_EQ(wrap.formatContext->streams[soundIndex]->discard, AVDISCARD_ALL);
+}
+
+TEST_F(OxWrapTest, DiscardingVideoDoesNotWaitForAReadThatHangs) {
+  const std::string file = large();
+  OxWrap wrap(file, kReady);
+  {
+    const FaultyReads reads(file, 4000000, ReadFault::hangs);
+    wrap.startBuffering();
+    ASSERT_TRUE(waitUntil([&] { return reads.met() > 0; }));
+    wrap.discardVideo(true);
+    EXPECT_EQ(wrap.getVideoStream(), nullptr);
+  }
+  EXPECT_FALSE(drain(wrap.getAudioStream(0)->packetQueue).empty());
+  EXPECT_EQ(wrap.formatContext->streams[0]->discard, AVDISCARD_ALL);
+}
+
 // Read errors
 
 class ReadError : public OxWrapTest, public testing::WithParamInterface<std::string> {

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "media/OxVideoStream.h"
+#include "support/PaddedBytes.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -38,8 +38,8 @@ class Picture {
     for (int plane = 0; plane < 3; ++plane) {
       const int rows = rowsOf(plane);
       const int stride = columnsOf(plane) + layout.padding;
-      planes_[plane].assign(static_cast<std::size_t>(stride) * static_cast<std::size_t>(rows) + 1,
-                            kAround);
+      planes_[plane] =
+          PaddedBytes(static_cast<std::size_t>(stride) * static_cast<std::size_t>(rows), kAround);
       uint8_t* first = planes_[plane].data();
       frame_->data[plane] = layout.bottomUp ? first + stride * (rows - 1) : first;
       frame_->linesize[plane] = layout.bottomUp ? -stride : stride;
@@ -92,7 +92,7 @@ class Picture {
   };
 
   std::unique_ptr<AVFrame, Free> frame_;
-  std::vector<uint8_t> planes_[3];
+  PaddedBytes planes_[3];
   int shiftX_;
   int shiftY_;
   int width_;
