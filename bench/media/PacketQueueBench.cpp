@@ -9,6 +9,8 @@
 #include <mutex>
 #include <thread>
 
+#include "foundation/SharedValue.h"
+
 extern "C" {
 #include <libavcodec/packet.h>
 }
@@ -67,7 +69,7 @@ BENCHMARK(putThenGet);
 void betweenThreads(benchmark::State& state, Channel& channel) {
   if (state.thread_index() == 0) {
     for (auto _ : state) {
-      while (channel.queue().nb_packets >= kMostQueued) {
+      while (qatester::loadShared(channel.queue().nb_packets) >= kMostQueued) {
         std::this_thread::yield();
       }
       channel.put();

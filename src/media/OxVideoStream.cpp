@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "foundation/Conversions.h"
+#include "foundation/SharedValue.h"
 #include "media/BufferControl.h"
 #include "media/FFmpeg.h"
 #include "media/PacketQueue.h"
@@ -214,7 +215,7 @@ void OxVideoStream::pauseForPacket(unsigned seconds) {
     return;
   }
   control_->pauseCaller(seconds, [this] {
-    return packetQueue == nullptr || packetQueue->nb_packets > 0 ||
+    return packetQueue == nullptr || qatester::loadShared(packetQueue->nb_packets) > 0 ||
            packetQueue->supply != PacketSupply::flowing;
   });
 }
@@ -223,8 +224,8 @@ bool OxVideoStream::hasEnded() {
   if (control_ == nullptr || !control_->untilReady()) {
     return false;
   }
-  return packetQueue == nullptr ||
-         (packetQueue->nb_packets == 0 && packetQueue->supply == PacketSupply::ended);
+  return packetQueue == nullptr || (qatester::loadShared(packetQueue->nb_packets) == 0 &&
+                                    packetQueue->supply == PacketSupply::ended);
 }
 
 std::string OxVideoStream::getPixelFormatName() {

@@ -8,11 +8,14 @@
 #include <mutex>
 #include <optional>
 
+#include "foundation/SharedValue.h"
 #include "media/BufferControl.h"
 #include "media/FFmpeg.h"
 #include "media/PacketQueue.h"
 
 using qatester::BufferControl;
+using qatester::loadShared;
+using qatester::storeShared;
 namespace ffmpeg = qatester::ffmpeg;
 
 namespace {
@@ -65,9 +68,10 @@ struct OxWrap::Buffering {
   AVFormatContext* formatContext = nullptr;
   std::vector<OxAudioStream*> audioStreams;
   OxVideoStream* videoStream = nullptr;
-  std::atomic<int> bufferState{kStopped};
-  std::atomic<bool> discardVideoPackets{false};
-  std::atomic<bool> discardAudioPackets{false};
+  /// These three are shared with the thread, see `loadShared`.
+  int bufferState = kStopped;
+  bool discardVideoPackets = false;
+  bool discardAudioPackets = false;
   /// Set when the wrapper is gone: what the thread still reads is of no use to anybody.
   std::atomic<bool> abandoned{false};
   /// Set when the reader has told the queues that the data has ended.
@@ -162,8 +166,8 @@ void OxWrap::Buffering::watch(PacketQueue* queue) {
 }
 
 bool OxWrap::Buffering::isFull(const PacketQueue& queue) const {
-  return queue.size > kQueueLimitBytes ||
-         (control->untilReady() && queue.nb_packets >= kQueueLimitPackets);
+  return loadShared(queue.size) > kQueueLimitBytes ||
+         (control->untilReady() && loadShared(queue.nb_packets) >= kQueueLimitPackets);
 }
 
 void OxWrap::Buffering::noteChange() {
@@ -172,7 +176,7 @@ void OxWrap::Buffering::noteChange() {
 }
 
 void OxWrap::Buffering::setState(int state) {
-  bufferState = state;
+  storeShared(bufferState, state);
   noteChange();
 }
 
@@ -194,13 +198,13 @@ bool OxWrap::Buffering::isKept(int streamIndex) const {
 }
 
 PacketQueue* OxWrap::Buffering::liveVideoQueue(int streamIndex) const {
-  const bool live = videoStream != nullptr && !discardVideoPackets &&
+  const bool live = videoStream != nullptr && !loadShared(discardVideoPackets) &&
                     videoStream->streamIndex == streamIndex && isKept(streamIndex);
   return live ? videoStream->packetQueue : nullptr;
 }
 
 PacketQueue* OxWrap::Buffering::liveAudioQueue(int streamIndex) const {
-  if (discardAudioPackets || !isKept(streamIndex)) {
+  if (loadShared(discardAudioPackets) || !isKept(streamIndex)) {
     return nullptr;
   }
   const auto found =
@@ -225,7 +229,7 @@ bool OxWrap::Buffering::hasLiveQueue() const {
 
 bool OxWrap::Buffering::hasPackets() const {
   bool any = false;
-  forEachQueue([&](const PacketQueue* queue) { any = any || queue->nb_packets > 0; });
+  forEachQueue([&](const PacketQueue* queue) { any = any || loadShared(queue->nb_packets) > 0; });
   return any;
 }
 
@@ -292,7 +296,7 @@ void OxWrap::Buffering::route(ffmpeg::ScopedPacket& packet) {
     if (queue == nullptr) {
       return;
     }
-    if (bufferState != kBuffering || !isFull(*queue)) {
+    if (loadShared(bufferState) != kBuffering || !isFull(*queue)) {
       if (OxPackets::packet_queue_put(queue, packet.get()) == 1) {
         packet.release();
       }
@@ -301,8 +305,9 @@ void OxWrap::Buffering::route(ffmpeg::ScopedPacket& packet) {
     const unsigned changesBefore = changes_;
     routing.unlock();
     setSupply(PacketSupply::unknown);
-    control->pauseReader(kFullQueuePauseSeconds,
-                         [&] { return bufferState != kBuffering || changes_ != changesBefore; });
+    control->pauseReader(kFullQueuePauseSeconds, [&] {
+      return loadShared(bufferState) != kBuffering || changes_ != changesBefore;
+    });
     routing.lock();
   }
 }
@@ -339,7 +344,7 @@ void OxWrap::Buffering::readAndRoute() {
   }
   if (markEnded(seeksBefore)) {
     control->pauseReader(kEndOfFilePauseSeconds, [&] {
-      return bufferState != kBuffering || control->seeks != seeksBefore;
+      return loadShared(bufferState) != kBuffering || control->seeks != seeksBefore;
     });
   }
 }
@@ -347,19 +352,20 @@ void OxWrap::Buffering::readAndRoute() {
 void OxWrap::Buffering::run() {
   try {
     for (;;) {
-      const int state = bufferState;
+      const int state = loadShared(bufferState);
       if (state == kBuffering && formatContext != nullptr) {
         readAndRoute();
       } else if (state == kPaused) {
         setSupply(PacketSupply::unknown);
-        control->pauseReader(kPausedPauseSeconds, [&] { return bufferState != kPaused; });
+        control->pauseReader(kPausedPauseSeconds,
+                             [&] { return loadShared(bufferState) != kPaused; });
       } else {
         break;
       }
     }
   } catch (const std::exception&) {
     // Out of memory: what is queued can still be drained.
-    bufferState = kStopped;
+    storeShared(bufferState, kStopped);
   }
   endSupply();
 }
@@ -383,7 +389,7 @@ OxWrap::OxWrap(const std::string& fileName, const OxWrapOptions& options)
 }
 
 OxWrap::~OxWrap() {
-  if (bufferState != kStopped) {
+  if (loadShared(bufferState) != kStopped) {
     buffering_->setState(kStopped);
     // A join may throw in a thread that is being interrupted; a destructor must not.
     const boost::this_thread::disable_interruption uninterrupted;
@@ -394,25 +400,25 @@ OxWrap::~OxWrap() {
 }
 
 void OxWrap::startBuffering() {
-  if (bufferState != kStopped) {
+  if (loadShared(bufferState) != kStopped) {
     buffering_->setState(kBuffering);
     return;
   }
   const bool anyLiveQueue = buffering_->hasLiveQueue();
-  bufferState = kBuffering;
+  storeShared(bufferState, kBuffering);
   buffering_->ended = false;
   try {
     bufferThread = boost::thread(boost::bind(&Buffering::run, buffering_));
   } catch (const boost::thread_resource_error&) {
-    bufferState = kStopped;
+    storeShared(bufferState, kStopped);
     buffering_->endSupply();
     return;
   } catch (...) {
-    bufferState = kStopped;
+    storeShared(bufferState, kStopped);
     throw;
   }
   buffering_->control->pauseCaller(kStartPauseSeconds, [&] {
-    return !anyLiveQueue || buffering_->ended || bufferState != kBuffering ||
+    return !anyLiveQueue || buffering_->ended || loadShared(bufferState) != kBuffering ||
            buffering_->hasPackets();
   });
 }
@@ -430,7 +436,7 @@ void OxWrap::stopBuffering() {
 }
 
 void OxWrap::discardVideo(bool discard) {
-  discardVideoPackets = discard;
+  storeShared(discardVideoPackets, discard);
   if (discard) {
     const std::lock_guard<std::mutex> routing(buffering_->control->routeMutex);
     delete videoStream;
@@ -441,7 +447,7 @@ void OxWrap::discardVideo(bool discard) {
 }
 
 void OxWrap::discardAudio(bool discard) {
-  discardAudioPackets = discard;
+  storeShared(discardAudioPackets, discard);
   buffering_->skipUnwanted();
   buffering_->noteChange();
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <boost/thread/thread.hpp>
 #include <memory>
 #include <stop_token>
@@ -82,8 +81,8 @@ class QATESTER_API OxWrap {
   AVFormatContext*& formatContext;  ///< null when nothing is open
   std::vector<OxAudioStream*>& audioStreams;
   OxVideoStream*& videoStream;
-  std::atomic<int>& bufferState;  ///< 0 stopped, 1 buffering, 2 paused
+  int& bufferState;  ///< 0 stopped, 1 buffering, 2 paused
   boost::thread bufferThread;
-  std::atomic<bool>& discardVideoPackets;
-  std::atomic<bool>& discardAudioPackets;
+  bool& discardVideoPackets;
+  bool& discardAudioPackets;
 };

@@ -3,6 +3,7 @@
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <mutex>
 
+#include "foundation/SharedValue.h"
 #include "media/FFmpeg.h"
 
 namespace OxPackets {
@@ -57,8 +58,8 @@ int packet_queue_put(PacketQueue* q, AVPacket* pkt) {
     q->first_pkt = node;
   }
   q->last_pkt = node;
-  q->nb_packets += 1;
-  q->size += pkt->size;
+  qatester::addShared(q->nb_packets, 1);
+  qatester::addShared(q->size, pkt->size);
   lock.unlock();
 
   // After unlocking, and only when the queue was empty: a getter waits only on an empty queue.
@@ -81,8 +82,8 @@ int packet_queue_get(PacketQueue* q, AVPacket* pkt, int block) {
       if (q->first_pkt == nullptr) {
         q->last_pkt = nullptr;
       }
-      q->nb_packets -= 1;
-      q->size -= node->pkt.size;
+      qatester::addShared(q->nb_packets, -1);
+      qatester::addShared(q->size, -node->pkt.size);
       *pkt = node->pkt;
       av_free(node);
       lock.unlock();
@@ -114,8 +115,8 @@ void packet_queue_flush(PacketQueue* q) {
   }
   q->first_pkt = nullptr;
   q->last_pkt = nullptr;
-  q->nb_packets = 0;
-  q->size = 0;
+  qatester::storeShared(q->nb_packets, 0);
+  qatester::storeShared(q->size, 0);
   q->wait_count = 0;
   lock.unlock();
   tellChanged(*q);

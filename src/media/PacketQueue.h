@@ -31,15 +31,15 @@ enum class PacketSupply {
 /// A first-in-first-out queue of demultiplexed, still compressed packets between one producer (the
 /// buffering thread) and one consumer (the thread that decodes).
 ///
-/// Every field is written under `mutex`; `size` may be read without it (a stale value only delays
-/// or hastens throttling). Made by `OxPackets::packet_queue_init`, released with `delete` after a
-/// final `OxPackets::packet_queue_flush`.
+/// Every field is written under `mutex`; `nb_packets` and `size` may be read without it (a stale
+/// value only delays or hastens throttling). Made by `OxPackets::packet_queue_init`, released with
+/// `delete` after a final `OxPackets::packet_queue_flush`.
 struct PacketQueue {
   PacketNode* first_pkt = nullptr;
   PacketNode* last_pkt = nullptr;
-  std::atomic<int32_t> nb_packets{0};
+  int32_t nb_packets = 0;
   /// Sum of the queued payloads in bytes.
-  std::atomic<int32_t> size{0};
+  int32_t size = 0;
   /// Timed waits of the current blocking get.
   int32_t wait_count = 0;
   boost::mutex mutex;

@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <thread>
+#include <type_traits>
 
+#include "foundation/SharedValue.h"
 #include "media/WrapTestSupport.h"
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
@@ -16,6 +19,7 @@
 namespace {
 
 using namespace qatest;
+using qatester::loadShared;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
@@ -75,7 +79,7 @@ TEST_F(OxWrapTest, FilesThatDoNotOpenHaveNoStreams) {
       EXPECT_EQ(wrap.getVideoStream(), nullptr);
       EXPECT_EQ(wrap.getNumberOfAudioStreams(), 0U);
       EXPECT_EQ(wrap.getAudioStream(0), nullptr);
-      EXPECT_EQ(wrap.bufferState, 0);
+      EXPECT_EQ(loadShared(wrap.bufferState), 0);
       EXPECT_FALSE(wrap.discardVideoPackets);
       EXPECT_FALSE(wrap.discardAudioPackets);
       EXPECT_FALSE(wrap.getOpenError().empty());
@@ -103,7 +107,7 @@ TEST_F(OxWrapTest, AFreshWrapperIsStoppedAndKeepsEverything) {
   OxWrap wrap(file);
   EXPECT_EQ(wrap.fileName, file);
   EXPECT_NE(wrap.formatContext, nullptr);
-  EXPECT_EQ(wrap.bufferState, 0);
+  EXPECT_EQ(loadShared(wrap.bufferState), 0);
   EXPECT_FALSE(wrap.discardVideoPackets);
   EXPECT_FALSE(wrap.discardAudioPackets);
   EXPECT_FALSE(wrap.bufferThread.joinable());
@@ -154,7 +158,7 @@ TEST_F(OxWrapTest, OfTwoVideoStreamsTheFirstIsDecoded) {
   ASSERT_NE(wrap.getVideoStream(), nullptr);
   EXPECT_EQ(wrap.getVideoStream()->streamIndex, 0);
   wrap.startBuffering();
-  EXPECT_EQ(wrap.getVideoStream()->packetQueue->nb_packets, 20);
+  EXPECT_EQ(loadShared(wrap.getVideoStream()->packetQueue->nb_packets), 20);
   EXPECT_EQ(pullPictures(*wrap.getVideoStream()), expectedContents(file).pictures);
   wrap.stopBuffering();
 }
@@ -164,10 +168,10 @@ TEST_F(OxWrapTest, OfTwoVideoStreamsTheFirstIsDecoded) {
 TEST_F(OxWrapTest, StartPauses500AndStopPauses100) {
   OxWrap wrap(small());
   wrap.startBuffering();
-  EXPECT_EQ(wrap.bufferState, 1);
+  EXPECT_EQ(loadShared(wrap.bufferState), 1);
   EXPECT_EQ(callerPauses(), kStart);
   wrap.stopBuffering();
-  EXPECT_EQ(wrap.bufferState, 0);
+  EXPECT_EQ(loadShared(wrap.bufferState), 0);
   EXPECT_FALSE(wrap.bufferThread.joinable());
   EXPECT_EQ(callerPauses(), kStartAndStop);
 }
@@ -193,11 +197,11 @@ TEST_F(OxWrapTest, ResumingNeitherPausesNorMakesAThread) {
   wrap.startBuffering();
   const boost::thread::id reader = wrap.bufferThread.get_id();
   wrap.pauseBuffering();
-  EXPECT_EQ(wrap.bufferState, 2);
+  EXPECT_EQ(loadShared(wrap.bufferState), 2);
   clearPauses();
   EXPECT_TRUE(waitUntil([] { return contains(readerPauses(), 1000); }));
   wrap.startBuffering();
-  EXPECT_EQ(wrap.bufferState, 1);
+  EXPECT_EQ(loadShared(wrap.bufferState), 1);
   EXPECT_EQ(wrap.bufferThread.get_id(), reader);
   wrap.startBuffering();  // running already
   EXPECT_TRUE(callerPauses().empty());
@@ -217,10 +221,10 @@ TEST_F(OxWrapTest, APausedReaderReadsNothing) {
   OxPackets::packet_queue_flush(queue);
   clearPauses();
   EXPECT_TRUE(waitUntil([] { return readerPauses().size() >= 3; }));
-  EXPECT_EQ(queue->nb_packets, 0);
+  EXPECT_EQ(loadShared(queue->nb_packets), 0);
   EXPECT_EQ(readerPauses(), std::vector<unsigned>(readerPauses().size(), 1000));
   wrap.startBuffering();
-  EXPECT_TRUE(waitUntil([&] { return queue->nb_packets > 0; }));
+  EXPECT_TRUE(waitUntil([&] { return loadShared(queue->nb_packets) > 0; }));
 }
 
 TEST_F(OxWrapTest, StartingAfterAStopReadsOnInANewThread) {
@@ -232,7 +236,7 @@ TEST_F(OxWrapTest, StartingAfterAStopReadsOnInANewThread) {
   OxPackets::packet_queue_flush(queue);
   wrap.startBuffering();
   EXPECT_EQ(callerPauses(), (std::vector<unsigned>{500, 100, 500}));
-  EXPECT_GT(queue->nb_packets, 0);
+  EXPECT_GT(loadShared(queue->nb_packets), 0);
   EXPECT_TRUE(wrap.bufferThread.joinable());
 }
 
@@ -244,8 +248,8 @@ TEST_F(OxWrapTest, AFullQueueIsPolledEvery10Seconds) {
   const std::vector<unsigned> pauses = readerPauses();
   EXPECT_EQ(pauses, std::vector<unsigned>(pauses.size(), 10));
   const PacketQueue& queue = *wrap.getVideoStream()->packetQueue;
-  EXPECT_EQ(queue.nb_packets, kRawPacketsInFullQueue);
-  EXPECT_EQ(queue.size, kRawPacketsInFullQueue * kRawPacket);
+  EXPECT_EQ(loadShared(queue.nb_packets), kRawPacketsInFullQueue);
+  EXPECT_EQ(loadShared(queue.size), kRawPacketsInFullQueue * kRawPacket);
 }
 
 TEST_F(OxWrapTest, AQueueExceedsItsLimitByOnePacketAtMost) {
@@ -258,11 +262,11 @@ TEST_F(OxWrapTest, AQueueExceedsItsLimitByOnePacketAtMost) {
   std::size_t taken = 0;
   AVPacket packet{};
   while (OxPackets::packet_queue_get(queue, &packet, 1) == 1) {
-    largest = std::max<int32_t>(largest, queue->size + packet.size);
+    largest = std::max<int32_t>(largest, loadShared(queue->size) + packet.size);
     av_packet_unref(&packet);
     ++taken;
     // Lets the reader catch up.
-    waitUntil([&] { return queue->size > kLimit || contains(readerPauses(), 100); });
+    waitUntil([&] { return loadShared(queue->size) > kLimit || contains(readerPauses(), 100); });
   }
   EXPECT_EQ(taken, 30U);
   EXPECT_EQ(largest, kRawPacketsInFullQueue * kRawPacket);
@@ -279,9 +283,10 @@ TEST_F(OxWrapTest, TinyPacketsFillAQueueByTheirNumberUnlessPausesAreFixed) {
     OxWrap wrap(file, {pauses, {}});
     wrap.startBuffering();
     PacketQueue* queue = wrap.getAudioStream(0)->packetQueue;
-    EXPECT_TRUE(waitUntil([&] { return queue->nb_packets == most; })) << queue->nb_packets;
+    EXPECT_TRUE(waitUntil([&] { return loadShared(queue->nb_packets) == most; }))
+        << loadShared(queue->nb_packets);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(queue->nb_packets, most);
+    EXPECT_EQ(loadShared(queue->nb_packets), most);
     AVPacket packet{};
     int taken = 0;
     while (OxPackets::packet_queue_get(queue, &packet, 1) == 1) {
@@ -300,7 +305,7 @@ TEST_F(OxWrapTest, OneFullQueueStallsTheOthers) {
   OxPackets::packet_queue_flush(sound);
   clearPauses();
   EXPECT_TRUE(waitUntil([] { return readerPauses().size() >= 3; }));
-  EXPECT_EQ(sound->nb_packets, 0);
+  EXPECT_EQ(loadShared(sound->nb_packets), 0);
 }
 
 TEST_F(OxWrapTest, AnAudioQueueFillsToTheSameLimit) {
@@ -310,7 +315,7 @@ TEST_F(OxWrapTest, AnAudioQueueFillsToTheSameLimit) {
   wrap.startBuffering();
   EXPECT_TRUE(waitUntil([] { return readerPauses().size() >= 3; }));
   // 32 packets hold 4,915,200 bytes.
-  EXPECT_EQ(wrap.getAudioStream(0)->packetQueue->nb_packets, 33);
+  EXPECT_EQ(loadShared(wrap.getAudioStream(0)->packetQueue->nb_packets), 33);
   EXPECT_EQ(readerPauses(), std::vector<unsigned>(readerPauses().size(), 10));
 }
 
@@ -321,7 +326,7 @@ TEST_F(OxWrapTest, StoppingDuringAFullQueueKeepsThePacketInHand) {
   wrap.stopBuffering();
   EXPECT_EQ(callerPauses(), kStartAndStop);
   // The packet that waited for room is put when the wait ends.
-  EXPECT_EQ(wrap.getVideoStream()->packetQueue->nb_packets, kRawPacketsInFullQueue + 1);
+  EXPECT_EQ(loadShared(wrap.getVideoStream()->packetQueue->nb_packets), kRawPacketsInFullQueue + 1);
 }
 
 TEST_F(OxWrapTest, ASeekPauses500AndReadsFromThere) {
@@ -339,6 +344,27 @@ TEST_F(OxWrapTest, ASeekPauses500AndReadsFromThere) {
   wrap.stopBuffering();
 }
 
+// Fields
+
+TEST_F(OxWrapTest, StateAndFlagsArePlainVariables) {
+  OxWrap wrap(small());
+  wrap.discardAudioPackets = true;
+  auto discardsVideo = wrap.discardVideoPackets;
+  auto discardsAudio = wrap.discardAudioPackets;
+  static_assert(std::is_same_v<decltype(discardsVideo), bool>);
+  static_assert(std::is_same_v<decltype(discardsAudio), bool>);
+  wrap.startBuffering();
+  auto state = wrap.bufferState;
+  static_assert(std::is_same_v<decltype(state), int>);
+  char text[32];
+  std::snprintf(text, sizeof text, "%d %d %d", wrap.bufferState, discardsVideo, discardsAudio);
+  EXPECT_STREQ(text, "1 0 1");
+  wrap.stopBuffering();
+  EXPECT_EQ(std::max(wrap.bufferState, -1), 0);
+  EXPECT_EQ(wrap.getVideoStream()->packetQueue->nb_packets, 20);
+  EXPECT_EQ(wrap.getAudioStream(0)->packetQueue->nb_packets, 0);
+}
+
 // Discarding
 
 TEST_F(OxWrapTest, DiscardingVideoTakesTheStreamAwayForGood) {
@@ -350,8 +376,8 @@ TEST_F(OxWrapTest, DiscardingVideoTakesTheStreamAwayForGood) {
   EXPECT_FALSE(wrap.discardVideoPackets);
   EXPECT_EQ(wrap.getVideoStream(), nullptr);
   wrap.startBuffering();
-  EXPECT_GT(wrap.getAudioStream(0)->packetQueue->nb_packets, 0);
-  EXPECT_GT(wrap.getAudioStream(1)->packetQueue->nb_packets, 0);
+  EXPECT_GT(loadShared(wrap.getAudioStream(0)->packetQueue->nb_packets), 0);
+  EXPECT_GT(loadShared(wrap.getAudioStream(1)->packetQueue->nb_packets), 0);
 }
 
 TEST_F(OxWrapTest, NotDiscardingVideoKeepsTheStream) {
@@ -366,9 +392,9 @@ TEST_F(OxWrapTest, DiscardingAudioKeepsTheStreamsAndDropsTheirPackets) {
   EXPECT_TRUE(wrap.discardAudioPackets);
   EXPECT_EQ(wrap.getNumberOfAudioStreams(), 2U);
   wrap.startBuffering();
-  EXPECT_EQ(wrap.getVideoStream()->packetQueue->nb_packets, 20);
-  EXPECT_EQ(wrap.getAudioStream(0)->packetQueue->nb_packets, 0);
-  EXPECT_EQ(wrap.getAudioStream(1)->packetQueue->nb_packets, 0);
+  EXPECT_EQ(loadShared(wrap.getVideoStream()->packetQueue->nb_packets), 20);
+  EXPECT_EQ(loadShared(wrap.getAudioStream(0)->packetQueue->nb_packets), 0);
+  EXPECT_EQ(loadShared(wrap.getAudioStream(1)->packetQueue->nb_packets), 0);
 }
 
 TEST_F(OxWrapTest, AudioThatIsNoLongerDiscardedArrives) {
@@ -376,8 +402,8 @@ TEST_F(OxWrapTest, AudioThatIsNoLongerDiscardedArrives) {
   wrap.discardAudio(true);
   wrap.discardAudio(false);
   wrap.startBuffering();
-  EXPECT_GT(wrap.getAudioStream(0)->packetQueue->nb_packets, 0);
-  EXPECT_GT(wrap.getAudioStream(1)->packetQueue->nb_packets, 0);
+  EXPECT_GT(loadShared(wrap.getAudioStream(0)->packetQueue->nb_packets), 0);
+  EXPECT_GT(loadShared(wrap.getAudioStream(1)->packetQueue->nb_packets), 0);
 }
 
 TEST_F(OxWrapTest, WithEverythingDiscardedTheReaderStillReachesTheEnd) {
@@ -402,9 +428,9 @@ TEST_F(OxWrapTest, OnlyTheChosenStreamsAreBuffered) {
   OxWrap wrap(small());
   wrap.bufferOnly({2});
   wrap.startBuffering();
-  EXPECT_EQ(wrap.getVideoStream()->packetQueue->nb_packets, 0);
-  EXPECT_EQ(wrap.getAudioStream(0)->packetQueue->nb_packets, 0);
-  EXPECT_GT(wrap.getAudioStream(1)->packetQueue->nb_packets, 0);
+  EXPECT_EQ(loadShared(wrap.getVideoStream()->packetQueue->nb_packets), 0);
+  EXPECT_EQ(loadShared(wrap.getAudioStream(0)->packetQueue->nb_packets), 0);
+  EXPECT_GT(loadShared(wrap.getAudioStream(1)->packetQueue->nb_packets), 0);
 }
 
 TEST_F(OxWrapTest, StreamsWithoutADecoderAreHarmless) {
@@ -630,7 +656,7 @@ TEST_P(ReadError, EndsTheReader) {
     const FaultyReads reads(file, half, ReadFault::fails);
     const ShortStarts noReaderPauses;
     wrap.startBuffering();
-    EXPECT_TRUE(waitUntil([&] { return wrap.bufferState == 0; }));
+    EXPECT_TRUE(waitUntil([&] { return loadShared(wrap.bufferState) == 0; }));
     EXPECT_GT(reads.met(), 0);
   }
   const std::size_t pictures = pullPictures(*wrap.getVideoStream()).size();
@@ -652,7 +678,7 @@ TEST_P(ReadError, IsTheEndOfTheDataUntilReady) {
   EXPECT_GT(pictures, 20U);
   EXPECT_LT(pictures, 80U);
   EXPECT_TRUE(wrap.getVideoStream()->hasEnded());
-  EXPECT_EQ(wrap.bufferState, 0);
+  EXPECT_EQ(loadShared(wrap.bufferState), 0);
   EXPECT_LT(since(start), milliseconds(1500));
 }
 
@@ -739,8 +765,8 @@ TEST_F(UntilReady, TheEndIsSeenAtOnce) {
 TEST_F(UntilReady, TheStartEndsWithTheFirstPacket) {
   OxWrap wrap(large(), kReady);
   wrap.startBuffering();
-  EXPECT_GT(wrap.getVideoStream()->packetQueue->nb_packets +
-                wrap.getAudioStream(0)->packetQueue->nb_packets,
+  EXPECT_GT(loadShared(wrap.getVideoStream()->packetQueue->nb_packets) +
+                loadShared(wrap.getAudioStream(0)->packetQueue->nb_packets),
             0);
 }
 
@@ -758,9 +784,9 @@ TEST_F(UntilReady, TheLimitOfAQueueHoldsAndRoomIsUsedAtOnce) {
   wrap.discardAudio(true);
   wrap.startBuffering();
   PacketQueue* queue = wrap.getVideoStream()->packetQueue;
-  EXPECT_TRUE(waitUntil([&] { return queue->nb_packets == kRawPacketsInFullQueue; }));
+  EXPECT_TRUE(waitUntil([&] { return loadShared(queue->nb_packets) == kRawPacketsInFullQueue; }));
   std::this_thread::sleep_for(milliseconds(50));
-  EXPECT_EQ(queue->nb_packets, kRawPacketsInFullQueue);
+  EXPECT_EQ(loadShared(queue->nb_packets), kRawPacketsInFullQueue);
   EXPECT_EQ(drain(queue).size(), 30U);
   EXPECT_LT(since(begin), milliseconds(1500));
 }

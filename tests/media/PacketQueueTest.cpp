@@ -2,13 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <chrono>
 #include <climits>
+#include <cstdio>
 #include <deque>
 #include <random>
 #include <string>
 #include <thread>
+#include <type_traits>
 
 #include "support/FakeSleep.h"
 
@@ -88,6 +91,18 @@ TEST_F(PacketQueueTest, ANewQueueIsEmpty) {
   EXPECT_EQ(queue->nb_packets, 0);
   EXPECT_EQ(queue->size, 0);
   EXPECT_EQ(queue->wait_count, 0);
+}
+
+TEST_F(PacketQueueTest, CountersArePlainNumbers) {
+  static_assert(std::is_same_v<decltype(queue->nb_packets), int32_t>);
+  static_assert(std::is_same_v<decltype(queue->size), int32_t>);
+  put(100);
+  put(20);
+  char text[32];
+  std::snprintf(text, sizeof text, "%d %d", queue->nb_packets, queue->size);
+  EXPECT_STREQ(text, "2 120");
+  const auto count = queue->nb_packets;
+  EXPECT_EQ(std::max(queue->size, count), 120);
 }
 
 TEST_F(PacketQueueTest, TheMarkerCarriesAText) {
