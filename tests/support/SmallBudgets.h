@@ -2,14 +2,20 @@
 
 #include <string>
 
+#include "tester/QACheck.h"
+
 namespace qatest {
 
-/// Settings by which every check has few frames and blocks, behind a slate of so many seconds.
+/// Settings by which every check has few frames and blocks, after a slate of so many seconds.
 inline std::string smallBudgets(int count = 5, int slateSeconds = 0) {
   std::string text = "QATesterSlateSeconds = " + std::to_string(slateSeconds) + "\n";
-  for (const char* check : {"Chroma", "Field", "FrameRate", "Gamut", "Level", "Loudness", "Mono",
-                            "Phase", "PullDown", "Tearing", "Transition"}) {
-    text += std::string(check) + "FrameChecks = " + std::to_string(count) + "\n";
+  for (const QACheck* check : allChecks()) {
+    for (const QASetting& setting : check->settings) {
+      const std::string key = setting.key;
+      if (key.ends_with("FrameChecks")) {
+        text += key + " = " + std::to_string(count) + "\n";
+      }
+    }
   }
   return text;
 }
