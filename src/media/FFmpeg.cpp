@@ -160,6 +160,12 @@ int openOnlyItself(AVFormatContext* container, AVIOContext** io, const char* url
   return result;
 }
 
+std::string numbered(unsigned version) {
+  return std::to_string(AV_VERSION_MAJOR(version)) + "." +
+         std::to_string(AV_VERSION_MINOR(version)) + "." +
+         std::to_string(AV_VERSION_MICRO(version));
+}
+
 }  // namespace
 
 ScopedPacket::ScopedPacket() {
@@ -175,10 +181,10 @@ void ScopedPacket::release() {
 }
 
 int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
-                  AVFormatContext** container) {
+                  UniqueContainer* container) {
   av_log_set_level(AV_LOG_PANIC);
   const std::string url = "file:" + path;
-  *container = avformat_alloc_context();
+  container->reset(avformat_alloc_context());
   if (*container == nullptr) {
     return AVERROR(ENOMEM);
   }
@@ -191,9 +197,12 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
   // list, but not the function.
   int result = av_dict_set(&options, kProtocols, "none", 0);
   if (result >= 0) {
-    result = avformat_open_input(container, url.c_str(), nullptr, &options);
+    // On failure it frees the context itself.
+    AVFormatContext* opening = container->release();
+    result = avformat_open_input(&opening, url.c_str(), nullptr, &options);
+    container->reset(opening);
   } else {
-    closeContainer(container);
+    container->reset();
   }
   av_dict_free(&options);
   if (*container != nullptr) {
@@ -221,8 +230,13 @@ int findStreamInfo(AVFormatContext* container) {
   return avformat_find_stream_info(container, nullptr);
 }
 
-void closeContainer(AVFormatContext** container) {
-  avformat_close_input(container);
+int readPacket(AVFormatContext* container, AVPacket* packet) {
+  return av_read_frame(container, packet);
+}
+
+void seek(AVFormatContext* container, int64_t microseconds) {
+  avformat_seek_file(container, -1, std::numeric_limits<int32_t>::min(), microseconds,
+                     microseconds + std::numeric_limits<int32_t>::max(), AVSEEK_FLAG_FRAME);
 }
 
 bool hasReadError(const AVFormatContext* container) {
@@ -249,16 +263,50 @@ bool makePayloadPrivate(AVPacket* packet) {
   return av_packet_make_refcounted(packet) >= 0;
 }
 
-AVCodecContext* makeDecoderContext(const AVStream* stream, const AVCodec* decoder) {
-  AVCodecContext* context = avcodec_alloc_context3(decoder);
-  if (context != nullptr && avcodec_parameters_to_context(context, stream->codecpar) < 0) {
-    avcodec_free_context(&context);
-  }
-  return context;
+void releasePayload(AVPacket* packet) {
+  av_packet_unref(packet);
 }
 
-bool openDecoder(AVCodecContext* context, const AVCodec* decoder) {
-  if (decoder == nullptr) {
+void* allocate(std::size_t bytes) {
+  return av_mallocz(bytes);
+}
+
+UniqueFrame makePicture() {
+  return UniqueFrame(av_frame_alloc());
+}
+
+std::string pixelFormatName(int format) {
+  const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(format));
+  return name != nullptr ? name : "unknown";
+}
+
+std::string sampleFormatName(int format) {
+  const char* name = av_get_sample_fmt_name(static_cast<AVSampleFormat>(format));
+  return name != nullptr ? name : "unknown";
+}
+
+int bytesPerSample(int sampleFormat) {
+  return av_get_bytes_per_sample(static_cast<AVSampleFormat>(sampleFormat));
+}
+
+std::vector<LibraryVersion> libraryVersions() {
+  return {{"FFmpeg", av_version_info()},
+          {"libavformat", numbered(avformat_version())},
+          {"libavcodec", numbered(avcodec_version())},
+          {"libavutil", numbered(avutil_version())},
+          {"libswscale", numbered(swscale_version())}};
+}
+
+UniqueDecoder makeDecoder(const AVStream* stream, const AVCodec* codec) {
+  UniqueDecoder decoder(avcodec_alloc_context3(codec));
+  if (decoder != nullptr && avcodec_parameters_to_context(decoder.get(), stream->codecpar) < 0) {
+    decoder.reset();
+  }
+  return decoder;
+}
+
+bool openDecoder(AVCodecContext* context, const AVCodec* codec) {
+  if (codec == nullptr) {
     return false;
   }
   context->max_pixels = kMaxPixels;
@@ -269,25 +317,25 @@ bool openDecoder(AVCodecContext* context, const AVCodec* decoder) {
   }
   // Whole blocks: the priming of an encoder is not cut off.
   context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
-  return avcodec_open2(context, decoder, nullptr) >= 0;
-}
-
-void freeDecoder(AVCodecContext** context) {
-  avcodec_free_context(context);
+  return avcodec_open2(context, codec, nullptr) >= 0;
 }
 
 AVStream* openStreamDecoder(AVFormatContext* container, int streamIndex, AVMediaType type,
-                            const AVCodec** decoder, AVCodecContext** context) {
+                            const AVCodec** codec, UniqueDecoder* decoder) {
   if (container == nullptr || streamIndex < 0 ||
       static_cast<unsigned>(streamIndex) >= container->nb_streams) {
     return nullptr;
   }
   AVStream* stream = container->streams[streamIndex];
-  *decoder = avcodec_find_decoder(stream->codecpar->codec_id);
-  *context = makeDecoderContext(stream, *decoder);
+  *codec = avcodec_find_decoder(stream->codecpar->codec_id);
+  *decoder = makeDecoder(stream, *codec);
   const bool open =
-      *context != nullptr && (*context)->codec_type == type && openDecoder(*context, *decoder);
+      *decoder != nullptr && (*decoder)->codec_type == type && openDecoder(decoder->get(), *codec);
   return open ? stream : nullptr;
+}
+
+void flushDecoder(AVCodecContext* context) {
+  avcodec_flush_buffers(context);
 }
 
 int decodeVideo(AVCodecContext* context, AVFrame* picture, bool* gotPicture,

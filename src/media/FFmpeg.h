@@ -1,12 +1,14 @@
 #pragma once
 
-// The one place that knows which FFmpeg is installed. The rest of the media floor works by the
-// contract of FFmpeg's older calls: one packet in, at most one picture or block out, the bytes of
-// the packet consumed, and nothing flushed at the end of the file.
+// The one place that knows which FFmpeg is installed, and the only one that calls it. The rest of
+// the media floor works by the contract of FFmpeg's older calls: one packet in, at most one picture
+// or block out, the bytes of the packet consumed, and nothing flushed at the end of the file.
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -34,7 +36,18 @@ struct FreeScaler {
   void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
 };
 
+struct FreeMemory {
+  void operator()(void* memory) const { av_free(memory); }
+};
+
+using UniqueContainer =
+    std::unique_ptr<AVFormatContext, FreeByAddress<AVFormatContext, avformat_close_input>>;
+using UniqueDecoder =
+    std::unique_ptr<AVCodecContext, FreeByAddress<AVCodecContext, avcodec_free_context>>;
 using UniqueFrame = std::unique_ptr<AVFrame, FreeByAddress<AVFrame, av_frame_free>>;
+/// Of what `av_malloc` gave, such as a queued packet or a picture record that owns nothing.
+template <typename T>
+using UniqueRecord = std::unique_ptr<T, FreeMemory>;
 using UniqueScaler = std::unique_ptr<SwsContext, FreeScaler>;
 
 /// A packet on the stack whose payload is released at the end of its scope.
@@ -56,10 +69,10 @@ class ScopedPacket {
 };
 
 /// Opens a local file, and never another one that it names. Returns 0, or a negative error code
-/// with `*container` null. `interrupt` may hold no callback. FFmpeg's own logging is silenced for
-/// the whole process.
+/// with an empty `*container`. `interrupt` may hold no callback. FFmpeg's own logging is silenced
+/// for the whole process.
 int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
-                  AVFormatContext** container);
+                  UniqueContainer* container);
 
 /// Reads packets until the streams are described; negative on failure.
 int findStreamInfo(AVFormatContext* container);
@@ -74,8 +87,11 @@ struct VideoFacts {
 /// Without the stream, or the container, its facts stay as above.
 VideoFacts readVideoFacts(const AVFormatContext* container, int streamIndex);
 
-/// Closes and nulls; null-safe.
-void closeContainer(AVFormatContext** container);
+/// Reads the next packet of any stream; negative at the end of the file and on failure.
+int readPacket(AVFormatContext* container, AVPacket* packet);
+
+/// Repositions the container to the frame nearest to that many microseconds, later ones included.
+void seek(AVFormatContext* container, int64_t microseconds);
 
 /// Whether the container's input has met an I/O error (reaching the end is none).
 bool hasReadError(const AVFormatContext* container);
@@ -86,24 +102,52 @@ std::string errorText(int error);
 /// Gives `packet` no payload and no time stamps.
 void blankPacket(AVPacket* packet);
 
+/// Releases a packet's payload and blanks the packet.
+void releasePayload(AVPacket* packet);
+
 /// Makes sure that nobody else owns or changes the packet's payload; false when out of memory.
 bool makePayloadPrivate(AVPacket* packet);
 
+/// Zeroed memory of `av_malloc`'s for a record of FFmpeg's kind; null when out of memory.
+void* allocate(std::size_t bytes);
+
+template <typename T>
+UniqueRecord<T> makeRecord() {
+  return UniqueRecord<T>(static_cast<T*>(allocate(sizeof(T))));
+}
+
+/// A picture without planes; null when out of memory.
+UniqueFrame makePicture();
+
+/// The name of a pixel or sample format; "unknown" without one.
+std::string pixelFormatName(int format);
+std::string sampleFormatName(int format);
+
+/// 0 for an unknown sample format.
+int bytesPerSample(int sampleFormat);
+
+/// The versions of the libraries at run time, FFmpeg's own first.
+struct LibraryVersion {
+  std::string library;
+  std::string version;
+};
+std::vector<LibraryVersion> libraryVersions();
+
 /// A decoder's context for a stream, not opened yet: its parameters are those of the stream. Null
-/// when out of memory. Released with `freeDecoder`.
-AVCodecContext* makeDecoderContext(const AVStream* stream, const AVCodec* decoder);
+/// when out of memory.
+UniqueDecoder makeDecoder(const AVStream* stream, const AVCodec* codec);
 
 /// Opens a context made above for video or audio; false when the decoder refuses.
-bool openDecoder(AVCodecContext* context, const AVCodec* decoder);
+bool openDecoder(AVCodecContext* context, const AVCodec* codec);
 
 /// Finds the decoder of a container's stream and opens it, if the stream is of that type. Returns
-/// the stream, or null. What is got to on the way stays in `*decoder` and `*context`, also on
+/// the stream, or null. What is got to on the way stays in `*codec` and `*decoder`, also on
 /// failure.
 AVStream* openStreamDecoder(AVFormatContext* container, int streamIndex, AVMediaType type,
-                            const AVCodec** decoder, AVCodecContext** context);
+                            const AVCodec** codec, UniqueDecoder* decoder);
 
-/// Closes and nulls; null-safe.
-void freeDecoder(AVCodecContext** context);
+/// Makes the decoder forget what it has been sent.
+void flushDecoder(AVCodecContext* context);
 
 /// Decodes one packet. Returns the bytes consumed (the whole packet) or a negative error code, and
 /// sets `*gotPicture` when `picture` (released first) holds one. An empty packet is consumed

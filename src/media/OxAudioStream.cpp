@@ -6,11 +6,7 @@
 
 #include "media/AudioBlock.h"
 #include "media/FFmpeg.h"
-#include "media/PacketQueue.h"
-
-extern "C" {
-#include <libavutil/samplefmt.h>
-}
+#include "media/UniqueQueue.h"
 
 namespace ffmpeg = qatester::ffmpeg;
 
@@ -30,40 +26,29 @@ uint8_t* allocateBlock(std::size_t bytes) {
 
 }  // namespace
 
-OxAudioStream::OxAudioStream(AVFormatContext* formatContext, int streamIndex)
-    : formatContext(formatContext), streamIndex(streamIndex) {
-  try {
-    open();
-  } catch (...) {
-    release();
-    throw;
-  }
-}
+struct OxAudioStream::Owned {
+  ffmpeg::UniqueDecoder decoder;
+  qatester::UniqueQueue queue;
+};
 
-void OxAudioStream::open() {
+OxAudioStream::OxAudioStream(AVFormatContext* formatContext, int streamIndex)
+    : formatContext(formatContext), streamIndex(streamIndex), owned_(std::make_unique<Owned>()) {
   stream = ffmpeg::openStreamDecoder(formatContext, streamIndex, AVMEDIA_TYPE_AUDIO, &codec,
-                                     &codecContext);
+                                     &owned_->decoder);
+  codecContext = owned_->decoder.get();
   if (stream == nullptr) {
     return;
   }
   durationSeconds = static_cast<int32_t>(formatContext->duration) / 1000000;
   sampleRate = codecContext->sample_rate;
   sampleFormat = ffmpeg::deliveredSampleFormat(codecContext);
-  bytesPerSample = av_get_bytes_per_sample(static_cast<AVSampleFormat>(sampleFormat));
-  OxPackets::packet_queue_init(&packetQueue);
+  bytesPerSample = ffmpeg::bytesPerSample(sampleFormat);
+  owned_->queue = qatester::makeQueue();
+  packetQueue = owned_->queue.get();
 }
 
 OxAudioStream::~OxAudioStream() {
-  release();
-}
-
-void OxAudioStream::release() {
-  ffmpeg::freeDecoder(&codecContext);
-  av_packet_unref(&audioPacket);
-  if (packetQueue != nullptr) {
-    OxPackets::packet_queue_flush(packetQueue);
-    delete packetQueue;
-  }
+  ffmpeg::releasePayload(&audioPacket);
 }
 
 int OxAudioStream::getNumberOfChannels() {
@@ -111,14 +96,14 @@ int OxAudioStream::decodeFrame(double* time) {
       audioClock += static_cast<double>(outputSize) / bytesPerSecond;
       return outputSize;
     }
-    av_packet_unref(&audioPacket);
+    ffmpeg::releasePayload(&audioPacket);
     callsLeft_ = 0;
     if (OxPackets::packet_queue_get(packetQueue, &audioPacket, 1) < 0) {
       return -1;
     }
     if (OxPackets::isFlushMarker(audioPacket)) {
       ffmpeg::blankPacket(&audioPacket);
-      avcodec_flush_buffers(codecContext);
+      ffmpeg::flushDecoder(codecContext);
       continue;
     }
     audioPacketData = audioPacket.data;
@@ -171,6 +156,5 @@ OxAudioSample OxAudioStream::getSampleChannel(OxAudioSample sample, unsigned sho
 }
 
 std::string OxAudioStream::getSampleFormatName() {
-  const char* name = av_get_sample_fmt_name(static_cast<AVSampleFormat>(sampleFormat));
-  return name != nullptr ? name : "unknown";
+  return ffmpeg::sampleFormatName(sampleFormat);
 }

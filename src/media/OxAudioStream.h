@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "foundation/Export.h"
@@ -85,10 +86,11 @@ class QATESTER_API OxAudioStream {
   double audioClock = 0.0;            ///< seconds
 
  private:
-  void open();
-  void release();
+  struct QATESTER_LOCAL Owned;
+
   int decodeFromPacketStart(int* outputSize);
 
+  std::unique_ptr<Owned> owned_;  ///< what `codecContext` and `packetQueue` point to
   /// Calls until the packet is used up; 0 before its first.
   int callsLeft_ = 0;
   /// Bytes of the packet's first block, which every call of the packet yields.

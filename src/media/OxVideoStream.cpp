@@ -1,7 +1,6 @@
 #include "media/OxVideoStream.h"
 
 #include <cstring>
-#include <limits>
 #include <mutex>
 #include <utility>
 
@@ -9,16 +8,11 @@
 #include "foundation/SharedValue.h"
 #include "media/BufferControl.h"
 #include "media/FFmpeg.h"
-#include "media/PacketQueue.h"
 #include "media/PictureConverter.h"
 #include "media/ReleasePicture.h"
-
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
+#include "media/UniqueQueue.h"
 
 using qatester::BufferControl;
-using qatester::PictureConverter;
 namespace ffmpeg = qatester::ffmpeg;
 
 namespace {
@@ -49,55 +43,39 @@ double decodingTime(const AVPacket& packet, const AVFrame& picture) {
   return marked != static_cast<uint64_t>(AV_NOPTS_VALUE) ? static_cast<double>(marked) : 0.0;
 }
 
-std::string nameOf(int pixelFormat) {
-  const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(pixelFormat));
-  return name != nullptr ? name : "unknown";
-}
-
 }  // namespace
+
+struct OxVideoStream::Owned {
+  ffmpeg::UniqueDecoder decoder;
+  ffmpeg::UniqueFrame picture;  ///< holds the planes of the picture handed out last
+  qatester::UniqueQueue queue;
+  qatester::PictureConverter converter;
+};
 
 OxVideoStream::OxVideoStream(AVFormatContext* formatContext, int streamIndex,
                              std::shared_ptr<BufferControl> control)
     : formatContext(formatContext),
       streamIndex(streamIndex),
       control_(std::move(control)),
-      converter_(std::make_unique<PictureConverter>()) {
-  try {
-    open();
-  } catch (...) {
-    release();
-    throw;
-  }
-}
-
-void OxVideoStream::open() {
-  AVStream* candidate = ffmpeg::openStreamDecoder(formatContext, streamIndex, AVMEDIA_TYPE_VIDEO,
-                                                  &codec, &codecContext);
-  if (candidate == nullptr) {
+      owned_(std::make_unique<Owned>()) {
+  AVStream* opened = ffmpeg::openStreamDecoder(formatContext, streamIndex, AVMEDIA_TYPE_VIDEO,
+                                               &codec, &owned_->decoder);
+  codecContext = owned_->decoder.get();
+  if (opened == nullptr) {
     return;
   }
-  picture_ = av_frame_alloc();
-  if (picture_ == nullptr) {
+  owned_->picture = ffmpeg::makePicture();
+  if (owned_->picture == nullptr) {
     return;
   }
-  OxPackets::packet_queue_init(&packetQueue);
-  stream = candidate;
-  swsContext =
-      converter_->prepareScaler(codecContext->width, codecContext->height, codecContext->pix_fmt);
+  owned_->queue = qatester::makeQueue();
+  packetQueue = owned_->queue.get();
+  stream = opened;
+  swsContext = owned_->converter.prepareScaler(codecContext->width, codecContext->height,
+                                               codecContext->pix_fmt);
 }
 
-OxVideoStream::~OxVideoStream() {
-  release();
-}
-
-void OxVideoStream::release() {
-  ffmpeg::freeDecoder(&codecContext);
-  av_frame_free(&picture_);
-  if (packetQueue != nullptr) {
-    OxPackets::packet_queue_flush(packetQueue);
-    delete packetQueue;
-  }
-}
+OxVideoStream::~OxVideoStream() = default;
 
 float OxVideoStream::getFPS() {
   return factsOf(formatContext, streamIndex, control_.get()).framesPerSecond;
@@ -116,6 +94,7 @@ OxVideoFrameYUV OxVideoStream::getNextYUVFrame() {
   if (packetQueue == nullptr) {
     return result;
   }
+  AVFrame& picture = *owned_->picture;
   while (!result.valid) {
     ffmpeg::ScopedPacket packet;
     if (OxPackets::packet_queue_get(packetQueue, packet.get(), 1) < 0) {
@@ -123,26 +102,26 @@ OxVideoFrameYUV OxVideoStream::getNextYUVFrame() {
     }
     if (OxPackets::isFlushMarker(*packet)) {
       packet.release();
-      avcodec_flush_buffers(codecContext);
+      ffmpeg::flushDecoder(codecContext);
       continue;
     }
     bool gotPicture = false;
-    ffmpeg::decodeVideo(codecContext, picture_, &gotPicture, packet.get());
+    ffmpeg::decodeVideo(codecContext, &picture, &gotPicture, packet.get());
     if (!gotPicture) {
       continue;
     }
     const double timeBase =
         static_cast<double>(stream->time_base.num) / static_cast<double>(stream->time_base.den);
-    const double seconds = timeBase * decodingTime(*packet, *picture_);
-    AVFrame* handedOut = ffmpeg::borrowPicture(*picture_);
+    const double seconds = timeBase * decodingTime(*packet, picture);
+    AVFrame* handedOut = ffmpeg::borrowPicture(picture);
     if (handedOut == nullptr) {
       continue;
     }
     handedOut->pts = qatester::truncateTo<int64_t>(seconds * 1000000.0);
     result.frame = handedOut;
     // The picture's own size: the decoder's may already be that of a later picture.
-    result.width = picture_->width;
-    result.height = picture_->height;
+    result.width = picture.width;
+    result.height = picture.height;
     result.time = seconds;
     result.valid = true;
   }
@@ -154,20 +133,20 @@ bool OxVideoStream::prepareConversion(const OxVideoFrameYUV& yuv) {
     return false;
   }
   const AVFrame& picture = *yuv.frame;
-  swsContext = converter_->prepareScaler(picture.width, picture.height, picture.format);
+  swsContext = owned_->converter.prepareScaler(picture.width, picture.height, picture.format);
   return swsContext != nullptr;
 }
 
 bool OxVideoStream::convertInSlices(
     const OxVideoFrameYUV& yuv,
     const std::function<void(const qatester::ConvertedRows& rows)>& take) {
-  return prepareConversion(yuv) && converter_->inSlices(yuv, take);
+  return prepareConversion(yuv) && owned_->converter.inSlices(yuv, take);
 }
 
 OxVideoFrameRGB* OxVideoStream::getRGBFromYUV(OxVideoFrameYUV* yuv) {
   auto rgb = std::make_unique<OxVideoFrameRGB>();
   if (yuv != nullptr && prepareConversion(*yuv)) {
-    *rgb = converter_->whole(*yuv);
+    *rgb = owned_->converter.whole(*yuv);
   }
   return rgb.release();
 }
@@ -185,13 +164,12 @@ void OxVideoStream::seekToMS(unsigned long milliseconds) {
 
   if (packetQueue != nullptr) {
     OxPackets::packet_queue_flush(packetQueue);
-    avcodec_flush_buffers(codecContext);
+    ffmpeg::flushDecoder(codecContext);
   }
   if (formatContext != nullptr) {
     const auto lock = control_ != nullptr ? std::unique_lock<std::mutex>(control_->demuxMutex)
                                           : std::unique_lock<std::mutex>();
-    avformat_seek_file(formatContext, -1, std::numeric_limits<int32_t>::min(), target,
-                       target + std::numeric_limits<int32_t>::max(), AVSEEK_FLAG_FRAME);
+    ffmpeg::seek(formatContext, target);
     if (control_ != nullptr) {
       control_->publishFacts(ffmpeg::readVideoFacts(formatContext, streamIndex));
     }
@@ -229,11 +207,12 @@ bool OxVideoStream::hasEnded() {
 }
 
 std::string OxVideoStream::getPixelFormatName() {
-  return nameOf(codecContext != nullptr ? codecContext->pix_fmt : AV_PIX_FMT_NONE);
+  return ffmpeg::pixelFormatName(codecContext != nullptr ? codecContext->pix_fmt : AV_PIX_FMT_NONE);
 }
 
 std::string OxVideoStream::getPixelFormatName(const OxVideoFrameYUV& picture) {
-  return nameOf(picture.frame != nullptr ? picture.frame->format : AV_PIX_FMT_NONE);
+  return ffmpeg::pixelFormatName(picture.frame != nullptr ? picture.frame->format
+                                                          : AV_PIX_FMT_NONE);
 }
 
 std::string OxVideoStream::getPixelFormat() {

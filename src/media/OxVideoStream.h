@@ -18,7 +18,6 @@ struct SwsContext;
 
 namespace qatester {
 struct BufferControl;
-class PictureConverter;
 }  // namespace qatester
 
 /// A decoded picture in the decoder's own planar format.
@@ -111,14 +110,13 @@ class QATESTER_API OxVideoStream {
   AVStream* stream = nullptr;
   int streamIndex = -1;
   PacketQueue* packetQueue = nullptr;
-  SwsContext* swsContext = nullptr;  ///< of the last conversion; this object's
+  SwsContext* swsContext = nullptr;  ///< of the last conversion
 
  private:
-  void open();
-  void release();
+  struct QATESTER_LOCAL Owned;
+
   bool prepareConversion(const OxVideoFrameYUV& yuv);
 
   std::shared_ptr<qatester::BufferControl> control_;
-  AVFrame* picture_ = nullptr;  ///< holds the planes of the picture handed out last
-  std::unique_ptr<qatester::PictureConverter> converter_;
+  std::unique_ptr<Owned> owned_;  ///< what the pointers above point to, but for the container
 };

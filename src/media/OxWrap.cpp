@@ -96,6 +96,7 @@ struct OxWrap::Buffering {
   void setSupply(PacketSupply supply);
   bool markEnded(unsigned seeksBeforeRead);
 
+  ffmpeg::UniqueContainer container_;  ///< outlives the streams
   std::atomic<unsigned> changes_{0};
   /// Set when the demultiplexer may skip other streams than it should.
   std::atomic<bool> skipsAreOld_{false};
@@ -117,7 +118,6 @@ OxWrap::Buffering::~Buffering() {
     delete audioStreams.back();
     audioStreams.pop_back();
   }
-  ffmpeg::closeContainer(&formatContext);
 }
 
 void OxWrap::Buffering::open(const std::string& fileName) {
@@ -127,7 +127,8 @@ void OxWrap::Buffering::open(const std::string& fileName) {
   }
   const AVIOInterruptCB interrupt{
       [](void* self) -> int { return static_cast<Buffering*>(self)->abandoned ? 1 : 0; }, this};
-  int result = ffmpeg::openContainer(fileName, interrupt, &formatContext);
+  int result = ffmpeg::openContainer(fileName, interrupt, &container_);
+  formatContext = container_.get();
   if (result == 0) {
     result = ffmpeg::findStreamInfo(formatContext);
   }
@@ -322,7 +323,7 @@ void OxWrap::Buffering::readAndRoute() {
     const std::lock_guard<std::mutex> reading(control->demuxMutex);
     updateSkips();
     seeksBefore = control->seeks;
-    result = av_read_frame(formatContext, packet.get());
+    result = ffmpeg::readPacket(formatContext, packet.get());
     failed = result < 0 && ffmpeg::hasReadError(formatContext);
     control->publishFacts(ffmpeg::readVideoFacts(formatContext, videoIndex_));
   }

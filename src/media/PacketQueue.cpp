@@ -15,6 +15,8 @@ namespace {
 constexpr int kWaitMilliseconds = 1000;
 constexpr int kMaxWaits = 2;
 
+using UniqueNode = qatester::ffmpeg::UniqueRecord<PacketNode>;
+
 uint8_t flushText[] = "FLUSH";
 
 void prepareFlushPacket() {
@@ -43,15 +45,16 @@ int packet_queue_put(PacketQueue* q, AVPacket* pkt) {
   if (pkt != &FLUSH_PACKET && !qatester::ffmpeg::makePayloadPrivate(pkt)) {
     return 0;
   }
-  auto* node = static_cast<PacketNode*>(av_malloc(sizeof(PacketNode)));
-  if (node == nullptr) {
+  UniqueNode made = qatester::ffmpeg::makeRecord<PacketNode>();
+  if (made == nullptr) {
     return 0;
   }
-  node->pkt = *pkt;
-  node->next = nullptr;
+  made->pkt = *pkt;
+  made->next = nullptr;
 
   boost::unique_lock<boost::mutex> lock(q->mutex);
   const int32_t packetsBefore = q->nb_packets;
+  PacketNode* node = made.release();
   if (q->last_pkt != nullptr) {
     q->last_pkt->next = node;
   } else {
@@ -77,7 +80,7 @@ int packet_queue_get(PacketQueue* q, AVPacket* pkt, int block) {
   boost::unique_lock<boost::mutex> lock(q->mutex);
   q->wait_count = 0;
   for (;;) {
-    if (PacketNode* node = q->first_pkt) {
+    if (const UniqueNode node{q->first_pkt}) {
       q->first_pkt = node->next;
       if (q->first_pkt == nullptr) {
         q->last_pkt = nullptr;
@@ -85,7 +88,6 @@ int packet_queue_get(PacketQueue* q, AVPacket* pkt, int block) {
       qatester::addShared(q->nb_packets, -1);
       qatester::addShared(q->size, -node->pkt.size);
       *pkt = node->pkt;
-      av_free(node);
       lock.unlock();
       tellChanged(*q);
       return 1;
@@ -107,11 +109,10 @@ int packet_queue_get(PacketQueue* q, AVPacket* pkt, int block) {
 
 void packet_queue_flush(PacketQueue* q) {
   boost::unique_lock<boost::mutex> lock(q->mutex);
-  for (PacketNode* node = q->first_pkt; node != nullptr;) {
-    PacketNode* next = node->next;
-    av_packet_unref(&node->pkt);
-    av_freep(&node);
-    node = next;
+  for (PacketNode* next = q->first_pkt; next != nullptr;) {
+    const UniqueNode node(next);
+    next = node->next;
+    qatester::ffmpeg::releasePayload(&node->pkt);
   }
   q->first_pkt = nullptr;
   q->last_pkt = nullptr;

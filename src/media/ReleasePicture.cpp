@@ -1,13 +1,11 @@
 #include "media/ReleasePicture.h"
 
-extern "C" {
-#include <libavutil/mem.h>
-}
+#include "media/FFmpeg.h"
 
 namespace qatester {
 
 void releasePicture(const OxVideoFrameYUV& picture) {
-  av_free(picture.frame);
+  const ffmpeg::UniqueRecord<AVFrame> record(picture.frame);
 }
 
 }  // namespace qatester

@@ -131,7 +131,7 @@ TEST(DecodeVideo, KeepsTheLastPictureUntilTheNextIsComplete) {
   const ContainerHandle container = openClip(makeClip(dir, "a.mp4", {{h264WithBFrames(12)}, {}}));
   const AVStream* stream = container->streams[0];
   const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-  const DecoderHandle decoder(ffmpeg::makeDecoderContext(stream, codec));
+  const ffmpeg::UniqueDecoder decoder = ffmpeg::makeDecoder(stream, codec);
   ASSERT_TRUE(ffmpeg::openDecoder(decoder.get(), codec));
   const FrameHandle picture(av_frame_alloc());
   const PacketHandle empty(av_packet_alloc());
@@ -155,7 +155,7 @@ TEST(DecodeVideo, ReportsADecodingError) {
   const ContainerHandle container = openClip(makeClip(dir, "a.mkv", {{ffv1(2)}, {}}));
   const AVStream* stream = container->streams[0];
   const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-  const DecoderHandle decoder(ffmpeg::makeDecoderContext(stream, codec));
+  const ffmpeg::UniqueDecoder decoder = ffmpeg::makeDecoder(stream, codec);
   ASSERT_TRUE(ffmpeg::openDecoder(decoder.get(), codec));
   const FrameHandle picture(av_frame_alloc());
   const PacketHandle packet(av_packet_alloc());
@@ -173,7 +173,7 @@ TEST(Decoders, NeverUseFrameThreads) {
     for (unsigned i = 0; i < container->nb_streams; ++i) {
       const AVStream* stream = container->streams[i];
       const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-      const DecoderHandle decoder(ffmpeg::makeDecoderContext(stream, codec));
+      const ffmpeg::UniqueDecoder decoder = ffmpeg::makeDecoder(stream, codec);
       ASSERT_TRUE(ffmpeg::openDecoder(decoder.get(), codec));
       EXPECT_EQ(decoder->active_thread_type & FF_THREAD_FRAME, 0) << kind.fileName;
     }
@@ -300,7 +300,7 @@ TEST(BorrowPicture, LeavesToThePictureWhatIsNotPlain) {
 }
 
 TEST(OpenContainer, SaysWhyItFailed) {
-  AVFormatContext* container = nullptr;
+  ffmpeg::UniqueContainer container;
   const int result = ffmpeg::openContainer("/nowhere/at/all.mov", kNoInterrupt, &container);
   EXPECT_LT(result, 0);
   EXPECT_EQ(container, nullptr);
@@ -354,12 +354,11 @@ TEST(OpenContainer, NeverReadsWhatAFileNames) {
     const std::string file = dir.file("list.m3u8");
     writeFile(file, "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:2\n#EXTINF:2,\n" + target +
                         "\n#EXT-X-ENDLIST\n");
-    AVFormatContext* container = nullptr;
+    ffmpeg::UniqueContainer container;
     ffmpeg::openContainer(file, kNoInterrupt, &container);
-    const unsigned streams =
-        container != nullptr && ffmpeg::findStreamInfo(container) >= 0 ? container->nb_streams : 0;
-    ffmpeg::closeContainer(&container);
-    return streams;
+    return container != nullptr && ffmpeg::findStreamInfo(container.get()) >= 0
+               ? container->nb_streams
+               : 0;
   };
   EXPECT_EQ(streamsOfPlaylist(makeClip(dir, "a.ts", {{}, {audio("mp2")}})), 0U);
   EXPECT_EQ(streamsOfPlaylist("http://127.0.0.1:" + std::to_string(doorman.port()) + "/a.ts"), 0U);
@@ -397,15 +396,6 @@ TEST(Packets, AreBlankAfterTheirPayloadWasPassedOn) {
   }
   EXPECT_EQ(av_buffer_get_ref_count(passedOn.buf), 1);
   av_packet_unref(&passedOn);
-}
-
-TEST(Handles, MayBeNull) {
-  AVFormatContext* container = nullptr;
-  ffmpeg::closeContainer(&container);
-  AVCodecContext* decoder = nullptr;
-  ffmpeg::freeDecoder(&decoder);
-  EXPECT_EQ(container, nullptr);
-  EXPECT_EQ(decoder, nullptr);
 }
 
 }  // namespace

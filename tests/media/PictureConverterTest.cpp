@@ -295,12 +295,11 @@ int expectPadding(const std::string& file) {
   const ContainerHandle container = openClip(file);
   const int index = firstStream(*container, AVMEDIA_TYPE_VIDEO);
   const AVCodec* codec = nullptr;
-  AVCodecContext* opened = nullptr;
-  if (ffmpeg::openStreamDecoder(container.get(), index, AVMEDIA_TYPE_VIDEO, &codec, &opened) ==
+  ffmpeg::UniqueDecoder decoder;
+  if (ffmpeg::openStreamDecoder(container.get(), index, AVMEDIA_TYPE_VIDEO, &codec, &decoder) ==
       nullptr) {
     return 0;
   }
-  const DecoderHandle decoder(opened);
   const FrameHandle picture(av_frame_alloc());
   for (const PacketHandle& packet : readPackets(*container, index)) {
     bool complete = false;
