@@ -24,15 +24,15 @@ const std::map<std::string, QALookup> kLookups{{"defaults", QALookup::defaults},
 const std::map<std::string, QAPasses> kPasses{{"each", QAPasses::each}, {"one", QAPasses::one}};
 
 constexpr std::size_t kHelpColumns = 80;
-constexpr std::size_t kOptionColumns = 27;
+constexpr std::size_t kOptionColumns = 28;
 
 constexpr const char* kExitCodes =
     R"(Exit code:
   0    nothing failed
   1    a check failed
-  2    usage error; a file that cannot be read, or of which nothing was measured;
-       a check named with --checks that could not be measured, or that ended in
-       an error; an output that could not be written
+  2    usage error; a file that cannot be read, or with nothing measured;
+       a check that ended in an error, or that --checks names and that could not
+       be measured; an output that could not be written
   130  stopped by Ctrl-C (143: by a termination request, 129: by a hang-up)
 
 Example:
@@ -158,7 +158,7 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   app.formatter(formatter);
   app.footer(footer());
   app.set_help_flag("-h,--help", "Print this help");
-  app.add_option("FILE", options.files, "Media files to test")->type_name("");
+  app.add_option("FILE", options.files, "Media files to test")->group("");
   app.add_option("--checks", checks, "Checks, comma-separated, in this order; default all")
       ->type_name("LIST");
   app.add_option("--settings", options.settings, "Settings of the checks: key=value a line")

@@ -107,7 +107,8 @@ std::string valueRemark(const QASetting& setting, const std::string& text) {
     return quoted(text) + (whole ? " is no whole number" : " is no number") + holds;
   }
   if (held != reading.value) {
-    return quoted(text) + " is out of range (" + rangeText(setting) + ")" + holds;
+    const std::string range = rangeText(setting);
+    return quoted(text) + " is out of range" + (range.empty() ? "" : " (" + range + ")") + holds;
   }
   return "";
 }

@@ -13,6 +13,8 @@ constexpr std::size_t kStateWidth = sizeof "pass" - 1;
 constexpr std::size_t kPlainColumns = 100;
 /// Text is not broken into columns that are narrower than this.
 constexpr std::size_t kNarrow = 20;
+/// In a summary.
+constexpr int kMostNames = 4;
 constexpr const char* kMargin = "  ";
 
 const char* colourOf(QAState state) {
@@ -86,14 +88,16 @@ std::string commonFolder(const std::vector<FileReport>& files) {
   return common;
 }
 
+/// The first checks in that state, and how many more there are.
 std::string namesOf(const FileReport& file, QAState state) {
   std::string names;
+  int count = 0;
   for (const QACheckOutcome& outcome : file.checks) {
-    if (outcome.state == state) {
+    if (outcome.state == state && ++count <= kMostNames) {
       names = joined(names, ", ", outcome.name);
     }
   }
-  return names;
+  return count <= kMostNames ? names : names + ", " + std::to_string(count - kMostNames) + " more";
 }
 
 }  // namespace
@@ -182,9 +186,11 @@ std::string summaryLines(const std::vector<FileReport>& files, bool named, bool 
   int warned = 0;
   std::string names;
   const std::size_t folder = commonFolder(files).size();
+  const std::size_t widest = std::strlen(getStateText(QAState::notMeasured));
   const auto addName = [&](const FileReport& file, QAState state) {
     const std::string checks = file.error.empty() ? namesOf(file, state) : "";
-    names += kMargin + stateWord(state, colour) + kMargin +
+    const std::string gap(widest - std::strlen(getStateText(state)), ' ');
+    names += kMargin + stateWord(state, colour) + gap + kMargin +
              printable(joined(file.file.substr(folder), ": ", checks)) + "\n";
   };
   for (const FileReport& file : files) {
