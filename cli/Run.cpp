@@ -200,33 +200,31 @@ class Run {
       markUnreadable(file, preflight.problem);
     }
     table_.beginFile(name);
-    if (!preflight.mayBlock) {
-      runChecks(file, preflight.problem);
+    if (preflight.mayBlock) {
+      addUnmeasured(file, preflight.problem);
+    } else {
+      // Also a file that cannot be opened: the library has words for the log, and the records of
+      // checks that could not run.
+      runChecks(file);
     }
-    addUnmeasured(file, !preflight.problem.empty() ? preflight.problem
-                        : interrupt_.signal() != 0 ? "stopped before the check began"
-                                                   : "the run of the checks ended before");
+    if (!file.error.empty()) {
+      for (QACheckOutcome& outcome : file.checks) {
+        outcome.state = QAState::notMeasured;
+        outcome.reason = file.error;
+      }
+    }
     bar_.clear();
     table_.endFile();
   }
 
-  /// A file with a `problem` cannot be opened. It goes to the library all the same, which has its
-  /// own words for the log and the records of checks that could not run.
-  void runChecks(FileReport& file, const std::string& problem) {
+  void runChecks(FileReport& file) {
     std::vector<std::string> names;
     for (const QACheck* check : options_.checks) {
       names.emplace_back(check->name);
     }
     QATesterOptions options = testerOptions();
-    options.outcome = [&](const QACheckOutcome& outcome) {
-      QACheckOutcome told = outcome;
-      if (!problem.empty()) {
-        told.state = QAState::notMeasured;
-        told.reason = problem;
-      }
-      addOutcome(file, std::move(told));
-    };
-    if (problem.empty()) {
+    options.outcome = [&](const QACheckOutcome& outcome) { addOutcome(file, outcome); };
+    if (file.error.empty()) {
       bar_.update(progressLabel(names.front()), 0);
     }
     try {
