@@ -69,23 +69,30 @@ std::map<std::string, const QASetting*, std::less<>> knownSettings() {
   return known;
 }
 
-/// Reads as much of a value as `atoi` or `atof` does.
+/// A value as the library reads it.
 struct Reading {
+  /// The number that the text begins with; 0 where it begins with none.
   double value = 0.0;
-  /// The whole text is the number.
-  bool whole = false;
+  /// The nearest one that the setting may have: what holds.
+  double held = 0.0;
+  /// There is nothing but the number.
+  bool clean = false;
 };
 
 Reading read(const QASetting& setting, const std::string& text) {
   const char* begin = text.c_str();
   char* end = nullptr;
-  double value = 0.0;
+  Reading reading;
   if (setting.kind == QASetting::Kind::whole) {
-    value = static_cast<double>(std::strtol(begin, &end, 10));
+    reading.value = static_cast<double>(std::strtol(begin, &end, 10));
+    // What is too large for an int comes out as another number.
+    reading.held = std::atoi(begin);
   } else {
-    value = std::strtod(begin, &end);
+    reading.value = reading.held = std::strtod(begin, &end);
   }
-  return {value, end != begin && end == begin + text.size() && !std::isnan(value)};
+  reading.held = std::clamp(reading.held, setting.min, setting.max);
+  reading.clean = end != begin && end == begin + text.size() && std::isfinite(reading.value);
+  return reading;
 }
 
 std::string numberText(const QASetting& setting, double value) {
@@ -100,13 +107,12 @@ std::string valueRemark(const QASetting& setting, const std::string& text) {
     return "no value: the default " + defaultText(setting) + " holds";
   }
   const Reading reading = read(setting, text);
-  const double held = std::clamp(reading.value, setting.min, setting.max);
-  const std::string holds = ": " + numberText(setting, held) + " holds";
-  if (!reading.whole) {
+  const std::string holds = ": " + numberText(setting, reading.held) + " holds";
+  if (!reading.clean) {
     const bool whole = setting.kind == QASetting::Kind::whole;
     return quoted(text) + (whole ? " is no whole number" : " is no number") + holds;
   }
-  if (held != reading.value) {
+  if (reading.held != reading.value) {
     const std::string range = rangeText(setting);
     return quoted(text) + " is out of range" + (range.empty() ? "" : " (" + range + ")") + holds;
   }

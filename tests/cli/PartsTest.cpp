@@ -96,7 +96,9 @@ TEST(CheckJson, HoldsValuesOfAllKindsInTheirOrder) {
 
 TEST(CheckJson, LeavesOutLimitsWithoutEnd) {
   QACheckOutcome outcome = outcomeOf(QAState::pass);
-  outcome.limits = {{"RGB", 0.0, 255.0, ""}, {"level", -kInfinity, -1.0, "dB"}, {"share"}};
+  outcome.limits = {{"RGB", 0.0, 255.0, ""},
+                    {"level", -kInfinity, -1.0, "dB"},
+                    {"share", -kInfinity, kInfinity, ""}};
   EXPECT_EQ(Json::parse(checkText(outcome)).at("limits").dump(),
             R"([{"of":"RGB","min":0.0,"max":255.0,"unit":""},)"
             R"({"of":"level","max":-1.0,"unit":"dB"},{"of":"share","unit":""}])");
