@@ -135,8 +135,7 @@ class Review {
     }
     const std::size_t middle = line.find('=');
     const std::string key = withoutBlanks(line.substr(0, middle));
-    // As a client reads it: up to its first zero.
-    const std::string value = withoutBlanks(line.substr(middle + 1)).c_str();
+    const std::string value = withoutBlanks(line.substr(middle + 1));
     if (marked) {
       return "a byte order mark stands before " + quoted(withoutBlanks(key.substr(3))) +
              ": the line is not used";

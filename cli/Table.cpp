@@ -53,7 +53,8 @@ std::size_t lengthOf(std::string_view text) {
   }));
 }
 
-/// `text`, which starts in column `indent`, broken at blanks so that it ends before `columns`.
+/// `text`, which starts in column `indent`, broken at blanks so that no line is longer than
+/// `columns`.
 std::string broken(const std::string& text, std::size_t indent, std::size_t columns) {
   if (columns < indent + kNarrow) {
     return text;
