@@ -223,19 +223,24 @@ class Run {
       names.emplace_back(check->name);
     }
     QATesterOptions options = testerOptions();
-    options.outcome = [&](const QACheckOutcome& outcome) { addOutcome(file, outcome); };
+    options.outcome = [&](const QACheckOutcome& outcome) { show(file, outcome); };
     if (file.error.empty()) {
       bar_.update(progressLabel(names.front()), 0);
     }
     try {
       QATester tester(file.file.c_str(), nullptr, options_.settings.c_str(), options_.log.c_str(),
                       options);
-      tester.runChecks(names);
+      file.checks = tester.runChecks(names);
     } catch (const std::exception&) {
       const std::string reason = errorText(std::current_exception());
       trouble_ = true;
       complain(file.file + ": " + reason);
       addUnmeasured(file, reason);
+    }
+    for (const QACheckOutcome& outcome : file.checks) {
+      if (outcome.error != nullptr) {
+        complain(file.file + ": " + outcome.name + ": " + errorText(outcome.error));
+      }
     }
   }
 
@@ -246,12 +251,9 @@ class Run {
     }
   }
 
-  void addOutcome(FileReport& file, QACheckOutcome outcome) {
+  void show(FileReport& file, const QACheckOutcome& outcome) {
     if (outcome.state == QAState::notMeasured && outcome.reasonIsOfFile && !outcome.opened) {
       markUnreadable(file, outcome.reason);
-    }
-    if (outcome.error != nullptr) {
-      complain(file.file + ": " + outcome.name + ": " + errorText(outcome.error));
     }
     if (file.error.empty()) {
       bar_.clear();
@@ -260,17 +262,16 @@ class Run {
         bar_.switchOff();
       }
     }
-    file.checks.push_back(std::move(outcome));
   }
 
-  /// The checks that the file has no outcome of yet could not be run.
+  /// None of the checks could be run.
   void addUnmeasured(FileReport& file, const std::string& reason) {
-    for (std::size_t i = file.checks.size(); i < options_.checks.size(); ++i) {
-      QACheckOutcome outcome;
-      outcome.name = options_.checks[i]->name;
-      outcome.tag = options_.checks[i]->tag;
+    for (const QACheck* check : options_.checks) {
+      QACheckOutcome& outcome = file.checks.emplace_back();
+      outcome.name = check->name;
+      outcome.tag = check->tag;
       outcome.reason = reason;
-      addOutcome(file, std::move(outcome));
+      show(file, outcome);
     }
   }
 
