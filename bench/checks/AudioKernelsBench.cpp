@@ -16,7 +16,7 @@
 #include "checks/audio/LagSearch.h"
 #include "checks/audio/Levels.h"
 #include "checks/audio/SampleMatches.h"
-#include "checks/audio/SampleValues.h"
+#include "media/SampleValues.h"
 
 namespace {
 

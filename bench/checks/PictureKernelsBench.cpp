@@ -16,8 +16,8 @@
 
 #include "checks/video/FrameFields.h"
 #include "checks/video/FrameRelationship.h"
-#include "checks/video/GreyPicture.h"
-#include "checks/video/GreyValues.h"
+#include "media/GreyPicture.h"
+#include "media/GreyValues.h"
 #include "checks/video/Pulldown.h"
 #include "checks/video/RelationSum.h"
 #include "checks/video/TearingMeasures.h"

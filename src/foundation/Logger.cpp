@@ -22,6 +22,10 @@ void Logger::SetConsole(std::function<void(const std::string&)> console) {
   console_ = std::move(console);
 }
 
+void Logger::SetTrouble(std::function<void(const std::string&)> trouble) {
+  trouble_ = std::move(trouble);
+}
+
 void Logger::EmptyLog() {
   if (logFile_.empty()) {
     return;
@@ -37,7 +41,11 @@ void Logger::Log(const char* message) {
 }
 
 void Logger::InternalLog(const std::string& message) {
-  const std::string line = GetTimeStamp() + " " + message + "\n";
+  LogStamped(GetTimeStamp(), message);
+}
+
+void Logger::LogStamped(const std::string& stamp, const std::string& message) {
+  const std::string line = stamp + " " + message + "\n";
   if (toConsole_) {
     printToConsole(line);
   }
@@ -61,13 +69,20 @@ void Logger::SaveToFile(const std::string& line) {
   }
   std::ofstream file(logFile_, std::ios::out | std::ios::app);
   if (!file.is_open()) {
-    // Told even with the console output off: the message itself is lost.
-    printToConsole(GetTimeStamp() + " Error: Unable to open log file.\n");
+    tellTrouble("Error: Unable to open log file.");
     return;
   }
   file << line << std::flush;
   if (!file) {
-    printToConsole(GetTimeStamp() + " Error: Unable to write to log file.\n");
+    tellTrouble("Error: Unable to write to log file.");
+  }
+}
+
+/// The console hears of it even with its output off: the message itself is lost.
+void Logger::tellTrouble(const std::string& text) {
+  printToConsole(GetTimeStamp() + " " + text + "\n");
+  if (trouble_) {
+    trouble_(text);
   }
 }
 

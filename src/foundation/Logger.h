@@ -28,6 +28,10 @@ class QATESTER_API Logger {
   /// newline; an empty function brings standard output back.
   void SetConsole(std::function<void(const std::string& line)> console);
 
+  /// `trouble` hears, in words, of each line that could not be written to the log file; an empty
+  /// function: nobody does.
+  void SetTrouble(std::function<void(const std::string& text)> trouble);
+
   /// Leaves the log file present and zero bytes long; silent when it cannot be opened.
   void EmptyLog();
 
@@ -36,6 +40,9 @@ class QATESTER_API Logger {
 
   /// Logs without testing for an empty message.
   void InternalLog(const std::string& message);
+
+  /// The same with a time stamp of an earlier moment.
+  void LogStamped(const std::string& stamp, const std::string& message);
 
   /// The local wall-clock time as "[HH:MM:SS]".
   std::string GetTimeStamp();
@@ -46,9 +53,11 @@ class QATESTER_API Logger {
 
  private:
   void printToConsole(const std::string& line);
+  void tellTrouble(const std::string& text);
 
   bool toFile_ = true;
   bool toConsole_ = true;
   std::string logFile_;
   std::function<void(const std::string&)> console_;
+  std::function<void(const std::string&)> trouble_;
 };

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <utility>
 
 #include "foundation/Logger.h"
 
@@ -18,11 +19,16 @@ std::string withoutBlanks(const std::string& text) {
 
 }  // namespace
 
-Settings::Settings(const char* settingsFile, Logger* logger, QALookup lookup)
-    : logger_(logger), fileName_(settingsFile != nullptr ? settingsFile : ""), lookup_(lookup) {
+Settings::Settings(const char* settingsFile, Logger* logger, QALookup lookup,
+                   std::function<void(const std::string&)> trouble)
+    : logger_(logger),
+      trouble_(std::move(trouble)),
+      fileName_(settingsFile != nullptr ? settingsFile : ""),
+      lookup_(lookup) {
   if (!fileName_.empty()) {
     LoadFileContents();
   }
+  trouble_ = nullptr;
 }
 
 Settings::~Settings() {
@@ -38,6 +44,7 @@ void Settings::LoadFileContents() {
       } else {
         std::printf("settings: Unable to open settings file '%s'.\n", fileName_.c_str());
       }
+      tellTrouble("settings: Unable to open settings file '" + fileName_ + "'.");
       return;
     }
     file.exceptions(std::ios::badbit);
@@ -55,6 +62,7 @@ void Settings::LoadFileContents() {
     } else {
       std::puts(kMessage);
     }
+    tellTrouble(kMessage);
   }
 }
 
@@ -74,6 +82,13 @@ void Settings::reportLine(const std::string& line) {
     logger_->Log(("settings: error parsing line '" + fileName_ + "'.").c_str());
   } else {
     std::printf("Settings: error parsing line '%s'.\n", line.c_str());
+  }
+  tellTrouble("settings: error parsing line '" + line + "'.");
+}
+
+void Settings::tellTrouble(const std::string& text) const {
+  if (trouble_) {
+    trouble_(text);
   }
 }
 

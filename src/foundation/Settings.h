@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,7 +25,9 @@ class QATESTER_API Settings {
  public:
   /// Reads `settingsFile`; null or empty means an empty store and no message. The logger is not
   /// owned, may be null, and must outlive this object.
-  Settings(const char* settingsFile, Logger* logger, QALookup lookup = QALookup::defaults);
+  /// `trouble` (may be empty) hears what is reported as well, during this call alone.
+  Settings(const char* settingsFile, Logger* logger, QALookup lookup = QALookup::defaults,
+           std::function<void(const std::string& text)> trouble = {});
   ~Settings();
 
   Settings(const Settings&) = delete;
@@ -47,8 +50,10 @@ class QATESTER_API Settings {
   const Entry* findByPrefix(const std::string& key) const;
   const Entry* findExact(const std::string& key) const;
   void reportLine(const std::string& line);
+  void tellTrouble(const std::string& text) const;
 
   Logger* logger_;
+  std::function<void(const std::string&)> trouble_;
   std::string fileName_;
   std::vector<Entry> entries_;
   QALookup lookup_;

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
-#include <utility>
 
 namespace qatester {
 
@@ -30,18 +29,11 @@ void copyValues(uint8_t* to, const uint8_t* from, std::size_t count, std::size_t
 
 }  // namespace
 
-AudioBlock::~AudioBlock() {
-  std::free(samples_.buffer);
-}
-
-AudioBlock::AudioBlock(AudioBlock&& other) noexcept
-    : samples_(std::exchange(other.samples_, {})), channels_(std::exchange(other.channels_, 0)) {}
-
-AudioBlock& AudioBlock::operator=(AudioBlock&& other) noexcept {
-  std::swap(samples_, other.samples_);
-  std::swap(channels_, other.channels_);
-  return *this;
-}
+AudioBlock::AudioBlock(const OxAudioSample& samples, int channels, int channelsBefore)
+    : samples_(samples),
+      buffer_(samples.buffer, [](uint8_t* buffer) { std::free(buffer); }),
+      channels_(channels),
+      channelsBefore_(channelsBefore) {}
 
 AudioBlock AudioBlock::channel(int index) const {
   OxAudioSample result = samples_;
@@ -59,6 +51,12 @@ AudioBlock AudioBlock::channel(int index) const {
   copyChannel(result.buffer, samples_.buffer + static_cast<std::size_t>(index) * width,
               result.numberOfSamples, samples_.bytesPerSample, channels_);
   return {result, 1};
+}
+
+AudioBlock nextBlock(OxAudioStream& stream) {
+  const int before = stream.getNumberOfChannels();
+  const OxAudioSample samples = stream.getNextSample();
+  return {samples, stream.getNumberOfChannels(), before};
 }
 
 void copyChannel(uint8_t* to, const uint8_t* from, int count, int width, int channels) {

@@ -1,10 +1,40 @@
 #include "media/DecodedPicture.h"
 
+#include <algorithm>
+
 namespace qatester {
 
-ConvertedPicture DecodedPicture::converted() const {
-  const std::unique_ptr<OxVideoFrameRGB> record(stream_.getRGBFromYUV(&yuv_));
-  return ConvertedPicture(*record);
+std::shared_ptr<GreyPicture> PictureMaker::blankGrey() {
+  const auto found = std::find_if(greys_.begin(), greys_.end(),
+                                  [](const auto& picture) { return picture.use_count() == 1; });
+  return found != greys_.end() ? *found : greys_.emplace_back(std::make_shared<GreyPicture>());
+}
+
+bool DecodedPicture::isConvertible() const {
+  return maker_.stream().convertInSlices(yuv_, [](const ConvertedRows&) {});
+}
+
+const ConvertedPicture& DecodedPicture::converted() const {
+  if (!converted_) {
+    const std::unique_ptr<OxVideoFrameRGB> record(maker_.stream().getRGBFromYUV(&yuv_));
+    converted_.emplace(*record);
+  }
+  return *converted_;
+}
+
+std::shared_ptr<const GreyPicture> DecodedPicture::grey(const GreyRowsReady& ready) const {
+  if (greyTried_) {
+    if (grey_ != nullptr && ready) {
+      ready(*grey_, 0, grey_->height());
+    }
+    return grey_;
+  }
+  greyTried_ = true;
+  const std::shared_ptr<GreyPicture> made = maker_.blankGrey();
+  if (makeGrey(maker_.stream(), yuv_, *made, ready)) {
+    grey_ = made;
+  }
+  return grey_;
 }
 
 }  // namespace qatester

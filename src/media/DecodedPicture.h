@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <vector>
 
+#include "media/GreyPicture.h"
 #include "media/OxVideoStream.h"
 
 namespace qatester {
@@ -26,27 +30,56 @@ class ConvertedPicture {
   std::unique_ptr<uint8_t, FreeBuffer> buffer_;
 };
 
-/// A picture as a measurement gets it: in the decoder's own planes, and converted if it asks for
-/// that. Neither the picture nor the stream that it came from is owned.
+/// Makes what measurements ask of the pictures of one stream, and keeps its memory from one picture
+/// to the next. Used by one thread.
+class PictureMaker {
+ public:
+  explicit PictureMaker(OxVideoStream& stream) : stream_(stream) {}
+
+  OxVideoStream& stream() { return stream_; }
+
+  /// A grey picture that nobody else holds, with pixels of any value.
+  std::shared_ptr<GreyPicture> blankGrey();
+
+ private:
+  OxVideoStream& stream_;
+  std::vector<std::shared_ptr<GreyPicture>> greys_;
+};
+
+/// A picture as measurements get it: in the decoder's own planes, and converted or grey if they ask
+/// for that, which is made once for all who ask. Neither the picture nor the maker is owned.
 class DecodedPicture {
  public:
-  DecodedPicture(OxVideoStream& stream, OxVideoFrameYUV& yuv) : stream_(stream), yuv_(yuv) {}
+  /// `number` counts the pictures of the reading from 0, `seconds` is the time of presentation from
+  /// the start of the file.
+  DecodedPicture(PictureMaker& maker, OxVideoFrameYUV& yuv, int64_t number = 0,
+                 double seconds = 0.0)
+      : maker_(maker), yuv_(yuv), number_(number), seconds_(seconds) {}
 
   OxVideoFrameYUV& yuv() const { return yuv_; }
   int width() const { return yuv_.width; }
   int height() const { return yuv_.height; }
+  int64_t number() const { return number_; }
+  double seconds() const { return seconds_; }
 
-  /// The whole picture; its record is invalid if there is no converting it.
-  ConvertedPicture converted() const;
+  /// Whether there is converting it.
+  bool isConvertible() const;
 
-  /// The same a few rows at a time, see `OxVideoStream::convertInSlices`.
-  bool convertInSlices(const std::function<void(const ConvertedRows& rows)>& take) const {
-    return stream_.convertInSlices(yuv_, take);
-  }
+  /// The whole picture in blue, green, red; its record is invalid if there is no converting it.
+  const ConvertedPicture& converted() const;
+
+  /// The picture in grey; null if there is no converting it. `ready` (may be empty) is told of rows
+  /// as they are there, from top to bottom, all at once when the picture has been made before.
+  std::shared_ptr<const GreyPicture> grey(const GreyRowsReady& ready = {}) const;
 
  private:
-  OxVideoStream& stream_;
+  PictureMaker& maker_;
   OxVideoFrameYUV& yuv_;
+  int64_t number_;
+  double seconds_;
+  mutable std::optional<ConvertedPicture> converted_;
+  mutable bool greyTried_ = false;
+  mutable std::shared_ptr<const GreyPicture> grey_;
 };
 
 }  // namespace qatester

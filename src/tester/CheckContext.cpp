@@ -1,29 +1,51 @@
 #include "tester/CheckContext.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
 namespace qatester {
 
-int intSetting(Settings& settings, const char* key, const char* defaultValue) {
-  const std::unique_ptr<const char[]> text(settings.GetValueOf(key, defaultValue));
-  return std::atoi(text.get());
+int wholeSetting(Settings& settings, const QASetting& row) {
+  const std::unique_ptr<const char[]> text(settings.GetValueOf(row.key, row.defaultValue));
+  return std::clamp(std::atoi(text.get()), static_cast<int>(row.min), static_cast<int>(row.max));
 }
 
-float floatSetting(Settings& settings, const char* key, const char* defaultValue) {
-  const std::unique_ptr<const char[]> text(settings.GetValueOf(key, defaultValue));
-  return static_cast<float>(std::atof(text.get()));
+float realSetting(Settings& settings, const QASetting& row) {
+  const std::unique_ptr<const char[]> text(settings.GetValueOf(row.key, row.defaultValue));
+  return std::clamp(static_cast<float>(std::atof(text.get())), static_cast<float>(row.min),
+                    static_cast<float>(row.max));
 }
 
-void Progress::measured(int index) {
-  // Single precision throughout, required: at a budget of 100 it leaves out 53 and 59.
-  const int percent =
-      static_cast<int>(static_cast<float>(index) / static_cast<float>(budget_) * 100.0F);
-  if (percent == lastPercent_ || listener_ == nullptr) {
+void HeldLog::log(const std::string& message) {
+  if (logger_ == nullptr) {
     return;
   }
-  (listener_->*slot_)(static_cast<float>(percent));
-  lastPercent_ = percent;
+  if (held_) {
+    entries_.push_back({message, logger_->GetTimeStamp()});
+  } else {
+    logger_->Log(message.c_str());
+  }
+}
+
+void HeldLog::complain(const std::string& problem) {
+  if (held_) {
+    entries_.push_back({problem, ""});
+  } else {
+    complain_(problem);
+  }
+}
+
+void HeldLog::release() {
+  held_ = false;
+  for (const Entry& entry : entries_) {
+    if (entry.stamp.empty()) {
+      complain_(entry.text);
+    } else {
+      logger_->LogStamped(entry.stamp, entry.text);
+    }
+  }
+  entries_.clear();
 }
 
 }  // namespace qatester

@@ -2,20 +2,49 @@
 
 #include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "foundation/Logger.h"
 #include "foundation/Settings.h"
+#include "tester/QACheck.h"
 #include "tester/QAListener.h"
 #include "tester/QATesterOptions.h"
 #include "visual/Displays.h"
 
 namespace qatester {
 
-/// A key's value as a whole number, by `atoi`.
-int intSetting(Settings& settings, const char* key, const char* defaultValue);
+/// A key's value as a whole number, by `atoi`, clamped to the row's range.
+int wholeSetting(Settings& settings, const QASetting& row);
 
 /// The same by `atof`, in single precision.
-float floatSetting(Settings& settings, const char* key, const char* defaultValue);
+float realSetting(Settings& settings, const QASetting& row);
+
+/// The log lines of one check of several that run at once, and what it has to complain of. They are
+/// held, each line with the time at which it came, until those of the checks before are out.
+class HeldLog {
+ public:
+  /// A null logger writes nothing.
+  HeldLog(Logger* logger, std::function<void(const std::string& problem)> complain)
+      : logger_(logger), complain_(std::move(complain)) {}
+
+  void log(const std::string& message);
+  void complain(const std::string& problem);
+
+  /// Lets out what is held, and from now on all as it comes.
+  void release();
+
+ private:
+  struct Entry {
+    std::string text;
+    std::string stamp;  ///< empty: a complaint
+  };
+
+  Logger* logger_;
+  std::function<void(const std::string&)> complain_;
+  bool held_ = true;
+  std::vector<Entry> entries_;
+};
 
 /// What a check sees of its tester. Everything belongs to the tester and outlives the check.
 struct CheckContext {
@@ -26,9 +55,13 @@ struct CheckContext {
   Displays& displays;
   int slateSeconds;
   const QATesterOptions& options;
+  /// Where log lines go instead of to the logger; null: nowhere else.
+  HeldLog* heldLog = nullptr;
 
   void log(const std::string& message) const {
-    if (logger != nullptr) {
+    if (heldLog != nullptr) {
+      heldLog->log(message);
+    } else if (logger != nullptr) {
       logger->Log(message.c_str());
     }
   }
@@ -42,37 +75,11 @@ struct CheckContext {
       listener->onFailure();
     }
   }
-  void finished(const QACheckOutcome& outcome) const {
-    if (options.outcome) {
-      options.outcome(outcome);
-    }
-  }
   bool stopped() const { return options.stop.stop_requested(); }
+  bool untilReady() const { return options.pauses == QAPauses::untilReady; }
 
-  int intSetting(const char* key, const char* defaultValue) const {
-    return qatester::intSetting(*settings, key, defaultValue);
-  }
-  float floatSetting(const char* key, const char* defaultValue) const {
-    return qatester::floatSetting(*settings, key, defaultValue);
-  }
-};
-
-/// Sends the percent of a running check when it changes. 0 and 100 are never sent.
-class Progress {
- public:
-  using Slot = void (QAListener::*)(float);
-
-  Progress(QAListener* listener, Slot slot, int budget)
-      : listener_(listener), slot_(slot), budget_(budget) {}
-
-  /// The frame or block of this index, below the budget, has been measured.
-  void measured(int index);
-
- private:
-  QAListener* listener_;
-  Slot slot_;
-  int budget_;
-  int lastPercent_ = 0;
+  int whole(const QASetting& row) const { return wholeSetting(*settings, row); }
+  float real(const QASetting& row) const { return realSetting(*settings, row); }
 };
 
 }  // namespace qatester

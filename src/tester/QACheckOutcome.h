@@ -22,15 +22,16 @@ enum class QAState {
 /// The state in reports: "not-measured", "pass", "info", "warn", "fail".
 QATESTER_API const char* getStateText(QAState state);
 
-/// What a check compared its measures with. Both limits are outside: what lies between them is good.
+/// What a check compared its measures with. Both limits are outside: what lies between them is
+/// good.
 struct QALimits {
   /// What they hold for: the key of a value, such as "meanShare", or a letter for each colour
   /// channel, such as "RGB".
-  std::string of;
+  std::string of = {};
   double min = -std::numeric_limits<double>::infinity();
   double max = std::numeric_limits<double>::infinity();
   /// Such as "dB"; empty for code values and counts.
-  std::string unit;
+  std::string unit = {};
 };
 
 struct QAValue;
@@ -52,26 +53,26 @@ struct QAValue {
 struct QAEvent {
   /// Seconds of presentation from the start of the file; the end is where the next good picture or
   /// sample stands.
-  std::optional<double> startSeconds;
-  std::optional<double> endSeconds;
+  std::optional<double> startSeconds = {};
+  std::optional<double> endSeconds = {};
   /// Frames, counted from 0; the end is exclusive.
-  std::optional<int64_t> startFrame;
-  std::optional<int64_t> endFrame;
-  std::string startTimecode;
-  std::string endTimecode;
-  std::optional<double> worstSeconds;
-  std::optional<int64_t> worstFrame;
-  std::optional<double> value;
-  std::optional<double> limit;
+  std::optional<int64_t> startFrame = {};
+  std::optional<int64_t> endFrame = {};
+  std::string startTimecode = {};
+  std::string endTimecode = {};
+  std::optional<double> worstSeconds = {};
+  std::optional<int64_t> worstFrame = {};
+  std::optional<double> value = {};
+  std::optional<double> limit = {};
   /// Of the two above.
-  std::string unit;
+  std::string unit = {};
   /// A few words, such as "transition".
-  std::string what;
+  std::string what = {};
   /// False: it is reported and not judged.
   bool breaks = true;
   /// Counted from 0 among the audio streams, and among the channels of that stream.
-  std::optional<int> stream;
-  std::optional<int> channel;
+  std::optional<int> stream = {};
+  std::optional<int> channel = {};
 };
 
 /// How a check went: all that a report says of it.
@@ -112,15 +113,19 @@ struct QACheckOutcome {
   /// Frames or blocks that were to be measured, and that were. 0 where a check counts none.
   int budget = 0;
   int count = 0;
+  /// The stretch of sound that was measured, in seconds from the start of its stream.
+  double startSeconds = 0.0;
+  double endSeconds = 0.0;
 
   /// What the listener heard from this check.
   std::vector<std::string> messages;
   int failures = 0;
   std::vector<int> progress;
 
-  /// Seconds that the check took. In `QATester::runChecks` the time of the reading that checks share
-  /// is not in it.
+  /// Seconds that the check took. In `QATester::runChecks` the time of the reading that checks
+  /// share is not in it.
   double seconds = 0.0;
-  /// What ended the check in `QATester::runChecks`, where it leaves the others alone; null otherwise.
+  /// What ended the check in `QATester::runChecks`, where it leaves the others alone; null
+  /// otherwise.
   std::exception_ptr error;
 };

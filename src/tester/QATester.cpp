@@ -1,19 +1,36 @@
 #include "tester/QATester.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "foundation/Logger.h"
 #include "foundation/Settings.h"
 #include "media/OxWrap.h"
 #include "tester/CheckContext.h"
-#include "tester/Reasons.h"
+#include "tester/EnumTexts.h"
 #include "tester/StreamSetup.h"
 #include "visual/WindowSystem.h"
 
 namespace {
+
+using Kind = QASetting::Kind;
+
+constexpr QASetting kSettings[] = {
+    {"QATesterSlateSeconds", "5", Kind::whole, 0, QASetting::kMost, "s",
+     "leader at the start of the file that most checks leave out"},
+    {"QATesterVisual", "0", Kind::whole, QASetting::kLeast, QASetting::kMost, "",
+     "displays of the checks in windows: above 0 on"},
+    {"QATesterConsoleOutput", "1", Kind::whole, QASetting::kLeast, QASetting::kMost, "",
+     "log lines on standard output: above 0 on"},
+    {"QATesterFileOutput", "1", Kind::whole, QASetting::kLeast, QASetting::kMost, "",
+     "log lines in the log file: above 0 on"},
+};
+constexpr const QASetting& kSlateSeconds = kSettings[0];
+constexpr const QASetting& kVisual = kSettings[1];
+constexpr const QASetting& kConsoleOutput = kSettings[2];
+constexpr const QASetting& kFileOutput = kSettings[3];
 
 std::string orEmpty(const char* text) {
   return text != nullptr ? text : "";
@@ -65,42 +82,65 @@ QATester::QATester(const char* fileName, QAListener* listener, const char* setti
   if (!logName.empty() || options_.console) {
     logger_ = std::make_unique<Logger>(logName.c_str());
     logger_->SetConsole(options_.console);
+    logger_->SetTrouble(
+        [this](const std::string& text) { tellTrouble(QATrouble::Kind::log, text); });
   }
-  const auto log = [this](const std::string& line) {
-    if (logger_ != nullptr) {
-      logger_->Log(line.c_str());
-    }
-  };
   log("\n\t\t--- QATester ---\n\t\t----------------");
   log("Log File:\t\t" + logName);
   log("Loading Config:\t" + settingsName);
-  settings_ = std::make_unique<Settings>(settingsName.c_str(), logger_.get(), options_.lookup);
+  settings_ = std::make_unique<Settings>(
+      settingsName.c_str(), logger_.get(), options_.lookup,
+      [this](const std::string& text) { tellTrouble(QATrouble::Kind::settings, text); });
   log("Testing File:\t" + fileName_);
   log("Test Date:\t\t" + todaysDate());
 
-  const auto number = [this](const char* key, const char* defaultValue) {
-    return qatester::intSetting(*settings_, key, defaultValue);
+  const auto number = [this](const QASetting& row) {
+    return qatester::wholeSetting(*settings_, row);
   };
-  slateSeconds_ = std::max(0, number("QATesterSlateSeconds", "5"));
-  const bool visualisations = areVisualisationsOn(options_.displays, number("QATesterVisual", "0"));
-  const bool toConsole = number("QATesterConsoleOutput", "1") > 0;
-  const bool toFile = number("QATesterFileOutput", "1") > 0;
-  displays_ = std::make_unique<qatester::Displays>(
-      options_.displays, visualisations, options_.displayFolder,
-      [this, log, toConsole](const std::string& problem) {
-        const std::string line = "displays: " + problem;
-        log(line);
-        if (!toConsole && options_.console) {
-          // Told even with the console output off: a picture is lost.
-          options_.console(logger_->GetTimeStamp() + " " + line + "\n");
-        }
-      },
-      options_.pauses == QAPauses::untilReady ? qatester::tryToMakeCanvas : qatester::makeCanvas);
-  log(onOff("Visualizations:\t", visualisations));
-  log(onOff("Verbose console:\t", toConsole));
+  slateSeconds_ = number(kSlateSeconds);
+  visualisations_ = areVisualisationsOn(options_.displays, number(kVisual));
+  toConsole_ = number(kConsoleOutput) > 0;
+  const bool toFile = number(kFileOutput) > 0;
+  displays_ = makeDisplays([this](const std::string& problem) { complainOfDisplay(problem); });
+  log(onOff("Visualizations:\t", visualisations_));
+  log(onOff("Verbose console:\t", toConsole_));
   log(onOff("Verbose file:\t", toFile));
   if (logger_ != nullptr) {
-    logger_->SetOutput(toFile, toConsole);
+    logger_->SetOutput(toFile, toConsole_);
+  }
+  const bool toWindows =
+      options_.displays == QADisplays::asSet || options_.displays == QADisplays::windows;
+  if (options_.trouble && visualisations_ && toWindows && !canShowWindows()) {
+    tellTrouble(QATrouble::Kind::noWindows, "no window system is available: displays are skipped");
+  }
+}
+
+std::unique_ptr<qatester::Displays> QATester::makeDisplays(
+    std::function<void(const std::string& problem)> complain) const {
+  return std::make_unique<qatester::Displays>(options_.displays, visualisations_,
+                                              options_.displayFolder, std::move(complain),
+                                              options_.pauses);
+}
+
+void QATester::log(const std::string& line) const {
+  if (logger_ != nullptr) {
+    logger_->Log(line.c_str());
+  }
+}
+
+void QATester::complainOfDisplay(const std::string& problem) const {
+  const std::string line = "displays: " + problem;
+  log(line);
+  if (!toConsole_ && options_.console) {
+    // Said even with the console output off: a picture is lost.
+    options_.console(logger_->GetTimeStamp() + " " + line + "\n");
+  }
+  tellTrouble(QATrouble::Kind::displays, line);
+}
+
+void QATester::tellTrouble(QATrouble::Kind kind, const std::string& text) const {
+  if (options_.trouble) {
+    options_.trouble({kind, text});
   }
 }
 
@@ -114,60 +154,6 @@ qatester::CheckContext QATester::context() const {
           *displays_, slateSeconds_, options_};
 }
 
-bool QATester::isValidFile() {
-  const qatester::CheckContext check = context();
-  QACheckOutcome outcome;
-  outcome.check = "QATester";
-  const auto refuse = [&](const std::string& logLine, const std::string& message,
-                          const std::string& reason) {
-    check.log(logLine);
-    if (!message.empty()) {
-      check.message(message);
-    }
-    outcome.reason = reason;
-    check.finished(outcome);
-    return false;
-  };
-
-  OxWrap wrap(fileName_, {options_.pauses, options_.stop});
-  if (wrap.formatContext == nullptr) {
-    return refuse("QATester can't open the file '" + fileName_ + ".", "",
-                  qatester::unopenedReason(wrap));
-  }
-  outcome.opened = true;
-  outcome.measured = true;
-  if (options_.pauses == QAPauses::untilReady) {
-    wrap.bufferOnly({});  // nothing will be drained, so there is nothing to wait for
-  }
-  wrap.startBuffering();
-  if (wrap.getAudioStream(0) == nullptr) {
-    return refuse("QATester: No audio stream.", "QATester: No Audio Stream.",
-                  qatester::streamSetupReason(0));
-  }
-  if (getAudioStreamSetup(&wrap) == QA_STREAM_SETUP_UNSUPPORTED) {
-    return refuse("QATester: Unsupported stream layout, bailing out.",
-                  "QATester: Unsupported stream setup",
-                  qatester::streamSetupReason(wrap.getNumberOfAudioStreams()));
-  }
-  OxVideoStream* video = wrap.getVideoStream();
-  if (video == nullptr) {
-    return refuse("QATester: No video stream.", "QATester: No video stream.", "no video stream");
-  }
-  if (video->getPixelFormat() == "Other") {
-    check.log("QATester: Detected unsupported pixel format.");
-    check.failure();
-    outcome.reason = qatester::pixelFormatReason(*video);
-    check.finished(outcome);
-    return false;
-  }
-  check.finished(outcome);
-  return true;
-}
-
-bool QATester::checkDropNoDrop() {
-  return false;
-}
-
 QA_StreamSetup QATester::getAudioStreamSetup(OxWrap* wrap) {
   return qatester::streamSetupOf(wrap != nullptr ? wrap->getNumberOfAudioStreams() : 0);
 }
@@ -179,26 +165,12 @@ char* QATester::getStreamSetupText(QA_StreamSetup setup) {
 
 char* QATester::getFrameTypeText(QA_FrameType type) {
   constexpr std::size_t kSize = 20;
-  switch (type) {
-    case QA_FRAME_TYPE_INTERLACED:
-      return handOutText("Interlaced", kSize);
-    case QA_FRAME_TYPE_PROGRESSIVE:
-      return handOutText("Progressive", kSize);
-    default:
-      return handOutText("Unknown", kSize);
-  }
+  return handOutText(qatester::frameTypeText(type), kSize);
 }
 
 char* QATester::getFieldTypeText(QA_FieldType type) {
   constexpr std::size_t kSize = 10;
-  switch (type) {
-    case QA_FIELD_TYPE_LOWER:
-      return handOutText("Lower", kSize);
-    case QA_FIELD_TYPE_UPPER:
-      return handOutText("Upper", kSize);
-    default:
-      return handOutText("Unknown", kSize);
-  }
+  return handOutText(qatester::fieldTypeText(type), kSize);
 }
 
 void QATester::release(void** buffer) {
@@ -211,4 +183,8 @@ void QATester::release(void** buffer) {
 
 bool QATester::canShowWindows() {
   return qatester::windowSystemAvailable();
+}
+
+std::span<const QASetting> testerSettings() {
+  return kSettings;
 }

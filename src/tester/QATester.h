@@ -1,9 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "foundation/Export.h"
+#include "tester/QACheck.h"
+#include "tester/QACheckOutcome.h"
 #include "tester/QAEnums.h"
 #include "tester/QAListener.h"
 #include "tester/QAResults.h"
@@ -19,7 +23,8 @@ class Displays;
 }  // namespace qatester
 
 /// Tests one media file. Each check opens the file afresh, runs to its end on the calling thread
-/// and returns its result; checks may be run in any order and more than once. Nothing is shared
+/// and returns its result, while `runChecks` runs several with one reading of the file for all of
+/// them; checks may be run in any order and more than once. Nothing is shared
 /// between testers; one tester must not be used by two threads at once.
 ///
 /// A check throws nothing of its own. What leaves it is `std::bad_alloc`, OpenCV's exception for
@@ -42,6 +47,18 @@ class QATESTER_API QATester {
 
   QATester(const QATester&) = delete;
   QATester& operator=(const QATester&) = delete;
+
+  /// Runs checks by their names in `allChecks()`, all on the calling thread, and gives what came of
+  /// them in this order. Records, messages, percents and log lines are those of the checks run one
+  /// after the other; with `QATesterOptions::passes` the file is read once for the pictures and
+  /// once for each set of audio streams. Each check's log lines stand together, in the order of
+  /// `names`; those of a check that waits for its turn carry the time at which they came. The
+  /// listener hears the checks as they go, so that calls of several may alternate.
+  ///
+  /// A check that ends in an exception, of a callback's too, ends alone: its outcome has the
+  /// exception, and the others go on. Throws `std::invalid_argument` for a name that no check has,
+  /// and `std::bad_alloc` when there is no memory for the outcomes themselves.
+  std::vector<QACheckOutcome> runChecks(const std::vector<std::string>& names);
 
   /// Whether the file can be tested: video in planar 4:2:0, 4:2:2 or 4:4:4 with 8 bits, and 1, 3, 4
   /// or 8 audio streams.
@@ -143,6 +160,11 @@ class QATESTER_API QATester {
 
  private:
   qatester::CheckContext context() const;
+  std::unique_ptr<qatester::Displays> makeDisplays(
+      std::function<void(const std::string& problem)> complain) const;
+  void log(const std::string& line) const;
+  void complainOfDisplay(const std::string& problem) const;
+  void tellTrouble(QATrouble::Kind kind, const std::string& text) const;
 
   std::string fileName_;
   QAListener* listener_ = nullptr;
@@ -150,5 +172,7 @@ class QATESTER_API QATester {
   std::unique_ptr<Logger> logger_;
   std::unique_ptr<qatester::Displays> displays_;
   int slateSeconds_ = 0;
+  bool visualisations_ = false;
+  bool toConsole_ = true;
   QATesterOptions options_;
 };

@@ -1,9 +1,9 @@
 #include "tester/Reasons.h"
 
-#include "checks/audio/SampleIntegers.h"
 #include "media/OxAudioStream.h"
 #include "media/OxVideoStream.h"
 #include "media/OxWrap.h"
+#include "media/SampleIntegers.h"
 
 namespace qatester {
 

@@ -5,18 +5,19 @@
 #include <filesystem>
 #include <utility>
 
+#include "foundation/Pause.h"
 #include "visual/PictureFile.h"
 #include "visual/WindowSystem.h"
 
 namespace qatester {
 
 Displays::Displays(QADisplays where, bool on, std::string folder,
-                   std::function<void(const std::string& problem)> complain, CanvasMaker make)
+                   std::function<void(const std::string& problem)> complain, QAPauses pauses)
     : where_(where),
       on_(on),
       folder_(std::move(folder)),
       complain_(std::move(complain)),
-      make_(make) {}
+      pauses_(pauses) {}
 
 bool Displays::goToWindows() const {
   return where_ == QADisplays::asSet || where_ == QADisplays::windows;
@@ -30,20 +31,31 @@ bool Displays::possible() {
   return goToWindows() ? windowSystemAvailable() : where_ == QADisplays::pictures && !failed_;
 }
 
-void Displays::show(const std::string& name, int index, const IplImage* canvas) {
+/// False when the window cannot be shown.
+bool Displays::tryToShow(const std::string& name, int index, const IplImage* canvas) {
   if (canvas == nullptr || !possible()) {
-    return;
+    return true;
   }
   if (goToWindows()) {
-    showInWindow(name, *canvas);
     shown_ = true;
-    return;
+    return showInWindow(name, *canvas);
   }
   const auto path = std::filesystem::path(folder_) / pictureFileName(name, index);
   const std::string problem = writePicture(path.string(), *canvas);
   failed_ = !problem.empty();
   if (failed_ && complain_) {
     complain_(problem);
+  }
+  return true;
+}
+
+void Displays::show(const std::string& name, int index, const IplImage* canvas) {
+  tryToShow(name, index, canvas);
+}
+
+void Displays::showOrPause(const std::string& name, int index, const IplImage* canvas) {
+  if (!tryToShow(name, index, canvas) && pauses_ == QAPauses::fixed) {
+    pause(kFailedWindowPauseSeconds);
   }
 }
 
@@ -54,7 +66,7 @@ void Displays::repaint() {
 }
 
 void Displays::close() {
-  if (goToWindows()) {
+  if (goToWindows() && !sharesWindows_) {
     cvDestroyAllWindows();
     shown_ = false;
   }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "foundation/QAPauses.h"
 #include "visual/Canvas.h"
 #include "visual/QADisplays.h"
 #include "visual/Visual.h"
@@ -15,9 +16,11 @@ class Displays {
  public:
   /// `on` is whether the tester draws visualisations, `folder` where picture files go (empty: the
   /// current folder). `complain` (may be empty) is told once, in words, when a picture file cannot
-  /// be written; nothing is drawn from then on. `make` makes the canvases.
+  /// be written; nothing is drawn from then on. `pauses` are those of a display that fails: only
+  /// fixed ones are made.
   Displays(QADisplays where, bool on, std::string folder,
-           std::function<void(const std::string& problem)> complain, CanvasMaker make = makeCanvas);
+           std::function<void(const std::string& problem)> complain,
+           QAPauses pauses = QAPauses::fixed);
 
   /// Whether visualisations are on and there is somewhere to show them. A check draws nothing
   /// otherwise.
@@ -30,8 +33,13 @@ class Displays {
   /// `index`, blanks in the name becoming hyphens), replacing what was there. Null shows nothing.
   void show(const std::string& name, int index, const IplImage* canvas);
 
+  /// The same; pauses for 1000 s when the window cannot be shown.
+  void showOrPause(const std::string& name, int index, const IplImage* canvas);
+
   /// What checks draw on.
-  CanvasMaker canvases() const { return make_; }
+  CanvasMaker canvases() const {
+    return pauses_ == QAPauses::untilReady ? tryToMakeCanvas : makeCanvas;
+  }
 
   /// Lets windows repaint (`cvWaitKey(1)`), if windows are wanted or one has been shown.
   void repaint();
@@ -39,14 +47,19 @@ class Displays {
   /// Closes all windows (`cvDestroyAllWindows`), if displays go to windows.
   void close();
 
+  /// From now on `close` leaves the windows open: others use them as well.
+  void shareWindows() { sharesWindows_ = true; }
+
  private:
   bool goToWindows() const;
+  bool tryToShow(const std::string& name, int index, const IplImage* canvas);
 
   QADisplays where_;
   bool on_;
   std::string folder_;
   std::function<void(const std::string& problem)> complain_;
-  CanvasMaker make_;
+  QAPauses pauses_;
+  bool sharesWindows_ = false;
   bool failed_ = false;  ///< a picture file could not be written
   bool shown_ = false;   ///< a window has been, and has not been closed
 };

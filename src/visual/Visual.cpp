@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr unsigned kPauseSeconds = 1000;
-
 /// Draws only where what is drawn can be shown. False when showing it failed.
 template <typename Draw>
 bool plot(const std::string& windowName, Draw draw) {
@@ -23,7 +21,7 @@ bool plot(const std::string& windowName, Draw draw) {
 template <typename Draw>
 void plotOrPause(const std::string& windowName, Draw draw) {
   if (!plot(windowName, draw)) {
-    qatester::pause(kPauseSeconds);
+    qatester::pause(qatester::kFailedWindowPauseSeconds);
   }
 }
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "checks/audio/SampleValues.h"
+#include "media/SampleValues.h"
 
 namespace qatester {
 

@@ -6,6 +6,9 @@
 
 namespace qatester {
 
+/// How long whoever must pause does so when a window cannot be shown.
+inline constexpr unsigned kFailedWindowPauseSeconds = 1000;
+
 /// Whether windows can be opened: without an X server OpenCV's first window would end the process.
 /// Yes if the environment's QT_QPA_PLATFORM chooses what windows are made with, or if the X server
 /// answers. The answer is remembered, "no" until DISPLAY changes, so this may be asked for every

@@ -12,7 +12,7 @@
 #include "checks/audio/LagSearch.h"
 #include "checks/audio/SampleMagnitudes.h"
 #include "checks/audio/SampleMatches.h"
-#include "checks/audio/SampleValues.h"
+#include "media/SampleValues.h"
 #include "support/Blocks.h"
 #include "support/InstructionSets.h"
 

@@ -11,7 +11,7 @@
 #include "checks/audio/Loudness.h"
 #include "checks/audio/Mono.h"
 #include "checks/audio/Phase.h"
-#include "checks/audio/SampleValues.h"
+#include "media/SampleValues.h"
 #include "foundation/Settings.h"
 #include "support/Blocks.h"
 #include "support/Sanitized.h"

@@ -1,4 +1,4 @@
-#include "checks/video/FramePlot.h"
+#include "visual/FramePlot.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "checks/video/FieldComparison.h"
-#include "checks/video/GreyValues.h"
+#include "media/GreyValues.h"
 #include "checks/video/RelationSum.h"
 #include "checks/video/VerticalChanges.h"
 #include "support/InstructionSets.h"

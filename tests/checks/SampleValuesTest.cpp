@@ -1,4 +1,4 @@
-#include "checks/audio/SampleValues.h"
+#include "media/SampleValues.h"
 
 #include <gtest/gtest.h>
 

@@ -14,7 +14,7 @@
 #include "checks/video/TransitionCounter.h"
 #include "foundation/Conversions.h"
 #include "fuzz/Input.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 using namespace qatester;
 using qafuzz::Input;

@@ -20,7 +20,7 @@
 #include "support/MuchAudio.h"
 #include "support/RecordingListener.h"
 #include "support/TempDir.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 extern "C" {
 #include <libavutil/frame.h>

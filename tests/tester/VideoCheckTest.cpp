@@ -1,4 +1,4 @@
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,5 @@
 #include "checks/audio/ChannelPairs.h"
 
-#include <utility>
-
 #include "tester/StreamSetup.h"
 #include "visual/WaveformDisplay.h"
 
@@ -11,28 +9,28 @@ void PairMeasurement::begin(const AudioPlan& plan) {
   separateStreams_ = hasStreamPerChannel(plan.setup);
 }
 
-Heard PairMeasurement::add(int cycle, int stream, AudioBlock block) {
+Taken PairMeasurement::add(int cycle, int stream, const AudioBlock& block) {
   if (!separateStreams_) {
     return addPair(cycle, block.channel(0), block.channel(1));
   }
   if (stream == 0) {
-    first_ = std::move(block);
-    return Heard::nothing;
+    first_ = block;
+    return Taken::waits;
   }
   return addPair(cycle, first_, block);
 }
 
-Heard PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBlock& second) {
+Taken PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBlock& second) {
   if (first.empty() || second.empty()) {
     channelMissed_ = true;
-    return Heard::endsCheck;
+    return Taken::endsCheck;
   }
   if (first.count() != second.count()) {
     lengthsDiffered_ = true;
-    return Heard::nothing;
+    return Taken::leftOut;
   }
   if (context_.displays.wanted()) {
-    context_.displays.show(
+    context_.displays.showOrPause(
         title_, cycle,
         drawSamples(first.samples(), second.samples(), context_.displays.canvases()).get());
     context_.displays.repaint();
@@ -46,12 +44,12 @@ Heard PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBl
   ++compared_;
   if (first.format() != second.format()) {
     formatsDiffered_ = true;
-    return Heard::nothing;
+    return Taken::leftOut;
   }
-  return Heard::measured;
+  return Taken::measured;
 }
 
-void PairMeasurement::describe(QACheckOutcome& outcome) const {
+void PairMeasurement::describePairs(QACheckOutcome& outcome) const {
   if (channelMissed_) {
     outcome.reason = "the stream has no second channel";
   } else if (formatsDiffered_) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tester/AudioCheck.h"
+#include "tester/AudioRun.h"
 
 namespace qatester {
 
@@ -13,8 +13,7 @@ class PairMeasurement : public AudioMeasurement {
       : context_(context), title_(title) {}
 
   void begin(const AudioPlan& plan) override;
-  Heard add(int cycle, int stream, AudioBlock block) override;
-  void describe(QACheckOutcome& outcome) const override;
+  Taken add(int cycle, int stream, const AudioBlock& block) override;
 
  protected:
   /// Compares two blocks with equally many values, in the first one's format; the second one is at
@@ -22,10 +21,12 @@ class PairMeasurement : public AudioMeasurement {
   virtual void compare(const OxAudioSample& first, const OxAudioSample& second) = 0;
 
   int compared() const { return compared_; }
+  /// Why pairs were left out, if any were, for the outcome.
+  void describePairs(QACheckOutcome& outcome) const;
   const CheckContext& context() const { return context_; }
 
  private:
-  Heard addPair(int cycle, const AudioBlock& first, const AudioBlock& second);
+  Taken addPair(int cycle, const AudioBlock& first, const AudioBlock& second);
 
   const CheckContext& context_;
   const char* title_;

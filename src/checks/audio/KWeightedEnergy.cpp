@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "checks/audio/KWeighting.h"
-#include "checks/audio/SampleIntegers.h"
+#include "media/SampleIntegers.h"
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
 // processor has is chosen at run time.

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "checks/audio/SampleIntegers.h"
 #include "foundation/Conversions.h"
+#include "media/SampleIntegers.h"
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
 // processor has is chosen at run time.

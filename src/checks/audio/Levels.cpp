@@ -2,26 +2,88 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
+#include <utility>
 
-#include "checks/audio/SampleIntegers.h"
+#include "checks/CheckList.h"
 #include "checks/audio/SampleMagnitudes.h"
-#include "checks/audio/SampleValues.h"
+#include "media/SampleIntegers.h"
+#include "media/SampleValues.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
+#include "tester/StreamSetup.h"
+#include "tester/Words.h"
 
 namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {
+    blockBudget("LevelFrameChecks"),
+    wholeLimit("LevelPeakThreshold", "0", 0, "dB",
+               "upper limit of each channel's highest level, exclusive"),
+    wholeLimit("LevelLowThreshold", "-100", 0, "dB",
+               "lower limit of each channel's highest level, exclusive"),
+};
+constexpr const QASetting& kPeak = kSettings[1];
+constexpr const QASetting& kLow = kSettings[2];
+
 constexpr AudioCheckProfile kProfile{
-    .tag = "QALevels",
-    .budgetKey = "LevelFrameChecks",
-    .progress = &QAListener::onLevelsProgress,
+    .check = {.name = "levels",
+              .tag = "QALevels",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onLevelsProgress},
     .streams = AudioCheckProfile::Streams::all,
     .refusal = AudioCheckProfile::Refusal::never,
     .bound = AudioCheckProfile::Bound::instants,
     .noStream = "No Audio Stream.",
     .preparing = "Initializing levels data...",
 };
+
+std::unique_ptr<AudioCheck<LevelsMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<AudioCheck<LevelsMeasurement>>(context, kProfile, context.whole(kLow),
+                                                         context.whole(kPeak));
+}
+
+bool isSilent(const QA_ChannelLevel& level) {
+  return level.minLevel == 0.0F && level.maxLevel == 0.0F;
+}
+
+std::string channelName(const QA_ChannelLevel& level) {
+  return "ch " + std::to_string(level.channelNumber);
+}
+
+std::string streamName(const QA_ChannelLevel& level) {
+  return "stream " + std::to_string(level.audioStreamNumber);
+}
+
+std::string extremesOf(const QA_ChannelLevel& level) {
+  if (isSilent(level)) {
+    return "silent";
+  }
+  return quantity(static_cast<double>(level.minLevel), {"", kDecibels.decimals}) + " to " +
+         quantity(static_cast<double>(level.maxLevel), kDecibels);
+}
+
+/// Only the highest level is judged.
+std::string trespasses(const QA_ChannelLevel& level, int low, int peak) {
+  const std::string name = streamName(level) + " " + channelName(level);
+  const auto highest = static_cast<double>(level.maxLevel);
+  std::string list = trespass(name, low - highest, "below", low, kDecibels);
+  addWords(list, ", ", trespass(name, highest - peak, "above", peak, kDecibels));
+  return list;
+}
+
+QAValues valuesOf(const QA_ChannelLevel& level, bool measured) {
+  return {{"dynamicRange", static_cast<double>(level.dynamicRange), "dB"},
+          {"maxLevel", static_cast<double>(level.maxLevel), "dB"},
+          {"minLevel", static_cast<double>(level.minLevel), "dB"},
+          {"audioStreamNumber", int64_t{level.audioStreamNumber}, ""},
+          {"channelNumber", int64_t{level.channelNumber}, ""},
+          {"passed", level.passed, ""},
+          {"measured", measured, ""}};
+}
 
 /// In single precision, required.
 float levelOf(float magnitude, float dynamicRange) {
@@ -82,20 +144,22 @@ void LevelsMeasurement::begin(const AudioPlan& plan) {
   heard_.assign(record_->count, false);
 }
 
-Heard LevelsMeasurement::add(int, int stream, AudioBlock block) {
+Taken LevelsMeasurement::add(int, int stream, const AudioBlock& block) {
   const auto number = static_cast<std::size_t>(stream);
-  if (block.channels() < 2) {
+  // As many as the stream had when its block was asked for, required.
+  const int channels = block.channelsBefore();
+  if (channels < 2) {
     // By the stream's number alone, required.
     measureInto(number, block.samples());
-    return Heard::measured;
+    return Taken::measured;
   }
-  for (int channel = 0; channel < block.channels(); ++channel) {
+  for (int channel = 0; channel < channels; ++channel) {
     const std::size_t entry = number * channels_ + static_cast<std::size_t>(channel);
     if (entry < heard_.size()) {
       measureInto(entry, block.channel(channel).samples());
     }
   }
-  return Heard::measured;
+  return Taken::measured;
 }
 
 void LevelsMeasurement::measureInto(std::size_t entry, const OxAudioSample& block) {
@@ -115,21 +179,58 @@ void LevelsMeasurement::conclude() {
 }
 
 void LevelsMeasurement::describe(QACheckOutcome& outcome) const {
-  outcome.limits = {{.channels = "", .min = low_, .max = peak_}};
-  for (std::size_t entry = 0; entry < heard_.size(); ++entry) {
-    if (!heard_[entry]) {
-      outcome.unmeasuredEntries.push_back(static_cast<unsigned>(entry));
-    }
+  outcome.limits = {{.of = "maxLevel",
+                     .min = static_cast<double>(low_),
+                     .max = static_cast<double>(peak_),
+                     .unit = "dB"}};
+  outcome.values.clear();
+  if (outcome.began && record_ != nullptr) {
+    describeRecord(outcome);
   }
 }
+
+void LevelsMeasurement::describeRecord(QACheckOutcome& outcome) const {
+  std::vector<QAValues> levels;
+  std::string outside;
+  bool passed = true;
+  for (uint32_t i = 0; i < record_->count; ++i) {
+    const QA_ChannelLevel& level = record_->levels[i];
+    const bool measured = heard_[i];
+    levels.push_back(valuesOf(level, measured));
+    const std::string found =
+        channelName(level) + " " + (measured ? extremesOf(level) : "not measured");
+    level.channelNumber == 0 ? addWords(outcome.summary, "; ", streamName(level) + ": " + found)
+                             : addWords(outcome.summary, ", ", found);
+    // Entries that nothing was measured into say nothing about the file.
+    passed = passed && (level.passed || !measured);
+    if (measured && !isSilent(level)) {
+      addWords(outside, ", ", trespasses(level, low_, peak_));
+    }
+  }
+  outcome.values = {{"setup", int64_t{record_->setup}, ""},
+                    {"setupText", std::string(streamSetupText(record_->setup)), ""},
+                    {"count", int64_t{record_->count}, ""},
+                    {"levels", std::move(levels), ""}};
+  addBlockCounts(outcome);
+  outcome.state = judged(passed);
+  addWords(outcome.summary, "; ", outside.empty() ? "" : "outside: " + outside);
+  addWords(outcome.summary, "; ", shortfall(outcome, "blocks"));
+}
+
+constinit const QACheck levelsCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "How loud is the loudest sample of every channel of every audio stream?",
+    .needs = QANeeds::sound,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 QA_AudioLevels* QATester::checkAudioLevels() {
-  const qatester::CheckContext check = context();
-  const int peak = std::min(0, check.intSetting("LevelPeakThreshold", "0"));
-  const int low = std::min(0, check.intSetting("LevelLowThreshold", "-100"));
-  qatester::LevelsMeasurement measurement(low, peak);
-  return qatester::runAudioCheck(check, qatester::kProfile, measurement) ? measurement.release()
-                                                                         : nullptr;
+  return qatester::runAlone(context(), qatester::make);
 }

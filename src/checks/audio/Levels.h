@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "tester/AudioCheck.h"
+#include "tester/AudioRun.h"
 #include "tester/QAResults.h"
 
 namespace qatester {
@@ -17,18 +17,19 @@ class LevelsMeasurement : public AudioMeasurement {
   LevelsMeasurement(int low, int peak) : low_(low), peak_(peak) {}
 
   void begin(const AudioPlan& plan) override;
-  Heard add(int cycle, int stream, AudioBlock block) override;
+  Taken add(int cycle, int stream, const AudioBlock& block) override;
   void conclude() override;
   void describe(QACheckOutcome& outcome) const override;
 
-  /// Hands the record over; null before `begin`.
-  QA_AudioLevels* release() { return record_.release(); }
+  /// Hands the record over.
+  QA_AudioLevels* verdict() { return record_.release(); }
 
  private:
   struct Delete {
     void operator()(QA_AudioLevels* record) const;
   };
 
+  void describeRecord(QACheckOutcome& outcome) const;
   void measureInto(std::size_t entry, const OxAudioSample& block);
 
   std::unique_ptr<QA_AudioLevels, Delete> record_;

@@ -2,30 +2,48 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <string>
 #include <utility>
 
+#include "checks/CheckList.h"
 #include "checks/audio/KWeightedEnergy.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
 #include "tester/StreamSetup.h"
+#include "tester/Words.h"
 
 namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {
+    blockBudget("LoudnessFrameChecks", ""),
+    wholeLimit("LoudnessMaxThreshold", "", 0, "LKFS", "upper limit of the loudness, exclusive"),
+    wholeLimit("LoudnessMinThreshold", "", 0, "LKFS", "lower limit of the loudness, exclusive"),
+};
+constexpr const QASetting& kMax = kSettings[1];
+constexpr const QASetting& kMin = kSettings[2];
+
 constexpr AudioCheckProfile kProfile{
-    .tag = "QALoudness",
-    .budgetKey = "LoudnessFrameChecks",
-    .progress = &QAListener::onLoudnessProgress,
-    .budgetDefault = "",
+    .check = {.name = "loudness",
+              .tag = "QALoudness",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onLoudnessProgress,
+              .logsBuffering = false,
+              .closesWindows = false,
+              .complete = "Test Complete"},
     .refusal = AudioCheckProfile::Refusal::afterBuffering,
     .noStream = "No Audio Stream.",
     .threeStreamsWarning = "WARNING 3x2 stream setup detected, only checking stream 1.",
-    .logsBuffering = false,
     .skipsSilence = true,
-    .closesWindows = false,
-    .complete = "Test Complete",
     .logsExceptions = true,
 };
+
+std::unique_ptr<AudioCheck<LoudnessMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<AudioCheck<LoudnessMeasurement>>(context, kProfile, context);
+}
 
 /// Of left, right and centre, low-frequency effects, left and right surround.
 constexpr double kWeights[] = {1.0, 1.0, 1.0, 0.0, 1.41, 1.41};
@@ -44,15 +62,15 @@ void LoudnessMeasurement::begin(const AudioPlan& plan) {
   channels_ = channelsOf(plan);
 }
 
-Heard LoudnessMeasurement::add(int, int stream, AudioBlock block) {
+Taken LoudnessMeasurement::add(int, int stream, const AudioBlock& block) {
   if (channels_ == 1) {
-    weigh(stream, std::move(block));
-    return Heard::measured;
+    weigh(stream, block);
+    return Taken::measured;
   }
   for (int channel = 0; channel < channels_; ++channel) {
     weigh(channel, block.channel(channel));
   }
-  return Heard::measured;
+  return Taken::measured;
 }
 
 void LoudnessMeasurement::weigh(int position, AudioBlock block) {
@@ -96,20 +114,47 @@ void LoudnessMeasurement::conclude() {
   // The loudness of silence is minus infinity.
   // cppcheck-suppress invalidFunctionArg
   result_.loudness = 10.0 * std::log10(sum) - 0.691;
-  max_ = std::min(0, context_.intSetting("LoudnessMaxThreshold", ""));
-  min_ = std::min(0, context_.intSetting("LoudnessMinThreshold", ""));
+  max_ = context_.whole(kMax);
+  min_ = context_.whole(kMin);
   result_.passed = result_.loudness < max_ && min_ < result_.loudness;
 }
 
 void LoudnessMeasurement::describe(QACheckOutcome& outcome) const {
-  outcome.limits = {{.channels = "", .min = min_, .max = max_}};
+  const QA_Loudness record = recordOf(*this, outcome.began);
+  outcome.values = {{"loudness", record.loudness, "LKFS"}, {"passed", record.passed, ""}};
+  addBlockCounts(outcome);
+  outcome.limits = {{.of = "loudness",
+                     .min = static_cast<double>(min_),
+                     .max = static_cast<double>(max_),
+                     .unit = "LKFS"}};
+  // Without a band nothing can pass: nothing is judged.
+  const bool hasBand = min_ < max_;
+  outcome.state = record.passed || hasBand ? judged(record.passed) : QAState::info;
+  outcome.summary = quantity(record.loudness, kLoudnessUnits);
+  if (record.loudness == -std::numeric_limits<double>::infinity()) {
+    outcome.summary += " (silence)";
+  }
+  outcome.summary += " over " + quantity(outcome.endSeconds - outcome.startSeconds, kSeconds) +
+                     " from " + quantity(outcome.startSeconds, kSeconds);
+  outcome.summary += hasBand ? ", band " + std::to_string(min_) + " to " + std::to_string(max_)
+                             : "; no band is set (LoudnessMinThreshold, LoudnessMaxThreshold)";
+  addWords(outcome.summary, "; ", shortfall(outcome, "blocks"));
 }
+
+constinit const QACheck loudnessCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "How loud is the sound after ITU-R BS.1770, without gating?",
+    .needs = QANeeds::sound,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 QA_Loudness QATester::checkITUR1770Loudness() {
-  const qatester::CheckContext check = context();
-  qatester::LoudnessMeasurement measurement(check);
-  return qatester::runAudioCheck(check, qatester::kProfile, measurement) ? measurement.verdict()
-                                                                         : QA_Loudness{};
+  return qatester::runAlone(context(), qatester::make);
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tester/AudioCheck.h"
+#include "tester/AudioRun.h"
 #include "tester/QAResults.h"
 
 namespace qatester {
@@ -17,7 +17,7 @@ class LoudnessMeasurement : public AudioMeasurement {
   explicit LoudnessMeasurement(const CheckContext& context) : context_(context) {}
 
   void begin(const AudioPlan& plan) override;
-  Heard add(int cycle, int stream, AudioBlock block) override;
+  Taken add(int cycle, int stream, const AudioBlock& block) override;
   void end() override;
   void conclude() override;
   void describe(QACheckOutcome& outcome) const override;

@@ -1,19 +1,42 @@
 #include "checks/audio/Mono.h"
 
 #include <algorithm>
+#include <string>
 
+#include "checks/CheckList.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
 
 namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {
+    blockBudget("MonoFrameChecks"),
+    {"MonoSingleSampleThreshold", "0.01", QASetting::Kind::real, 0.0001, 1.0, "",
+     "share of the samples' range within which two samples match, exclusive"},
+    {"MonoSimilarSampleCountThreshold", "0.01", QASetting::Kind::real, 0.01, 1.0, "",
+     "share of matching samples that makes a block mono, and of such blocks the file"},
+};
+constexpr const QASetting& kTolerance = kSettings[1];
+constexpr const QASetting& kThreshold = kSettings[2];
+
 constexpr AudioCheckProfile kProfile{
-    .tag = "QAMono",
-    .budgetKey = "MonoFrameChecks",
-    .progress = &QAListener::onMonoProgress,
+    .check = {.name = "mono",
+              .tag = "QAMono",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onMonoProgress},
     .bound = AudioCheckProfile::Bound::blocks,
 };
+
+constexpr const char* kDisplays[] = {"Mono Check"};
+
+std::unique_ptr<AudioCheck<MonoMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<AudioCheck<MonoMeasurement>>(
+      context, kProfile, context, context.real(kTolerance), context.real(kThreshold));
+}
 
 }  // namespace
 
@@ -33,21 +56,36 @@ bool MonoMeasurement::verdict() const {
 }
 
 void MonoMeasurement::describe(QACheckOutcome& outcome) const {
-  PairMeasurement::describe(outcome);
-  if (compared() > 0) {
-    outcome.figures = {{"matchingBlocks", static_cast<double>(monoBlocks_)},
-                       {"threshold", static_cast<double>(threshold_)}};
+  describePairs(outcome);
+  const bool passed = recordOf(*this, outcome.began);
+  const auto threshold = static_cast<double>(threshold_);
+  outcome.values = {{"passed", passed, ""}};
+  if (outcome.began) {
+    outcome.values.push_back({"matchingBlocks", int64_t{monoBlocks_}, "blocks"});
+    outcome.values.push_back({"threshold", threshold, ""});
   }
+  addBlockCounts(outcome);
+  outcome.limits = {{.of = "matchingBlocks", .max = threshold, .unit = "of the blocks"}};
+  outcome.state = judged(passed);
+  outcome.summary = std::to_string(monoBlocks_) + " of " + counted(outcome.count, "block") +
+                    " carry one signal, limit " + percent(threshold);
+  addWords(outcome.summary, "; ", shortfall(outcome, "blocks"));
 }
+
+constinit const QACheck monoCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "Do two channels carry one and the same signal?",
+    .needs = QANeeds::sound,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = kDisplays,
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 bool QATester::checkMono() {
-  const qatester::CheckContext check = context();
-  const float tolerance =
-      std::clamp(check.floatSetting("MonoSingleSampleThreshold", "0.01"), 0.0001F, 1.0F);
-  const float threshold =
-      std::clamp(check.floatSetting("MonoSimilarSampleCountThreshold", "0.01"), 0.01F, 1.0F);
-  qatester::MonoMeasurement measurement(check, tolerance, threshold);
-  return qatester::runAudioCheck(check, qatester::kProfile, measurement) && measurement.verdict();
+  return qatester::runAlone(context(), qatester::make);
 }

@@ -1,19 +1,38 @@
 #include "checks/audio/Phase.h"
 
-#include <algorithm>
+#include <string>
 
+#include "checks/CheckList.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
 
 namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {
+    blockBudget("PhaseFrameChecks"),
+    {"PhaseSampleOffsetThreshold", "200", QASetting::Kind::whole, 1, QASetting::kMost, "samples",
+     "mean lag between the channels, exclusive"},
+};
+constexpr const QASetting& kThreshold = kSettings[1];
+
 constexpr AudioCheckProfile kProfile{
-    .tag = "QAPhase",
-    .budgetKey = "PhaseFrameChecks",
-    .progress = &QAListener::onPhaseProgress,
+    .check = {.name = "phase",
+              .tag = "QAPhase",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onPhaseProgress},
     .bound = AudioCheckProfile::Bound::instants,
 };
+
+constexpr const char* kDisplays[] = {"Phase Check"};
+
+std::unique_ptr<AudioCheck<PhaseMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<AudioCheck<PhaseMeasurement>>(context, kProfile, context,
+                                                        context.whole(kThreshold));
+}
 
 }  // namespace
 
@@ -31,18 +50,37 @@ bool PhaseMeasurement::verdict() const {
 }
 
 void PhaseMeasurement::describe(QACheckOutcome& outcome) const {
-  PairMeasurement::describe(outcome);
-  outcome.limits = {{.channels = "", .min = 0, .max = threshold_}};
-  if (compared() > 0) {
-    outcome.figures = {{"meanLag", static_cast<double>(meanLag())}};
+  describePairs(outcome);
+  const bool passed = recordOf(*this, outcome.began);
+  outcome.values = {{"passed", passed, ""}};
+  if (outcome.began) {
+    outcome.values.push_back(
+        {"meanLag", compared() > 0 ? static_cast<double>(meanLag()) : 0.0, "samples"});
+    outcome.values.push_back({"threshold", int64_t{threshold_}, "samples"});
   }
+  addBlockCounts(outcome);
+  outcome.limits = {{.of = "meanLag", .max = static_cast<double>(threshold_), .unit = "samples"}};
+  outcome.state = judged(passed);
+  outcome.summary = "mean lag " +
+                    quantity(compared() > 0 ? static_cast<double>(meanLag()) : 0.0, kSamples) +
+                    ", limit " + std::to_string(threshold_);
+  addWords(outcome.summary, "; ", shortfall(outcome, "blocks"));
 }
+
+constinit const QACheck phaseCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "By how much is one channel shifted against the other?",
+    .needs = QANeeds::sound,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = kDisplays,
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 bool QATester::checkAudioPhase() {
-  const qatester::CheckContext check = context();
-  const int threshold = std::max(1, check.intSetting("PhaseSampleOffsetThreshold", "200"));
-  qatester::PhaseMeasurement measurement(check, threshold);
-  return qatester::runAudioCheck(check, qatester::kProfile, measurement) && measurement.verdict();
+  return qatester::runAlone(context(), qatester::make);
 }

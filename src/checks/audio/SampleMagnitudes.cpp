@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "checks/audio/SampleIntegers.h"
+#include "media/SampleIntegers.h"
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
 // processor has is chosen at run time.

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <optional>
 
-#include "checks/audio/SampleIntegers.h"
-#include "checks/audio/SampleValues.h"
+#include "media/SampleIntegers.h"
+#include "media/SampleValues.h"
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
 // processor has is chosen at run time.

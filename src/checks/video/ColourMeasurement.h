@@ -5,7 +5,7 @@
 
 #include "checks/video/ColourLevels.h"
 #include "tester/CheckContext.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 namespace qatester {
 
@@ -13,6 +13,13 @@ namespace qatester {
 /// is outside, which clients rely on. False for a record that saw no pixel.
 bool liesInside(const QA_ChromaLevel& level, const std::vector<QALimits>& limits);
 bool liesInside(const QA_GamutLevel& level, const std::vector<QALimits>& limits);
+
+/// Values, limits, state and summary of an outcome: the extremes of all channels, then what does
+/// not lie strictly inside the limits.
+void describeColours(QACheckOutcome& outcome, const QA_ChromaLevel& record,
+                     const std::vector<QALimits>& limits);
+void describeColours(QACheckOutcome& outcome, const QA_GamutLevel& record,
+                     const std::vector<QALimits>& limits);
 
 /// What the measurements of colour extremes have in common: the extremes of all pictures so far,
 /// and the limits that they are compared with.
@@ -26,7 +33,9 @@ class ColourMeasurement : public VideoMeasurement {
     level_ = {};
     mayPass_ = true;
   }
-  void describe(QACheckOutcome& outcome) const override { outcome.limits = limits_; }
+  void describe(QACheckOutcome& outcome) const override {
+    describeColours(outcome, recordOf(*this, outcome.began), limits_);
+  }
 
   Level verdict() const {
     Level result = level_;

@@ -1,6 +1,11 @@
 #include "checks/video/FieldDominance.h"
 
+#include "checks/CheckList.h"
+#include "tester/EnumTexts.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -10,12 +15,35 @@ namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {frameBudget("FieldFrameChecks")};
+
 constexpr VideoCheckProfile kProfile{
-    .tag = "QAFieldDominance",
-    .budgetKey = "FieldFrameChecks",
-    .progress = &QAListener::onFieldDominanceProgress,
-    .beginning = "Starting Test...",
+    .check = {.name = "field-dominance",
+              .tag = "QAFieldDominance",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onFieldDominanceProgress,
+              .beginning = "Starting Test..."},
 };
+
+std::unique_ptr<VideoCheck<FieldDominanceMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<VideoCheck<FieldDominanceMeasurement>>(context, kProfile);
+}
+
+std::string summaryOf(const QA_FieldDominance& record, int interlaced, int topFieldFirst,
+                      const QACheckOutcome& outcome) {
+  std::string text = record.frameType == QA_FRAME_TYPE_UNKNOWN
+                         ? "neither interlaced nor progressive"
+                         : frameTypeText(record.frameType);
+  if (record.frameType == QA_FRAME_TYPE_INTERLACED) {
+    text += record.fieldType == QA_FIELD_TYPE_UNKNOWN
+                ? ", no field usually first"
+                : std::string(", ") + fieldTypeText(record.fieldType) + " field first";
+  }
+  text += " (" + std::to_string(interlaced) + " of " + counted(outcome.count, "frame") +
+          " flagged interlaced, " + std::to_string(topFieldFirst) + " top field first)";
+  addWords(text, "; ", shortfall(outcome, "frames"));
+  return text;
+}
 
 /// What most pictures are.
 enum class Majority { yes, no, none };
@@ -34,10 +62,10 @@ void FieldDominanceMeasurement::begin(float, int) {
   *this = {};
 }
 
-Added FieldDominanceMeasurement::add(int, const DecodedPicture& picture) {
+Taken FieldDominanceMeasurement::add(int, const DecodedPicture& picture) {
   const AVFrame& frame = *picture.yuv().frame;
   addFlags(frame.interlaced_frame, frame.top_field_first);
-  return Added::measured;
+  return Taken::measured;
 }
 
 void FieldDominanceMeasurement::addFlags(int interlaced, int topFieldFirst) {
@@ -75,14 +103,34 @@ QA_FieldDominance FieldDominanceMeasurement::verdict() const {
 }
 
 void FieldDominanceMeasurement::describe(QACheckOutcome& outcome) const {
-  outcome.figures = {{"interlaced", static_cast<double>(interlaced_)},
-                     {"topFieldFirst", static_cast<double>(topFieldFirst_)}};
+  const QA_FieldDominance record = recordOf(*this, outcome.began);
+  outcome.values = {{"frameType", int64_t{record.frameType}, ""},
+                    {"fieldType", int64_t{record.fieldType}, ""},
+                    {"frameTypeText", std::string(frameTypeText(record.frameType)), ""},
+                    {"fieldTypeText", std::string(fieldTypeText(record.fieldType)), ""}};
+  if (outcome.began) {
+    outcome.values.push_back({"interlaced", int64_t{interlaced_}, "frames"});
+    outcome.values.push_back({"topFieldFirst", int64_t{topFieldFirst_}, "frames"});
+  }
+  addFrameCounts(outcome);
+  outcome.state = QAState::info;
+  outcome.summary = summaryOf(record, interlaced_, topFieldFirst_, outcome);
 }
+
+constinit const QACheck fieldDominanceCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "Are the frames flagged interlaced, and which of their fields comes first?",
+    .needs = QANeeds::pictures,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 QA_FieldDominance QATester::checkFieldDominance() {
-  qatester::FieldDominanceMeasurement measurement;
-  return qatester::runVideoCheck(context(), qatester::kProfile, measurement) ? measurement.verdict()
-                                                                             : QA_FieldDominance{};
+  return qatester::runAlone(context(), qatester::make);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tester/QAResults.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 namespace qatester {
 
@@ -9,7 +9,7 @@ namespace qatester {
 class FieldDominanceMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;
-  Added add(int index, const DecodedPicture& picture) override;
+  Taken add(int index, const DecodedPicture& picture) override;
   void describe(QACheckOutcome& outcome) const override;
 
   /// Takes the flags of one picture, each 0 or 1.

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "checks/video/FieldComparison.h"
-#include "checks/video/GreyValues.h"
 #include "checks/video/Images.h"
+#include "media/GreyValues.h"
 #include "visual/Canvas.h"
 
 using qatester::hasBytes;

@@ -2,7 +2,11 @@
 
 #include <cmath>
 
+#include "checks/CheckList.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -12,14 +16,21 @@ namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {frameBudget("FrameRateFrameChecks")};
+
 constexpr VideoCheckProfile kProfile{
-    .tag = "QAFramerate",
-    .budgetKey = "FrameRateFrameChecks",
-    .progress = &QAListener::onFrameRateProgress,
+    .check = {.name = "frame-rate",
+              .tag = "QAFramerate",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onFrameRateProgress,
+              .closesWindows = false},
     .skipsSlate = false,
     .startsBeforeBudget = true,
-    .closesWindows = false,
 };
+
+std::unique_ptr<VideoCheck<FrameRateMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<VideoCheck<FrameRateMeasurement>>(context, kProfile);
+}
 
 }  // namespace
 
@@ -33,9 +44,9 @@ void FrameRateMeasurement::begin(float fps, int budget) {
   sum_ = 0.0F;
 }
 
-Added FrameRateMeasurement::add(int index, const DecodedPicture& picture) {
+Taken FrameRateMeasurement::add(int index, const DecodedPicture& picture) {
   addTime(index, static_cast<double>(picture.yuv().frame->pts) / 1000000.0);
-  return Added::measured;
+  return Taken::measured;
 }
 
 void FrameRateMeasurement::addTime(int index, double seconds) {
@@ -55,10 +66,33 @@ QA_FrameRate FrameRateMeasurement::verdict() const {
   return result;
 }
 
+void FrameRateMeasurement::describe(QACheckOutcome& outcome) const {
+  const QA_FrameRate record = recordOf(*this, outcome.began);
+  outcome.values = {{"passed", record.passed, ""},
+                    {"declaredFps", static_cast<double>(record.declaredFps), "fps"},
+                    {"measuredFps", static_cast<double>(record.measuredFps), "fps"}};
+  addFrameCounts(outcome);
+  outcome.state = judged(record.passed);
+  outcome.summary =
+      "declared " + quantity(static_cast<double>(record.declaredFps), kFramesPerSecond) +
+      ", measured " + quantity(static_cast<double>(record.measuredFps), kFramesPerSecond);
+  addWords(outcome.summary, ", ", shortfall(outcome, "frames"));
+}
+
+constinit const QACheck frameRateCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "Do the frames' time stamps show the frame rate that the file declares?",
+    .needs = QANeeds::pictures,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
+
 }  // namespace qatester
 
 QA_FrameRate QATester::checkFrameRate() {
-  qatester::FrameRateMeasurement measurement;
-  return qatester::runVideoCheck(context(), qatester::kProfile, measurement) ? measurement.verdict()
-                                                                             : QA_FrameRate{};
+  return qatester::runAlone(context(), qatester::make);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tester/QAResults.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 namespace qatester {
 
@@ -12,7 +12,8 @@ float roundToHundredths(float value);
 class FrameRateMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;
-  Added add(int index, const DecodedPicture& picture) override;
+  Taken add(int index, const DecodedPicture& picture) override;
+  void describe(QACheckOutcome& outcome) const override;
 
   /// Takes the time in seconds of the frame of this index; one at 0 or earlier adds nothing.
   void addTime(int index, double seconds);

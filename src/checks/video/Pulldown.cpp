@@ -1,20 +1,34 @@
 #include "checks/video/Pulldown.h"
 
+#include <utility>
+
+#include "checks/CheckList.h"
 #include "checks/video/FieldComparison.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
 
 namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {frameBudget("PullDownFrameChecks")};
+
 constexpr VideoCheckProfile kProfile{
-    .tag = "QAPulldown",
-    .budgetKey = "PullDownFrameChecks",
-    .progress = &QAListener::onPullDownProgress,
-    .logsCompletion = false,
+    .check = {.name = "pulldown",
+              .tag = "QAPulldown",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onPullDownProgress,
+              .complete = nullptr},
 };
 
+std::unique_ptr<VideoCheck<PulldownMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<VideoCheck<PulldownMeasurement>>(context, kProfile);
+}
+
 constexpr float kSameFrom = 0.99F;
+constexpr int kFramesOfAGroup = 5;
 
 // The rows that the fields of a picture begin with.
 constexpr int kTop = 0;
@@ -33,13 +47,27 @@ void PulldownMeasurement::begin(float, int budget) {
   groups_ = groups23_ = groups22_ = 0;
 }
 
-Added PulldownMeasurement::add(int, const DecodedPicture& picture) {
-  return addGrey([&](GreyPicture& grey) { return makeGrey(picture, grey); });
+Taken PulldownMeasurement::add(int, const DecodedPicture& picture) {
+  return addGrey(picture.grey());
+}
+
+Taken PulldownMeasurement::addGrey(std::shared_ptr<const GreyPicture> picture) {
+  if (picture == nullptr) {
+    return Taken::missed;
+  }
+  group_[gathered_] = std::move(picture);
+  if (++gathered_ < group_.size()) {
+    return Taken::waits;
+  }
+  judgeGroup();
+  gathered_ = 0;
+  group_ = {};
+  return Taken::measured;
 }
 
 /// Whether a field of this picture of the group comes again in the next picture.
 bool PulldownMeasurement::isRepeated(std::size_t picture, int fieldRow) const {
-  return isSameField(fieldOf(group_[picture], fieldRow), fieldOf(group_[picture + 1], fieldRow),
+  return isSameField(fieldOf(*group_[picture], fieldRow), fieldOf(*group_[picture + 1], fieldRow),
                      kSameFrom);
 }
 
@@ -70,19 +98,56 @@ QA_PullDown PulldownMeasurement::verdict() const {
 }
 
 void PulldownMeasurement::describe(QACheckOutcome& outcome) const {
-  outcome.figures = {{"groups", static_cast<double>(groups_)},
-                     {"groups23", static_cast<double>(groups23_)},
-                     {"groups22", static_cast<double>(groups22_)}};
+  const QA_PullDown record = recordOf(*this, outcome.began);
+  outcome.values = {{"cadenceFirst", int64_t{record.cadenceFirst}, "fields"},
+                    {"cadenceSecond", int64_t{record.cadenceSecond}, "fields"},
+                    {"confidence", static_cast<double>(record.confidence), ""},
+                    {"detected", record.detected, ""}};
+  if (outcome.began) {
+    outcome.values.push_back({"groups", int64_t{groups_}, ""});
+    outcome.values.push_back({"groups23", int64_t{groups23_}, ""});
+    outcome.values.push_back({"groups22", int64_t{groups22_}, ""});
+  }
+  addFrameCounts(outcome);
+  outcome.state = QAState::info;
+  outcome.summary = summary(record, outcome);
   if (groups_ == 0 && outcome.count > 0) {
-    outcome.reason = "only " + std::to_string(outcome.count) +
-                     (outcome.count == 1 ? " frame" : " frames") + ": a group has five";
+    outcome.reason = "only " + counted(outcome.count, "frame") + ": a group has five";
   }
 }
+
+std::string PulldownMeasurement::summary(const QA_PullDown& record,
+                                         const QACheckOutcome& outcome) const {
+  const std::string in23 = std::to_string(groups23_);
+  const std::string in22 = std::to_string(groups22_);
+  std::string text;
+  if (!record.detected) {
+    text = "no cadence detected: 2:3 in " + in23 + " and 2:2 in " + in22;
+  } else if (record.cadenceSecond == 3) {
+    text = "2:3 pulldown, or a still picture, in " + in23;
+  } else {
+    text = "2:2, no repeated fields, in " + in22;
+  }
+  // The confidence is a share of these, whether or not all of them came.
+  text += " of " + counted(budget_ / kFramesOfAGroup, "group") + " of five frames";
+  addWords(text, "; ", shortfall(outcome, "frames"));
+  return text;
+}
+
+constinit const QACheck pulldownCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "Do fields repeat as by 2:3 pulldown, or not at all?",
+    .needs = QANeeds::pictures,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 QA_PullDown QATester::checkFramePullDown() {
-  qatester::PulldownMeasurement measurement;
-  return qatester::runVideoCheck(context(), qatester::kProfile, measurement) ? measurement.verdict()
-                                                                             : QA_PullDown{};
+  return qatester::runAlone(context(), qatester::make);
 }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <array>
+#include <memory>
+#include <string>
 
-#include "checks/video/GreyPicture.h"
+#include "media/GreyPicture.h"
 #include "tester/QAResults.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 namespace qatester {
 
@@ -13,31 +15,22 @@ namespace qatester {
 class PulldownMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;
-  Added add(int index, const DecodedPicture& picture) override;
+  Taken add(int index, const DecodedPicture& picture) override;
   void describe(QACheckOutcome& outcome) const override;
 
-  /// Takes the next picture as grey: `fill` makes it, or returns that it could not.
-  template <typename Fill>
-  Added addGrey(Fill fill) {
-    if (!fill(group_[gathered_])) {
-      return Added::unconvertible;
-    }
-    if (++gathered_ < group_.size()) {
-      return Added::gathered;
-    }
-    judgeGroup();
-    gathered_ = 0;
-    return Added::measured;
-  }
+  /// Takes the next picture as grey; null: it could not be converted.
+  Taken addGrey(std::shared_ptr<const GreyPicture> picture);
 
   QA_PullDown verdict() const;
+  static QA_PullDown notRun() { return {}; }
 
  private:
   void judgeGroup();
   bool isRepeated(std::size_t picture, int fieldRow) const;
+  std::string summary(const QA_PullDown& record, const QACheckOutcome& outcome) const;
 
   int budget_ = 0;
-  std::array<GreyPicture, 5> group_;  ///< the oldest picture first
+  std::array<std::shared_ptr<const GreyPicture>, 5> group_;  ///< the oldest picture first
   std::size_t gathered_ = 0;
   int groups_ = 0;
   int groups23_ = 0;

@@ -1,31 +1,47 @@
 #include "checks/video/Tearing.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 
+#include "checks/CheckList.h"
 #include "checks/video/VerticalChanges.h"
 #include "foundation/Conversions.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
 #include "visual/WaveformDisplay.h"
 
 namespace qatester {
 
 namespace {
 
+constexpr QASetting kSettings[] = {
+    frameBudget("TearingFrameChecks"),
+    {"TearingThreshold", "0.1", QASetting::Kind::real, 0.0, std::numeric_limits<float>::max(), "",
+     "share of the picture that may be torn on average, exclusive"},
+};
+constexpr const QASetting& kThreshold = kSettings[1];
+
 constexpr VideoCheckProfile kProfile{
-    .tag = "QATearing",
-    .budgetKey = "TearingFrameChecks",
-    .progress = &QAListener::onTearingProgress,
+    .check = {.name = "tearing",
+              .tag = "QATearing",
+              .budget = &kSettings[0],
+              .progress = &QAListener::onTearingProgress},
     .bound = boundTearingBudget,
-    .boundFailure = ": Could not get the maximum allowed checks.",
+    .boundFailure = "Could not get the maximum allowed checks.",
 };
 
 constexpr int kRows = 100;
+constexpr const char* kOverlay = "Overlay Tearing";
+constexpr const char* kPlot = "Percent of Tearing and Differencing";
+constexpr const char* kDisplays[] = {kOverlay, kPlot};
 
-float thresholdFrom(const CheckContext& context) {
-  const float threshold = context.floatSetting("TearingThreshold", "0.1");
-  return std::clamp(threshold, 0.0F, std::numeric_limits<float>::max());
+std::unique_ptr<VideoCheck<TearingMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<VideoCheck<TearingMeasurement>>(context, kProfile, context,
+                                                          context.real(kThreshold));
 }
 
 }  // namespace
@@ -51,7 +67,7 @@ void TearingMeasurement::begin(float, int budget) {
   plot_ = FramePlot(budget, kRows);
 }
 
-Added TearingMeasurement::add(int index, const DecodedPicture& picture) {
+Taken TearingMeasurement::add(int index, const DecodedPicture& picture) {
   const int width = picture.width();
   const int height = picture.height();
   // Pictures of different sizes cannot be compared: the second is like a first one.
@@ -61,21 +77,19 @@ Added TearingMeasurement::add(int index, const DecodedPicture& picture) {
     gradientBefore_ = gradient_;
   }
   int64_t strong = 0;
-  const bool converted = makeGreyRows(
-      picture, [&](int first, int count) { return placeForRows(width, first, count); },
-      [&](int first, int count) {
-        if (first == 0) {
-          // Of a picture that cannot be converted nothing is left: the last one stays.
-          gradient_.resize(width, height);
-          hasGradient_ = false;
-        }
-        // The differences of the last row above, and of all rows but the last one.
-        const int above = first > 0 ? 1 : 0;
-        const uint8_t* row = grey_.data() + (above == 0 ? width : 0);
-        strong += changeGradient(row, count - 1 + above, width, gradient_.row(first - above));
-      });
-  if (!converted) {
-    return Added::unconvertible;
+  const auto measureRows = [&](const GreyPicture& grey, int first, int count) {
+    if (first == 0) {
+      // Of a picture that cannot be converted nothing is left: the last one stays.
+      gradient_.resize(width, height);
+      hasGradient_ = false;
+    }
+    // The differences of the last row above, and of all rows but the last one.
+    const int above = first > 0 ? 1 : 0;
+    strong += changeGradient(grey.row(first - above), count - 1 + above, width,
+                             gradient_.row(first - above));
+  };
+  if (picture.grey(measureRows) == nullptr) {
+    return Taken::missed;
   }
   hasGradient_ = true;
   if (comparable) {
@@ -87,17 +101,7 @@ Added TearingMeasurement::add(int index, const DecodedPicture& picture) {
     }
     previousPercent_ = percent;
   }
-  return Added::measured;
-}
-
-/// Room for rows behind the last one of those before, so that no more than a few stay in memory.
-uint8_t* TearingMeasurement::placeForRows(int width, int first, int count) {
-  const auto columns = static_cast<std::size_t>(width);
-  if (first > 0) {
-    std::copy_n(grey_.end() - width, width, grey_.begin());
-  }
-  grey_.resize(columns * static_cast<std::size_t>(count + 1));
-  return grey_.data() + columns;
+  return Taken::measured;
 }
 
 void TearingMeasurement::show(int index, const DecodedPicture& picture, int percent) {
@@ -117,8 +121,8 @@ void TearingMeasurement::show(int index, const DecodedPicture& picture, int perc
       }
     }
   }
-  context_.displays.show("Overlay Tearing", index, overlay.get());
-  context_.displays.show("Percent of Tearing and Differencing", index, plot_.canvas());
+  context_.displays.show(kOverlay, index, overlay.get());
+  context_.displays.show(kPlot, index, plot_.canvas());
   context_.displays.repaint();
 }
 
@@ -132,15 +136,38 @@ bool TearingMeasurement::verdict() const {
 }
 
 void TearingMeasurement::describe(QACheckOutcome& outcome) const {
-  outcome.figures = {{"meanShare", budget_ > 0 ? meanShare() : 0.0},
-                     {"highestPercent", static_cast<double>(highestPercent_)},
-                     {"threshold", static_cast<double>(threshold_)}};
+  const bool passed = recordOf(*this, outcome.began);
+  const auto threshold = static_cast<double>(threshold_);
+  outcome.values = {{"passed", passed, ""}};
+  if (outcome.began) {
+    outcome.values.push_back({"meanShare", budget_ > 0 ? meanShare() : 0.0, ""});
+    outcome.values.push_back({"highestPercent", int64_t{highestPercent_}, "%"});
+    outcome.values.push_back({"threshold", threshold, ""});
+  }
+  addFrameCounts(outcome);
+  outcome.limits = {{.of = "meanShare", .max = threshold}};
+  outcome.state = judged(passed);
+  const double mean = budget_ > 0 ? std::round(10000.0 * meanShare()) / 10000.0 : 0.0;
+  outcome.summary = percent(mean) + " of the picture torn on average, at most " +
+                    std::to_string(highestPercent_) + " % in a frame (limit " + percent(threshold) +
+                    ")";
+  addWords(outcome.summary, "; ", shortfall(outcome, "frames"));
 }
+
+constinit const QACheck tearingCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "Does the picture change from frame to frame without tears?",
+    .needs = QANeeds::pictures,
+    .saysSomething = true,
+    .settings = kSettings,
+    .displays = kDisplays,
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 bool QATester::checkTearing() {
-  const qatester::CheckContext check = context();
-  qatester::TearingMeasurement measurement(check, qatester::thresholdFrom(check));
-  return qatester::runVideoCheck(check, qatester::kProfile, measurement) && measurement.verdict();
+  return qatester::runAlone(context(), qatester::make);
 }

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
-#include "checks/video/FramePlot.h"
-#include "checks/video/GreyPicture.h"
+#include "media/GreyPicture.h"
 #include "tester/CheckContext.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
+#include "visual/FramePlot.h"
 
 namespace qatester {
 
@@ -20,7 +19,7 @@ class TearingMeasurement : public VideoMeasurement {
   TearingMeasurement(const CheckContext& context, float threshold);
 
   void begin(float fps, int budget) override;
-  Added add(int index, const DecodedPicture& picture) override;
+  Taken add(int index, const DecodedPicture& picture) override;
   void describe(QACheckOutcome& outcome) const override;
 
   /// The mean share of the budgeted frames that is torn lies below the threshold. False without a
@@ -28,14 +27,12 @@ class TearingMeasurement : public VideoMeasurement {
   bool verdict() const;
 
  private:
-  uint8_t* placeForRows(int width, int first, int count);
   double meanShare() const;
   void show(int index, const DecodedPicture& picture, int percent);
 
   const CheckContext& context_;
   float threshold_;
   int budget_ = 0;
-  std::vector<uint8_t> grey_;  ///< some rows of the picture, behind the last one above them
   /// The differences of each pixel and the one below it, in the last picture. Its last row stays
   /// as it is: there is none below, and so no change.
   GreyPicture gradient_;

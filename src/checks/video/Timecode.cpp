@@ -1,8 +1,11 @@
 #include "checks/video/Timecode.h"
 
+#include "checks/CheckList.h"
 #include "checks/video/Timecodes.h"
 #include "foundation/Conversions.h"
 #include "tester/QATester.h"
+#include "tester/Readings.h"
+#include "tester/Words.h"
 #include "visual/TimecodeDisplay.h"
 #include "visual/WaveformDisplay.h"
 
@@ -11,14 +14,22 @@ namespace qatester {
 namespace {
 
 constexpr VideoCheckProfile kProfile{
-    .tag = "QATimecode",
-    .budgetKey = nullptr,
-    .progress = &QAListener::onTimecodeProgress,
+    .check = {.name = "timecode",
+              .tag = "QATimecode",
+              .progress = &QAListener::onTimecodeProgress,
+              .stopTag = "QATransition",  // clients look for the line in these words
+              .complete = nullptr},
     .skipsSlate = false,
     .bound = framesButLastSecond,
-    .stopTag = "QATransition",  // clients look for the line in these words
-    .logsCompletion = false,
 };
+
+constexpr const char* kPicture = "Timecode Video";
+constexpr const char* kTexts = "Timecodes";
+constexpr const char* kDisplays[] = {kPicture, kTexts};
+
+std::unique_ptr<VideoCheck<TimecodeMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<VideoCheck<TimecodeMeasurement>>(context, kProfile, context);
+}
 
 }  // namespace
 
@@ -36,35 +47,61 @@ void TimecodeMeasurement::begin(float fps, int) {
   rate_ = nominalRate(fps);
 }
 
-Added TimecodeMeasurement::add(int index, const DecodedPicture& picture) {
+Taken TimecodeMeasurement::add(int index, const DecodedPicture& picture) {
   Displays& displays = context_.displays;
   if (!displays.possible()) {
     // A picture that cannot be converted does not count, whether or not anybody sees it.
-    return picture.convertInSlices([](const ConvertedRows&) {}) ? Added::measured
-                                                                : Added::unconvertible;
+    return picture.isConvertible() ? Taken::measured : Taken::missed;
   }
-  const ConvertedPicture converted = picture.converted();
+  const ConvertedPicture& converted = picture.converted();
   if (!converted.record().valid) {
-    return Added::unconvertible;
+    return Taken::missed;
   }
-  displays.show("Timecode Video", index,
-                drawImageData(converted.record(), displays.canvases()).get());
-  displays.show("Timecodes", index,
+  displays.showOrPause(kPicture, index,
+                       drawImageData(converted.record(), displays.canvases()).get());
+  displays.show(kTexts, index,
                 drawTimecodes(getTimeCode(index, true, rate_), getTimeCode(index, false, rate_),
                               index, context_.displays.canvases())
                     .get());
   displays.repaint();
-  return Added::measured;
+  return Taken::measured;
 }
 
 void TimecodeMeasurement::describe(QACheckOutcome& outcome) const {
-  outcome.figures = {{"nominalRate", static_cast<double>(rate_)}};
+  outcome.values = {{"completed", recordOf(*this, outcome.began), ""}};
+  outcome.state = QAState::info;
+  if (outcome.began) {
+    outcome.values.push_back({"nominalRate", int64_t{rate_}, "fps"});
+  }
+  addFrameCounts(outcome);
+  if (outcome.count > 0) {
+    const int last = outcome.count - 1;
+    const std::string first = getTimeCode(0, false, rate_);
+    const std::string end = getTimeCode(last, false, rate_);
+    const std::string dropFrameEnd = getTimeCode(last, true, rate_);
+    outcome.values.push_back({"firstTimecode", first, ""});
+    outcome.values.push_back({"lastTimecode", end, ""});
+    outcome.values.push_back({"lastDropFrameTimecode", dropFrameEnd, ""});
+    outcome.summary = counted(outcome.count, "frame") + ", " + first + " to " + end +
+                      " (drop-frame to " + dropFrameEnd + ")";
+    addWords(outcome.summary, "; ", shortfall(outcome, "frames"));
+  }
 }
+
+constinit const QACheck timecodeCheck{
+    .name = kProfile.check.name,
+    .tag = kProfile.check.tag,
+    .family = QAFamily::classic,
+    .question = "How many frames are there, and what are their timecodes?",
+    .needs = QANeeds::pictures,
+    .saysSomething = true,
+    .settings = {},
+    .displays = kDisplays,
+    .make = makeRun<make>,
+};
 
 }  // namespace qatester
 
 bool QATester::checkTimecode() {
-  const qatester::CheckContext check = context();
-  qatester::TimecodeMeasurement measurement(check);
-  return qatester::runVideoCheck(check, qatester::kProfile, measurement);
+  return qatester::runAlone(context(), qatester::make);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tester/CheckContext.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
 
 namespace qatester {
 
@@ -17,8 +17,11 @@ class TimecodeMeasurement : public VideoMeasurement {
   explicit TimecodeMeasurement(const CheckContext& context) : context_(context) {}
 
   void begin(float fps, int budget) override;
-  Added add(int index, const DecodedPicture& picture) override;
+  Taken add(int index, const DecodedPicture& picture) override;
   void describe(QACheckOutcome& outcome) const override;
+
+  /// Whether the file was gone through.
+  bool verdict() const { return true; }
 
  private:
   const CheckContext& context_;

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
-#include "checks/video/FramePlot.h"
-#include "checks/video/GreyPicture.h"
 #include "checks/video/TransitionCounter.h"
+#include "media/GreyPicture.h"
 #include "tester/CheckContext.h"
-#include "tester/VideoCheck.h"
+#include "tester/VideoRun.h"
+#include "visual/FramePlot.h"
 
 namespace qatester {
 
@@ -16,10 +17,11 @@ class TransitionMeasurement : public VideoMeasurement {
   TransitionMeasurement(const CheckContext& context, float percentChange);
 
   void begin(float fps, int budget) override;
-  Added add(int index, const DecodedPicture& picture) override;
+  Taken add(int index, const DecodedPicture& picture) override;
   void describe(QACheckOutcome& outcome) const override;
 
   int verdict() const { return counter_.transitions(); }
+  static int notRun() { return -1; }
 
  private:
   void plot(int index, int level);
@@ -27,11 +29,9 @@ class TransitionMeasurement : public VideoMeasurement {
   const CheckContext& context_;
   float percentChange_;
   TransitionCounter counter_;
-  GreyPicture before_;  ///< two pictures back
-  GreyPicture middle_;  ///< the previous picture
-  GreyPicture current_;
-  int known_ = 0;              ///< of the two above, how many hold a picture
-  std::vector<double> times_;  ///< of the pictures that began a transition, in seconds
+  std::shared_ptr<const GreyPicture> before_;  ///< two pictures back; null: none to relate to
+  std::shared_ptr<const GreyPicture> middle_;  ///< the previous picture; null likewise
+  std::vector<QAEvent> events_;                ///< the transitions
   FramePlot plot_;
 };
 

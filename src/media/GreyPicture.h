@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-#include "media/DecodedPicture.h"
+#include "media/OxVideoStream.h"
 
 namespace qatester {
 
@@ -41,19 +41,17 @@ class GreyPicture {
   std::vector<uint8_t> pixels_;
 };
 
-/// Makes a decoded picture grey, some rows at a time from top to bottom: `target` is asked where
-/// `count` rows from `first` on are to go, without gaps, and `ready` told that they are there.
-/// False when there is no converting the picture; some rows may have been told then.
+/// Told that `count` rows from `first` on of a grey picture are there.
+using GreyRowsReady = std::function<void(const GreyPicture& grey, int first, int count)>;
+
+/// Makes a picture of a stream grey, some rows at a time from top to bottom. `ready` (may be empty)
+/// is told of them. False when there is no converting the picture; some rows may have been told
+/// then.
 ///
 /// A picture whose rows are no multiple of four bytes comes out sheared, as its bytes do when they
 /// are copied as one run to an OpenCV image, whose rows are: clients know the results. What the
 /// picture has no bytes for is 0.
-bool makeGreyRows(const DecodedPicture& picture,
-                  const std::function<uint8_t*(int first, int count)>& target,
-                  const std::function<void(int first, int count)>& ready);
-
-/// The same to a picture. `ready` may be empty.
-bool makeGrey(const DecodedPicture& picture, GreyPicture& grey,
-              const std::function<void(int first, int count)>& ready = {});
+bool makeGrey(OxVideoStream& stream, OxVideoFrameYUV& yuv, GreyPicture& grey,
+              const GreyRowsReady& ready = {});
 
 }  // namespace qatester

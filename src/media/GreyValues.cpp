@@ -1,9 +1,9 @@
-#include "checks/video/GreyValues.h"
+#include "media/GreyValues.h"
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
 // processor has is chosen at run time.
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "checks/video/GreyValues.cpp"
+#define HWY_TARGET_INCLUDE "media/GreyValues.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 

@@ -1,8 +1,8 @@
-#include "checks/audio/SampleValues.h"
+#include "media/SampleValues.h"
 
 #include <cstdint>
 
-#include "checks/audio/SampleIntegers.h"
+#include "media/SampleIntegers.h"
 
 using qatester::integerAt;
 using qatester::wrappedMagnitude;

@@ -1,0 +1,297 @@
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tester/QATester.h"
+#include "tester/Readings.h"
+
+namespace qatester {
+
+namespace {
+
+/// How much of the time of a run of checks reading the pictures takes, where sound is read as well:
+/// enough for a figure to look at.
+constexpr double kPicturesShare = 0.9;
+
+/// Of a text this short no memory is asked for.
+constexpr const char* kOutOfMemory = "out of memory";
+
+std::string wordsOf(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::bad_alloc&) {
+    return kOutOfMemory;
+  } catch (const std::exception& exception) {
+    return exception.what();
+  } catch (...) {
+    return "an exception";
+  }
+}
+
+/// Ends a run because of an exception.
+void loseBecause(CheckRun& run, const std::exception_ptr& error) {
+  try {
+    run.lose(wordsOf(error), error);
+  } catch (...) {
+    // No memory even for saying so in full.
+    QACheckOutcome& outcome = run.outcome();
+    outcome.state = QAState::notMeasured;
+    outcome.values.clear();
+    outcome.summary.clear();
+    outcome.reason = kOutOfMemory;
+  }
+}
+
+/// A check of several that run at once, and what is its own of what the tester has.
+struct Member {
+  const CheckContext* context;
+  HeldLog* log;  ///< null: its lines go out as they come
+  std::unique_ptr<CheckRun> run;
+  int percentTold = 0;
+};
+
+/// Runs checks in one reading of the pictures and one of each set of audio streams, or each in a
+/// reading of its own. Their outcomes and log lines come out in the order of the members.
+class Group final : public Steps {
+ public:
+  Group(const CheckContext& context, std::deque<Member>& members)
+      : context_(context), members_(members) {}
+
+  std::vector<QACheckOutcome> run(QAPasses passes) {
+    outcomes_.reserve(members_.size());
+    passTurns();
+    try {
+      passes == QAPasses::one ? readTogether() : readEach();
+    } catch (...) {
+      // A reading itself ran out of memory: what it feeds is lost.
+      loseTheRest(std::current_exception());
+    }
+    return std::move(outcomes_);
+  }
+
+  void take(CheckRun& run, const std::function<void()>& step) override {
+    if (run.hasEnded()) {
+      return;
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    try {
+      step();
+      tellProgress(run);
+    } catch (...) {
+      loseBecause(run, std::current_exception());
+    }
+    run.outcome().seconds +=
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  }
+
+  void ended(CheckRun&) override { passTurns(); }
+
+ private:
+  static bool isOfPictures(CheckRun& run) { return run.needsFile() && run.asAudio() == nullptr; }
+  static bool isOfSound(CheckRun& run) { return run.asAudio() != nullptr; }
+
+  void readEach() {
+    for (Member& member : members_) {
+      if (begin(*member.run)) {
+        readForOne(*member.context, *member.run, *this);
+      }
+      passTurns();
+    }
+  }
+
+  void readTogether() {
+    for (Member& member : members_) {
+      if (!member.run->needsFile() && begin(*member.run)) {
+        readForOne(*member.context, *member.run, *this);
+      }
+    }
+    const auto first = std::find_if(members_.begin(), members_.end(),
+                                    [](Member& member) { return member.run->needsFile(); });
+    const bool soundFirst = first != members_.end() && isOfSound(*first->run);
+    if (soundFirst) {
+      readAllSound();
+    }
+    readAllPictures();
+    if (!soundFirst) {
+      readAllSound();
+    }
+  }
+
+  /// Says the first line, unless a stop was asked for before that. False: the run has ended.
+  bool begin(CheckRun& run) {
+    if (context_.stopped()) {
+      run.lose("stopped before the check began", nullptr);
+    } else {
+      take(run, [&] { run.begin(); });
+    }
+    if (run.hasEnded()) {
+      passTurns();
+    }
+    return !run.hasEnded();
+  }
+
+  std::vector<CheckRun*> begunWhere(bool (*belongs)(CheckRun&)) {
+    std::vector<CheckRun*> runs;
+    for (Member& member : members_) {
+      if (belongs(*member.run) && begin(*member.run)) {
+        runs.push_back(member.run.get());
+      }
+    }
+    return runs;
+  }
+
+  void readAllPictures() {
+    const std::vector<CheckRun*> runs = begunWhere(isOfPictures);
+    if (!runs.empty()) {
+      readPictures(context_, runs, *this);
+    }
+  }
+
+  void readAllSound() {
+    std::vector<AudioRun*> runs;
+    for (CheckRun* run : begunWhere(isOfSound)) {
+      runs.push_back(run->asAudio());
+    }
+    while (!runs.empty()) {
+      readSound(context_, runs, *this);
+      std::erase_if(runs, [](const AudioRun* run) { return run->hasEnded(); });
+    }
+  }
+
+  void loseTheRest(const std::exception_ptr& error) {
+    for (Member& member : members_) {
+      if (!member.run->hasEnded()) {
+        loseBecause(*member.run, error);
+      }
+    }
+    passTurns();
+  }
+
+  /// Lets out the log lines of the check whose turn it is, and the outcomes of those before it.
+  void passTurns() {
+    for (; turn_ < members_.size(); ++turn_) {
+      Member& member = members_[turn_];
+      if (member.log != nullptr) {
+        member.log->release();
+      }
+      if (!member.run->hasEnded()) {
+        return;
+      }
+      giveOut(member.run->outcome());
+    }
+  }
+
+  void giveOut(const QACheckOutcome& outcome) {
+    outcomes_.push_back(outcome);
+    if (context_.options.outcome) {
+      try {
+        context_.options.outcome(outcome);
+      } catch (...) {
+        outcomes_.back().error = std::current_exception();
+      }
+    }
+  }
+
+  /// Of all checks, in percent: pictures are read until the last check has what it wants.
+  int wholePercent() {
+    double pictures = 1.0;
+    double sound = 0.0;
+    int ofPictures = 0;
+    int ofSound = 0;
+    for (const Member& member : members_) {
+      if (isOfPictures(*member.run)) {
+        pictures = std::min(pictures, member.run->share());
+        ++ofPictures;
+      } else if (isOfSound(*member.run)) {
+        sound += member.run->share();
+        ++ofSound;
+      }
+    }
+    sound = ofSound > 0 ? sound / ofSound : 1.0;
+    const double weight = ofSound == 0 ? 1.0 : ofPictures == 0 ? 0.0 : kPicturesShare;
+    return static_cast<int>(100.0 * (weight * pictures + (1.0 - weight) * sound));
+  }
+
+  void tellProgress(const CheckRun& run) {
+    if (!context_.options.progress) {
+      return;
+    }
+    Member& member = *std::find_if(members_.begin(), members_.end(),
+                                   [&](const Member& one) { return one.run.get() == &run; });
+    const QACheckOutcome& outcome = run.outcome();
+    const int percent = run.hasEnded()             ? 100
+                        : outcome.progress.empty() ? 0
+                                                   : outcome.progress.back();
+    const int whole = wholePercent();
+    if (percent != member.percentTold || whole != wholeTold_) {
+      member.percentTold = percent;
+      wholeTold_ = whole;
+      context_.options.progress({outcome.name, percent, whole});
+    }
+  }
+
+  const CheckContext& context_;
+  std::deque<Member>& members_;
+  std::vector<QACheckOutcome> outcomes_;
+  /// The first member whose outcome is not out.
+  std::size_t turn_ = 0;
+  int wholeTold_ = 0;
+};
+
+}  // namespace
+
+}  // namespace qatester
+
+std::vector<QACheckOutcome> QATester::runChecks(const std::vector<std::string>& names) {
+  using qatester::CheckContext;
+
+  std::vector<const QACheck*> checks;
+  for (const std::string& name : names) {
+    const QACheck* check = findCheck(name);
+    if (check == nullptr) {
+      throw std::invalid_argument("unknown check '" + name + "'");
+    }
+    checks.push_back(check);
+  }
+  const CheckContext shared = context();
+  const QAPasses passes = shared.untilReady() ? options_.passes : QAPasses::each;
+
+  // With readings of their own checks follow each other, as if run one by one.
+  bool complained = false;
+  const auto complainOnce = [&](const std::string& problem) {
+    if (!std::exchange(complained, true)) {
+      complainOfDisplay(problem);
+    }
+  };
+  std::deque<qatester::HeldLog> logs;
+  std::deque<std::unique_ptr<qatester::Displays>> displays;
+  std::deque<CheckContext> contexts;
+  std::deque<qatester::Member> members;
+  for (const QACheck* check : checks) {
+    qatester::HeldLog* log = nullptr;
+    if (passes == QAPasses::one) {
+      log = &logs.emplace_back(logger_.get(), complainOnce);
+      displays.push_back(
+          makeDisplays([log](const std::string& problem) { log->complain(problem); }));
+      displays.back()->shareWindows();
+      contexts.push_back({fileName_, listener_, logger_.get(), settings_.get(), *displays.back(),
+                          slateSeconds_, options_, log});
+    } else {
+      contexts.push_back(shared);
+    }
+    members.push_back({&contexts.back(), log, check->make(contexts.back())});
+  }
+  std::vector<QACheckOutcome> outcomes = qatester::Group(shared, members).run(passes);
+  if (passes == QAPasses::one) {
+    displays_->close();
+  }
+  return outcomes;
+}
