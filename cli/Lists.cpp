@@ -1,7 +1,7 @@
 #include "Lists.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cfloat>
 #include <cstdio>
 #include <cstring>
 
@@ -70,7 +70,8 @@ std::string settingsList() {
 std::string rangeText(const QASetting& setting) {
   const bool whole = setting.kind == QASetting::Kind::whole;
   const bool hasMin = setting.min > (whole ? QASetting::kLeast : -QASetting::kNoLimit);
-  const bool hasMax = setting.max < (whole ? QASetting::kMost : QASetting::kNoLimit);
+  // Single precision has no larger numbers.
+  const bool hasMax = setting.max < (whole ? QASetting::kMost : double{FLT_MAX});
   if (hasMin && hasMax) {
     return numberText(setting.min) + " to " + numberText(setting.max);
   }
@@ -81,7 +82,8 @@ std::string rangeText(const QASetting& setting) {
 }
 
 std::string defaultText(const QASetting& setting) {
-  return setting.defaultValue[0] != '\0' ? setting.defaultValue : "0";
+  return setting.defaultValue[0] != '\0' ? setting.defaultValue
+                                         : numberText(std::clamp(0.0, setting.min, setting.max));
 }
 
 }  // namespace cli

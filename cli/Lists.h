@@ -15,7 +15,7 @@ std::string settingsList();
 /// What values a setting may have, such as "0 to 255" or "at least 1"; empty when any.
 std::string rangeText(const QASetting& setting);
 
-/// The default as a number; 0 where it is empty.
+/// The default as a number: where it is empty, what the library takes it for.
 std::string defaultText(const QASetting& setting);
 
 }  // namespace cli

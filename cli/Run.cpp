@@ -252,7 +252,7 @@ class Run {
   }
 
   void show(FileReport& file, const QACheckOutcome& outcome) {
-    if (outcome.state == QAState::notMeasured && outcome.reasonIsOfFile && !outcome.opened) {
+    if (outcome.reasonIsOfFile && !outcome.opened) {
       markUnreadable(file, outcome.reason);
     }
     if (file.error.empty()) {

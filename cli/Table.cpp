@@ -66,7 +66,7 @@ std::string broken(const std::string& text, std::size_t indent, std::size_t colu
     std::string_view word = std::string_view(text).substr(at, end - at);
     const std::size_t length = lengthOf(word);
     if (used > 0 && indent + used + length > columns) {
-      result += "\n" + std::string(indent, ' ');
+      result.append(1, '\n').append(indent, ' ');
       word.remove_prefix(word.front() == ' ' ? 1 : 0);
       used = 0;
     }
@@ -146,7 +146,8 @@ void Table::endFile() {
 void Table::addSummary(const std::vector<FileReport>& files, bool named) {
   if (output_ != nullptr) {
     heading_.clear();
-    output_->write((first_ ? "" : "\n") + summaryLines(files, named, output_->wantsColour()));
+    output_->write(first_ ? "" : "\n");
+    output_->write(summaryLines(files, named, output_->wantsColour()));
   }
 }
 

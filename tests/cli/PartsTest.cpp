@@ -284,7 +284,18 @@ TEST(RangeText, NamesTheEndsThatThereAre) {
   EXPECT_EQ(rangeText(setting(Kind::whole, QASetting::kLeast, QASetting::kMost)), "");
   EXPECT_EQ(rangeText(setting(Kind::real, 0.0001, 1)), "0.0001 to 1");
   EXPECT_EQ(rangeText(setting(Kind::real, 0, kNone)), "at least 0");
+  EXPECT_EQ(rangeText(setting(Kind::real, 0, double{std::numeric_limits<float>::max()})),
+            "at least 0");
   EXPECT_EQ(rangeText(setting(Kind::real, -kNone, kNone)), "");
+}
+
+TEST(DefaultText, OfAnEmptyDefaultIsTheNearestToZero) {
+  using Kind = QASetting::Kind;
+  EXPECT_EQ(defaultText(setting(Kind::whole, 1, QASetting::kMost)), "1");
+  EXPECT_EQ(defaultText(setting(Kind::whole, QASetting::kLeast, 0)), "0");
+  QASetting written = setting(Kind::real, 0, 1);
+  written.defaultValue = "0.10";
+  EXPECT_EQ(defaultText(written), "0.10");
 }
 
 TEST(Printable, KeepsTextAndReplacesControls) {
