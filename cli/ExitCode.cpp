@@ -2,20 +2,19 @@
 
 #include <algorithm>
 
+#include "tester/QACheck.h"
+
 namespace cli {
 
 namespace {
 
-bool isFailed(const CheckReport& report) {
-  return report.findings.state == State::fail;
+bool isNotMeasured(const QACheckOutcome& outcome) {
+  return outcome.state == QAState::notMeasured;
 }
 
-bool isNotMeasured(const CheckReport& report) {
-  return report.findings.state == State::notMeasured;
-}
-
-bool saysSomething(const CheckReport& report) {
-  return report.check->measures && !isNotMeasured(report);
+bool saysSomething(const QACheckOutcome& outcome) {
+  const QACheck* check = findCheck(outcome.name);
+  return check != nullptr && check->saysSomething && !isNotMeasured(outcome);
 }
 
 /// Every check that could have said something about the file went without a measurement.
@@ -26,23 +25,31 @@ bool nothingMeasured(const FileReport& file) {
 
 }  // namespace
 
+bool hasFailure(const FileReport& file) {
+  return std::any_of(file.checks.begin(), file.checks.end(),
+                     [](const QACheckOutcome& outcome) { return outcome.state == QAState::fail; });
+}
+
+bool isInTrouble(const FileReport& file, bool named) {
+  const auto isTrouble = [&](const QACheckOutcome& outcome) {
+    return outcome.error != nullptr || (named && isNotMeasured(outcome));
+  };
+  return !file.error.empty() || nothingMeasured(file) ||
+         std::any_of(file.checks.begin(), file.checks.end(), isTrouble);
+}
+
 int exitCodeOfSignal(int signal) {
   return 128 + signal;
 }
 
-int exitCode(const std::vector<FileReport>& files, bool outputFailed, int signal) {
+int exitCode(const std::vector<FileReport>& files, bool named, bool otherTrouble, int signal) {
   if (signal != 0) {
     return exitCodeOfSignal(signal);
   }
-  const auto isInTrouble = [](const FileReport& file) {
-    return !file.error.empty() || nothingMeasured(file);
-  };
-  if (outputFailed || std::any_of(files.begin(), files.end(), isInTrouble)) {
+  const auto troubled = [&](const FileReport& file) { return isInTrouble(file, named); };
+  if (otherTrouble || std::any_of(files.begin(), files.end(), troubled)) {
     return kTrouble;
   }
-  const auto hasFailure = [](const FileReport& file) {
-    return std::any_of(file.checks.begin(), file.checks.end(), isFailed);
-  };
   return std::any_of(files.begin(), files.end(), hasFailure) ? kCheckFailed : kNothingFailed;
 }
 

@@ -2,11 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstring>
 #include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "ExitCode.h"
+#include "Lists.h"
 #include "Output.h"
 #include "tester/QAVersion.h"
 
@@ -19,24 +21,19 @@ const std::map<std::string, QAPauses> kPauses{{"fixed", QAPauses::fixed},
 const std::map<std::string, QALookup> kLookups{{"defaults", QALookup::defaults},
                                                {"stored", QALookup::stored}};
 
-constexpr const char* kFooter =
-    R"(The result is a table on standard output: a line a check with its state (pass, fail,
-info: measured without judging, not-measured), its figures and, where there is one,
-the reason.
+const std::map<std::string, QAPasses> kPasses{{"each", QAPasses::each}, {"one", QAPasses::one}};
 
-Displays have tearing, timecode (two pictures for each frame of the file), transitions,
-chroma, gamut, mono and phase. The folder of --displays is made when it is missing. The
-pictures of a single file lie in it as DISPLAY-FRAME.png, such as
-Diamond-Display-00042.png; those of several files lie in a folder each: DIR/1-a.mov,
-DIR/2-b.mov and so on. Older ones are replaced.
+constexpr std::size_t kHelpColumns = 80;
+constexpr std::size_t kOptionColumns = 28;
 
-Exit code:
+constexpr const char* kExitCodes =
+    R"(Exit code:
   0    nothing failed
   1    a check failed
-  2    usage error; a file that cannot be read, or of which nothing could be measured;
-       a table, log, report or display that could not be written
-  130  stopped by Ctrl-C (143: by a termination request, 129: by a hang-up); the table
-       and the report hold what there was
+  2    usage error; a file that cannot be read, or with nothing measured;
+       a check that ended in an error, or that --checks names and that could not
+       be measured; an output that could not be written
+  130  stopped by Ctrl-C (143: by a termination request, 129: by a hang-up)
 
 Example:
   qatester --checks valid,frame-rate --json report.json programme.mov)";
@@ -50,24 +47,39 @@ class HelpFormatter : public CLI::Formatter {
 
 std::string knownChecks() {
   std::string names;
-  for (const Check& check : allChecks()) {
-    names += (names.empty() ? "" : ", ") + std::string(check.name);
+  for (const QACheck* check : allChecks()) {
+    names += (names.empty() ? "" : ", ") + std::string(check->name);
   }
   return names;
 }
 
-std::string checkList() {
-  std::size_t width = 0;
-  for (const Check& check : allChecks()) {
-    width = std::max(width, std::strlen(check.name));
+/// Words, each after a comma, in lines that fit the help.
+std::string brokenList(const std::string& title, const std::vector<std::string>& words) {
+  std::string text = title;
+  std::size_t used = title.size();
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string word = words[i] + (i + 1 < words.size() ? "," : "");
+    if (used + 1 + word.size() > kHelpColumns) {
+      text += "\n ";
+      used = 1;
+    }
+    text += " " + word;
+    used += 1 + word.size();
   }
-  std::string text;
-  for (const Check& check : allChecks()) {
-    std::string name = check.name;
-    name.resize(width + 2, ' ');
-    text += name + check.help + "\n";
+  return text + "\n";
+}
+
+std::string footer() {
+  std::vector<std::string> names;
+  std::vector<std::string> withDisplays;
+  for (const QACheck* check : allChecks()) {
+    names.emplace_back(check->name);
+    if (!check->displays.empty()) {
+      withDisplays.emplace_back(check->name);
+    }
   }
-  return text;
+  return brokenList("Checks:", names) + brokenList("With displays:", withDisplays) + "\n" +
+         kExitCodes;
 }
 
 std::string versions() {
@@ -77,11 +89,11 @@ std::string versions() {
          std::to_string(NLOHMANN_JSON_VERSION_PATCH) + "\n" + "CLI11 " + CLI11_VERSION + "\n";
 }
 
-std::vector<const Check*> parseChecks(const std::string& list) {
-  std::vector<const Check*> checks;
+std::vector<const QACheck*> parseChecks(const std::string& list) {
+  std::vector<const QACheck*> checks;
   for (const std::string& piece : CLI::detail::split(list, ',')) {
     const std::string name = CLI::detail::trim_copy(piece);
-    const Check* check = findCheck(name);
+    const QACheck* check = findCheck(name);
     if (check == nullptr) {
       throw std::invalid_argument("--checks: unknown check '" + name +
                                   "'; known are: " + knownChecks());
@@ -90,14 +102,6 @@ std::vector<const Check*> parseChecks(const std::string& list) {
       throw std::invalid_argument("--checks: '" + name + "' is named twice");
     }
     checks.push_back(check);
-  }
-  return checks;
-}
-
-std::vector<const Check*> everyCheck() {
-  std::vector<const Check*> checks;
-  for (const Check& check : allChecks()) {
-    checks.push_back(&check);
   }
   return checks;
 }
@@ -140,40 +144,42 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   std::string checks;
   std::string pauses = "ready";
   std::string lookup = "stored";
+  std::string passes = "one";
   bool listChecks = false;
+  bool listSettings = false;
   bool version = false;
 
   const CLI::Validator named(
       [](const std::string& text) { return text.empty() ? "empty file name" : std::string(); }, "");
 
   CLI::App app{"Automated QA tests of finished media files", "qatester"};
-  app.formatter(std::make_shared<HelpFormatter>());
-  app.footer(kFooter);
+  const auto formatter = std::make_shared<HelpFormatter>();
+  formatter->column_width(kOptionColumns);
+  app.formatter(formatter);
+  app.footer(footer());
   app.set_help_flag("-h,--help", "Print this help");
-  app.add_option("FILE", options.files, "Media files to test")->type_name("");
-  app.add_option("--checks", checks, "Checks to run, comma-separated, in this order (default: all)")
+  app.add_option("FILE", options.files, "Media files to test")->group("");
+  app.add_option("--checks", checks, "Checks, comma-separated, in this order; default all")
       ->type_name("LIST");
-  app.add_option("--settings", options.settings, "Settings file for the checks")
+  app.add_option("--settings", options.settings, "Settings of the checks: key=value a line")
       ->check(named)
       ->type_name("FILE");
+  addChoice(app, "--lookup", lookup, kLookups, "Settings: as stored there (default), or defaults");
   app.add_option("--log", options.log, "Log file to append to")->check(named)->type_name("FILE");
   app.add_option("--json", options.json, "Write a JSON report; - is standard output")
       ->check(named)
       ->type_name("FILE");
-  addChoice(app, "--pauses", pauses, kPauses,
-            "Pauses of fixed length, or until ready to go on (default: ready)");
-  addChoice(app, "--lookup", lookup, kLookups,
-            "Built-in defaults always, or the settings file's values (default: stored)");
-  app.add_flag("--visual", options.visual,
-               "Displays of the checks in windows (default: as the settings say)");
-  app.add_option("--displays", options.displays,
-                 "Displays of the checks as picture files in this folder")
+  app.add_option("--displays", options.displays, "Displays as picture files in this folder")
       ->check(named)
       ->type_name("DIR");
-  app.add_flag("--list-checks", listChecks, "Print the names of the checks");
-  app.add_flag("--version", version, "Print the version, also of the libraries");
+  app.add_flag("--visual", options.visual, "Displays in windows; default as the settings say");
+  addChoice(app, "--passes", passes, kPasses, "Read a file once (default), or for each check");
+  addChoice(app, "--pauses", pauses, kPauses, "Pauses of fixed length, or until ready (default)");
   app.add_flag("-q,--quiet", options.quiet, "No table and no progress");
   app.add_flag("-v,--verbose", options.verbose, "Log lines on standard error as they come");
+  app.add_flag("--list-checks", listChecks, "Print the checks");
+  app.add_flag("--list-settings", listSettings, "Print all settings, as a settings file");
+  app.add_flag("--version", version, "Print the version, also of the libraries");
 
   try {
     app.parse(reversedArguments(argc, argv));
@@ -188,8 +194,16 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   if (listChecks) {
     return Reply{0, checkList(), ""};
   }
+  if (listSettings) {
+    return Reply{0, settingsList(), ""};
+  }
   try {
-    options.checks = app.count("--checks") > 0 ? parseChecks(checks) : everyCheck();
+    options.checksNamed = app.count("--checks") > 0;
+    if (options.checksNamed) {
+      options.checks = parseChecks(checks);
+    } else {
+      options.checks.assign(allChecks().begin(), allChecks().end());
+    }
   } catch (const std::invalid_argument& error) {
     return usageError(error.what());
   }
@@ -201,6 +215,7 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   }
   options.pauses = kPauses.at(pauses);
   options.lookup = kLookups.at(lookup);
+  options.passes = kPasses.at(passes);
   if (options.json == "/dev/stdout") {
     options.json = "-";
   }

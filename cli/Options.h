@@ -4,20 +4,24 @@
 #include <variant>
 #include <vector>
 
-#include "Checks.h"
 #include "foundation/QAPauses.h"
 #include "foundation/Settings.h"
+#include "tester/QACheck.h"
+#include "tester/QATesterOptions.h"
 
 namespace cli {
 
 /// What a run is to do.
 struct Options {
-  std::vector<const Check*> checks;
+  std::vector<const QACheck*> checks;
+  /// They were asked for by name.
+  bool checksNamed = false;
   std::string settings;
   std::string log;
   std::string json;
   QAPauses pauses = QAPauses::untilReady;
   QALookup lookup = QALookup::stored;
+  QAPasses passes = QAPasses::one;
   /// Displays in on-screen windows, whatever the settings say.
   bool visual = false;
   /// Where displays go as picture files; empty: they do not.

@@ -47,6 +47,9 @@ Preflight inspect(const std::string& path, bool mayBeEmpty) {
 }  // namespace
 
 Preflight inspectMedia(const std::string& path) {
+  if (path == "-") {
+    return {"standard input cannot be tested, only files", true};
+  }
   return inspect(path, false);
 }
 

@@ -23,16 +23,11 @@ ProgressBar::~ProgressBar() {
   clear();
 }
 
-void ProgressBar::begin(const std::string& label) {
-  label_ = label;
-  update(0);
-}
-
-void ProgressBar::update(int percent) {
+void ProgressBar::update(const std::string& label, int percent) {
   const auto now = std::chrono::steady_clock::now();
   if (on_ && now >= nextDraw_) {
     nextDraw_ = now + kBetweenDraws;
-    draw(percent);
+    draw(label, percent);
   }
 }
 
@@ -43,15 +38,20 @@ void ProgressBar::clear() {
   }
 }
 
-void ProgressBar::draw(int percent) {
+void ProgressBar::switchOff() {
+  clear();
+  on_ = false;
+}
+
+void ProgressBar::draw(const std::string& label, int percent) {
   char figure[32];
   std::snprintf(figure, sizeof figure, "%3d %%", percent);
   std::string line = kStartOfEmptyLine;
   line += kMargin;
-  line += label_;
+  line += label;
   line += kMargin;
   // The last column stays free: a line that fills it may wrap.
-  const int taken = static_cast<int>(label_.size()) + kTextAround;
+  const int taken = static_cast<int>(label.size()) + kTextAround;
   const int width = std::min(output_.columns() - 1 - taken, kLongestBar);
   if (width >= kShortestBar) {
     const int filled = std::clamp(percent, 0, 100) * width / 100;

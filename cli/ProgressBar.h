@@ -7,7 +7,7 @@
 
 namespace cli {
 
-/// One line at the foot of a terminal that shows how far a check is, redrawn in place a few times a
+/// One line at the foot of a terminal that shows how far a run is, redrawn in place a few times a
 /// second at most. Draws nothing when it is off or the output is no terminal.
 class ProgressBar {
  public:
@@ -17,20 +17,20 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
-  /// A check begins, at 0 %.
-  void begin(const std::string& label);
-  void update(int percent);
+  void update(const std::string& label, int percent);
 
   /// Wipes the line, so that others can write. The next update draws it again.
   void clear();
 
+  /// Wipes the line for good.
+  void switchOff();
+
  private:
-  void draw(int percent);
+  void draw(const std::string& label, int percent);
 
   Output& output_;
   bool on_;
   bool drawn_ = false;
-  std::string label_;
   std::chrono::steady_clock::time_point nextDraw_{};
 };
 

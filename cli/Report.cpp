@@ -7,11 +7,17 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
+#include <optional>
+#include <sstream>
 #include <system_error>
 #include <utility>
+#include <variant>
 
 #include "Output.h"
+#include "tester/QACheck.h"
+#include "tester/QAVersion.h"
 
 namespace cli {
 
@@ -31,29 +37,136 @@ int checked(int result) {
   return result;
 }
 
-Json checkJson(const CheckReport& report) {
-  Json json{{"name", report.check->name}, {"state", stateText(report.findings.state)}};
-  if (!report.findings.reason.empty()) {
-    json["reason"] = report.findings.reason;
+Json valuesJson(const QAValues& values);
+
+struct ValueToJson {
+  Json operator()(std::monostate) const { return nullptr; }
+  Json operator()(double number) const { return numberJson(number); }
+  Json operator()(const std::vector<double>& numbers) const {
+    Json list = Json::array();
+    for (const double number : numbers) {
+      list.push_back(numberJson(number));
+    }
+    return list;
   }
-  json["result"] = report.findings.result;
-  json["messages"] = report.messages;
-  json["failures"] = report.failures;
-  json["progress"] = report.progress;
-  json["seconds"] = std::round(report.seconds * 1000.0) / 1000.0;
+  Json operator()(const std::vector<QAValues>& records) const {
+    Json list = Json::array();
+    for (const QAValues& record : records) {
+      list.push_back(valuesJson(record));
+    }
+    return list;
+  }
+  /// A flag, a whole number, a text.
+  template <typename Value>
+  Json operator()(const Value& value) const {
+    return value;
+  }
+};
+
+Json valuesJson(const QAValues& values) {
+  Json json = Json::object();
+  for (const QAValue& value : values) {
+    json[value.key] = std::visit(ValueToJson(), value.value);
+  }
+  return json;
+}
+
+Json limitsJson(const QALimits& limits) {
+  Json json{{"of", limits.of}};
+  if (!std::isinf(limits.min)) {
+    json["min"] = numberJson(limits.min);
+  }
+  if (!std::isinf(limits.max)) {
+    json["max"] = numberJson(limits.max);
+  }
+  json["unit"] = limits.unit;
+  return json;
+}
+
+void addText(Json& json, const char* key, const std::string& text) {
+  if (!text.empty()) {
+    json[key] = text;
+  }
+}
+
+template <typename Number>
+void addNumber(Json& json, const char* key, const std::optional<Number>& number) {
+  if (number) {
+    json[key] = ValueToJson()(*number);
+  }
+}
+
+Json eventJson(const QAEvent& event) {
+  Json json = Json::object();
+  addNumber(json, "startSeconds", event.startSeconds);
+  addNumber(json, "endSeconds", event.endSeconds);
+  addNumber(json, "startFrame", event.startFrame);
+  addNumber(json, "endFrame", event.endFrame);
+  addText(json, "startTimecode", event.startTimecode);
+  addText(json, "endTimecode", event.endTimecode);
+  addNumber(json, "worstSeconds", event.worstSeconds);
+  addNumber(json, "worstFrame", event.worstFrame);
+  addNumber(json, "value", event.value);
+  addNumber(json, "limit", event.limit);
+  addText(json, "unit", event.unit);
+  addText(json, "what", event.what);
+  json["breaks"] = event.breaks;
+  addNumber(json, "stream", event.stream);
+  addNumber(json, "channel", event.channel);
+  return json;
+}
+
+template <typename Item>
+Json listJson(const std::vector<Item>& items, Json (*toJson)(const Item&)) {
+  Json list = Json::array();
+  for (const Item& item : items) {
+    list.push_back(toJson(item));
+  }
+  return list;
+}
+
+Json checkJson(const QACheckOutcome& outcome) {
+  Json json{{"name", outcome.name}};
+  if (const QACheck* check = findCheck(outcome.name)) {
+    json["family"] = getFamilyText(check->family);
+  }
+  json["state"] = getStateText(outcome.state);
+  addText(json, "reason", outcome.reason);
+  json["result"] = outcome.values.empty() ? Json(nullptr) : valuesJson(outcome.values);
+  json["limits"] = listJson(outcome.limits, limitsJson);
+  json["events"] = listJson(outcome.events, eventJson);
+  json["eventCount"] = outcome.events.size();
+  json["messages"] = outcome.messages;
+  json["failures"] = outcome.failures;
+  json["progress"] = outcome.progress;
+  json["seconds"] = std::round(outcome.seconds * 1000.0) / 1000.0;
   return json;
 }
 
 Json fileJson(const FileReport& report) {
   Json json{{"file", report.file}};
-  if (!report.error.empty()) {
-    json["error"] = report.error;
-  }
-  json["checks"] = Json::array();
-  for (const CheckReport& check : report.checks) {
-    json["checks"].push_back(checkJson(check));
+  addText(json, "error", report.error);
+  json["checks"] = listJson(report.checks, checkJson);
+  return json;
+}
+
+/// Versions by the names of what they belong to.
+Json generatorJson() {
+  Json json{{"qatester", getQATesterVersion()}};
+  std::istringstream lines(getQATesterLibraryVersions());
+  for (std::string name, version; lines >> name && std::getline(lines >> std::ws, version);) {
+    json[name] = version;
   }
   return json;
+}
+
+std::string timeNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  char text[sizeof "2000-01-01T00:00:00Z"];
+  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return std::string(text, size);
 }
 
 }  // namespace
@@ -69,11 +182,8 @@ Json numberJson(double value) {
 }
 
 Json reportJson(const std::vector<FileReport>& files) {
-  Json list = Json::array();
-  for (const FileReport& file : files) {
-    list.push_back(fileJson(file));
-  }
-  return {{"files", list}};
+  return {
+      {"files", listJson(files, fileJson)}, {"generator", generatorJson()}, {"created", timeNow()}};
 }
 
 std::string reportText(const std::vector<FileReport>& files) {

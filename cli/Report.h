@@ -1,28 +1,22 @@
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "Checks.h"
+#include "tester/QACheckOutcome.h"
 
 namespace cli {
 
-/// One check on one file, as reported.
-struct CheckReport {
-  const Check* check = nullptr;
-  Findings findings;
-  std::vector<std::string> messages;
-  int failures = 0;
-  /// Percents sent to the check's own slot.
-  std::vector<int> progress;
-  double seconds = 0.0;
-};
+/// Keeps its keys in the order in which they are written.
+using Json = nlohmann::ordered_json;
 
 struct FileReport {
   std::string file;
   /// Why the file cannot be read; empty when it can.
   std::string error;
-  std::vector<CheckReport> checks;
+  /// In the order in which the checks were asked for.
+  std::vector<QACheckOutcome> checks;
 };
 
 /// A number that reads back to the same value, or "nan", "inf", "-inf".

@@ -3,24 +3,25 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <new>
 #include <set>
-#include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "ExitCode.h"
 #include "Interrupt.h"
-#include "Listener.h"
 #include "OutOfMemory.h"
 #include "Output.h"
 #include "Preflight.h"
 #include "ProgressBar.h"
 #include "Report.h"
+#include "SettingsReview.h"
 #include "Table.h"
 #include "foundation/Logger.h"
 #include "foundation/Settings.h"
@@ -30,18 +31,35 @@ namespace cli {
 
 namespace {
 
-constexpr std::size_t kTimeStampLength = sizeof "[00:00:00] " - 1;
-constexpr const char* kSettingsTrouble = "settings: ";
-constexpr const char* kLogTrouble = "Error: Unable to ";
-constexpr const char* kDisplayTrouble = "displays: ";
-constexpr const char* kVisualisationsOn = "Visualizations:\ton";
+/// Of a file that is no settings file every line may be wrong.
+constexpr std::size_t kMostRemarks = 20;
 
 std::string errorText(int error) {
   return std::generic_category().message(error);
 }
 
-bool startsWith(const std::string& text, const char* beginning) {
-  return text.rfind(beginning, 0) == 0;
+std::string errorText(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::bad_alloc&) {
+    return "out of memory";
+  } catch (const std::exception& known) {
+    return known.what();
+  } catch (...) {
+    return "unknown error";
+  }
+}
+
+/// The checks that the table shows: no line is worth reading that says nothing of the file, unless
+/// somebody asked for it.
+std::vector<const QACheck*> shownChecks(const Options& options) {
+  std::vector<const QACheck*> shown;
+  for (const QACheck* check : options.checks) {
+    if (check->saysSomething || options.checksNamed) {
+      shown.push_back(check);
+    }
+  }
+  return shown;
 }
 
 class Run {
@@ -51,7 +69,7 @@ class Run {
         out_(STDOUT_FILENO),
         err_(STDERR_FILENO),
         bar_(err_, !options.quiet),
-        table_(tableOutput(), options.checks) {}
+        table_(tableOutput(), shownChecks(options)) {}
 
   int execute() {
     if (!prepare()) {
@@ -62,6 +80,10 @@ class Run {
         break;
       }
       testFile(file);
+    }
+    if (files_.size() > 1 && interrupt_.signal() == 0) {
+      bar_.clear();
+      table_.addSummary(files_, options_.checksNamed);
     }
     return finish();
   }
@@ -81,8 +103,12 @@ class Run {
 
   /// Before any work: whatever would spoil its outcome.
   bool prepare() {
-    return settingsAreReadable() && outputsAreNoInputs() && openReport() && displaysHaveAFolder() &&
-           logIsAppendable();
+    if (!settingsAreReadable() || !outputsAreNoInputs() || !openReport() ||
+        !displaysHaveAFolder() || !logIsAppendable()) {
+      return false;
+    }
+    reviewTheSettings();
+    return true;
   }
 
   bool settingsAreReadable() {
@@ -94,6 +120,25 @@ class Run {
       complain("cannot read the settings " + options_.settings + ": " + problem);
     }
     return problem.empty();
+  }
+
+  /// Says what the settings do not do. The run goes on.
+  void reviewTheSettings() {
+    if (options_.settings.empty()) {
+      return;
+    }
+    if (options_.lookup == QALookup::defaults) {
+      complain(options_.settings + ": its values are not used: --lookup defaults");
+      return;
+    }
+    std::ifstream file(options_.settings);
+    std::vector<SettingsRemark> remarks = reviewSettings(file, kMostRemarks + 1);
+    for (std::size_t i = 0; i < std::min(remarks.size(), kMostRemarks); ++i) {
+      complain(options_.settings + ":" + std::to_string(remarks[i].line) + ": " + remarks[i].text);
+    }
+    if (remarks.size() > kMostRemarks) {
+      complain(options_.settings + ": more lines are like these");
+    }
   }
 
   /// Appending a log to a programme, or replacing one by a report, is never what was meant.
@@ -143,7 +188,7 @@ class Run {
   }
 
   void complainOfReport(const std::string& reason) {
-    outputFailed_ = true;
+    trouble_ = true;
     complain("cannot write the report " + options_.json + ": " + reason);
   }
 
@@ -154,22 +199,48 @@ class Run {
     if (!preflight.problem.empty()) {
       markUnreadable(file, preflight.problem);
     }
-    bar_.clear();
     table_.beginFile(name);
     if (preflight.mayBlock) {
       addUnmeasured(file, preflight.problem);
-      return;
+    } else {
+      // Also a file that cannot be opened: the library has words for the log, and the records of
+      // checks that could not run.
+      runChecks(file);
+    }
+    if (!file.error.empty()) {
+      for (QACheckOutcome& outcome : file.checks) {
+        outcome.state = QAState::notMeasured;
+        outcome.reason = file.error;
+      }
+    }
+    bar_.clear();
+    table_.endFile();
+  }
+
+  void runChecks(FileReport& file) {
+    std::vector<std::string> names;
+    for (const QACheck* check : options_.checks) {
+      names.emplace_back(check->name);
+    }
+    QATesterOptions options = testerOptions();
+    options.outcome = [&](const QACheckOutcome& outcome) { show(file, outcome); };
+    if (file.error.empty()) {
+      bar_.update(progressLabel(names.front()), 0);
     }
     try {
-      Listener listener([this](int percent) { bar_.update(percent); });
-      QATester tester(name.c_str(), &listener, options_.settings.c_str(), options_.log.c_str(),
-                      testerOptions());
-      for (const Check* check : options_.checks) {
-        addReport(file, runCheck(*check, tester, listener, file));
+      QATester tester(file.file.c_str(), nullptr, options_.settings.c_str(), options_.log.c_str(),
+                      options);
+      file.checks = tester.runChecks(names);
+    } catch (const std::exception&) {
+      const std::string reason = errorText(std::current_exception());
+      trouble_ = true;
+      complain(file.file + ": " + reason);
+      addUnmeasured(file, reason);
+    }
+    for (const QACheckOutcome& outcome : file.checks) {
+      if (outcome.error != nullptr) {
+        complain(file.file + ": " + outcome.name + ": " + errorText(outcome.error));
       }
-    } catch (const std::exception& error) {
-      complain(name + ": " + error.what());
-      addUnmeasured(file, error.what());
     }
   }
 
@@ -180,72 +251,43 @@ class Run {
     }
   }
 
-  void addReport(FileReport& file, CheckReport report) {
-    bar_.clear();
-    table_.addCheck(report);
-    file.checks.push_back(std::move(report));
+  void show(FileReport& file, const QACheckOutcome& outcome) {
+    if (outcome.reasonIsOfFile && !outcome.opened) {
+      markUnreadable(file, outcome.reason);
+    }
+    if (file.error.empty()) {
+      bar_.clear();
+      table_.addOutcome(outcome);
+      if (tableOutput() != nullptr && tableOutput()->error() == EPIPE) {
+        bar_.switchOff();
+      }
+    }
   }
 
-  /// The checks that the file has no report of yet could not be run.
+  /// None of the checks could be run.
   void addUnmeasured(FileReport& file, const std::string& reason) {
-    for (std::size_t i = file.checks.size(); i < options_.checks.size(); ++i) {
-      CheckReport report;
-      report.check = options_.checks[i];
-      report.findings = unmeasured(*report.check, reason);
-      addReport(file, std::move(report));
+    for (const QACheck* check : options_.checks) {
+      QACheckOutcome& outcome = file.checks.emplace_back();
+      outcome.name = check->name;
+      outcome.tag = check->tag;
+      outcome.reason = reason;
+      show(file, outcome);
     }
   }
 
-  static Findings unmeasured(const Check& check, const std::string& reason) {
-    return {State::notMeasured, check.zeroResult(), "", reason};
-  }
-
-  /// A check that the machine, not the file, kept from its end.
-  Findings lost(const Check& check, const FileReport& file, const std::string& reason) {
-    checkLost_ = true;
-    complain(file.file + ": " + check.name + ": " + reason);
-    return unmeasured(check, reason);
-  }
-
-  CheckReport runCheck(const Check& check, QATester& tester, Listener& listener, FileReport& file) {
-    CheckReport report;
-    report.check = &check;
-    if (interrupt_.signal() != 0) {
-      report.findings = unmeasured(check, "stopped before the check began");
-      return report;
-    }
-    listener.listenFor(report);
-    outcome_ = {};
-    bar_.begin(progressLabel(check));
-    const auto begin = std::chrono::steady_clock::now();
-    try {
-      report.findings = check.run(tester, outcome_);
-    } catch (const std::bad_alloc&) {
-      report.findings = lost(check, file, "out of memory");
-    } catch (const std::exception& error) {
-      report.findings = lost(check, file, error.what());
-    }
-    report.seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    const bool triedToOpen = !outcome_.check.empty();
-    if (triedToOpen && !outcome_.opened) {
-      markUnreadable(file, outcome_.reason);
-    }
-    return report;
-  }
-
-  std::string progressLabel(const Check& check) const {
+  std::string progressLabel(const std::string& check) const {
     if (options_.files.size() == 1) {
-      return check.name;
+      return check;
     }
     return std::to_string(files_.size()) + "/" + std::to_string(options_.files.size()) + "  " +
-           check.name;
+           check;
   }
 
   QATesterOptions testerOptions() {
     QATesterOptions options;
     options.pauses = options_.pauses;
     options.lookup = options_.lookup;
+    options.passes = options_.passes;
     if (!options_.displays.empty()) {
       options.displays = QADisplays::pictures;
       options.displayFolder = displayFolder();
@@ -257,8 +299,11 @@ class Run {
     }
     options.colourThreads = QAColourThreads::none;
     options.stop = interrupt_.token();
-    options.console = [this](const std::string& line) { takeConsoleLine(line); };
-    options.outcome = [this](const QACheckOutcome& outcome) { outcome_ = outcome; };
+    options.console = [this](const std::string& line) { takeLogLine(line); };
+    options.progress = [this](const QAProgress& progress) {
+      bar_.update(progressLabel(progress.check), progress.wholePercent);
+    };
+    options.trouble = [this](const QATrouble& trouble) { takeTrouble(trouble); };
     return options;
   }
 
@@ -280,23 +325,33 @@ class Run {
         .string();
   }
 
-  /// Standard output is the table's: a log line goes to standard error when asked for, or when it
-  /// tells of trouble that nobody else tells of.
-  void takeConsoleLine(const std::string& line) {
-    std::string message = line.substr(std::min(kTimeStampLength, line.size()));
-    const bool outputTrouble =
-        startsWith(message, kLogTrouble) || startsWith(message, kDisplayTrouble);
-    outputFailed_ = outputFailed_ || outputTrouble;
+  /// Standard output is the table's: log lines go to standard error, when they are asked for.
+  void takeLogLine(const std::string& line) {
     if (options_.verbose) {
       bar_.clear();
       err_.write(printable(line, "\t\n"));
-    } else if (outputTrouble || startsWith(message, kSettingsTrouble)) {
-      message.pop_back();
-      complainOnce(message);
     }
-    if (startsWith(message, kVisualisationsOn) && options_.displays.empty() &&
-        !QATester::canShowWindows()) {
-      complainOnce("no window system is available: displays are skipped");
+  }
+
+  void takeTrouble(const QATrouble& trouble) {
+    switch (trouble.kind) {
+      case QATrouble::Kind::settings: {
+        // The review has named the lines that are wrong.
+        const std::string problem = whyNotReadable(options_.settings);
+        if (!problem.empty()) {
+          trouble_ = true;
+          complainOnce("cannot read the settings " + options_.settings + ": " + problem);
+        }
+        break;
+      }
+      case QATrouble::Kind::noWindows:
+        complainOnce(trouble.text);
+        break;
+      default:
+        trouble_ = true;
+        if (!options_.verbose) {  // it is among the log lines
+          complainOnce(trouble.text);
+        }
     }
   }
 
@@ -312,14 +367,19 @@ class Run {
       complain(stoppedText());
     }
     writeReport();
-    if (out_.error() != 0) {
-      outputFailed_ = true;
+    const bool reportLost = options_.json == "-" && out_.error() != 0;
+    if (reportLost || isLost(out_)) {
+      trouble_ = true;
       complain("cannot write to standard output: " + errorText(out_.error()));
     }
     // Nobody is left to tell this to.
-    const bool tableLost = tableOutput() == &err_ && err_.error() != 0;
-    outputFailed_ = outputFailed_ || tableLost;
-    return exitCode(files_, outputFailed_ || checkLost_, interrupt_.signal());
+    trouble_ = trouble_ || (tableOutput() == &err_ && isLost(err_));
+    return exitCode(files_, options_.checksNamed, trouble_, interrupt_.signal());
+  }
+
+  /// A reader of the table that goes away has seen enough.
+  static bool isLost(const Output& output) {
+    return output.error() != 0 && output.error() != EPIPE;
   }
 
   std::string stoppedText() const {
@@ -349,11 +409,10 @@ class Run {
   Table table_;
   std::unique_ptr<ReportFile> report_;
   std::vector<FileReport> files_;
-  QACheckOutcome outcome_;
   /// Troubles already told: every file's tester meets them anew.
   std::set<std::string> told_;
-  bool outputFailed_ = false;
-  bool checkLost_ = false;
+  /// Something other than a file.
+  bool trouble_ = false;
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -24,9 +25,14 @@ void occupyStandardStreams() {
   }
 }
 
+/// A reader that has seen enough is no trouble.
+bool isWritten(int error) {
+  return error == 0 || error == EPIPE;
+}
+
 int answer(const cli::Reply& reply) {
-  const bool written =
-      cli::writeAll(STDERR_FILENO, reply.err) == 0 && cli::writeAll(STDOUT_FILENO, reply.out) == 0;
+  const bool written = isWritten(cli::writeAll(STDERR_FILENO, reply.err)) &&
+                       isWritten(cli::writeAll(STDOUT_FILENO, reply.out));
   return written ? reply.exitCode : cli::kTrouble;
 }
 

@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <sstream>
 
+#include "tester/QACheck.h"
+#include "tester/QATester.h"
+
 namespace qatest {
 
 namespace {
@@ -30,6 +33,24 @@ std::vector<double> filtered(const std::vector<double>& x, double b0, double b1,
 }
 
 }  // namespace
+
+std::vector<std::string> checkNames() {
+  std::vector<std::string> names;
+  for (const QACheck* check : allChecks()) {
+    names.emplace_back(check->name);
+  }
+  return names;
+}
+
+std::string checksBut(const std::vector<std::string>& others) {
+  std::string list;
+  for (const std::string& name : checkNames()) {
+    if (std::find(others.begin(), others.end(), name) == others.end()) {
+      list += (list.empty() ? "" : ",") + name;
+    }
+  }
+  return list;
+}
 
 Command client(const Arguments& arguments) {
   return {QATESTER_CLIENT, arguments};
@@ -62,6 +83,22 @@ nlohmann::json onlyCheck(const nlohmann::json& report) {
   return checks.size() == 1 ? checks.at(0) : nlohmann::json();
 }
 
+QACheckOutcome runToFirstPercent(const std::string& check, const std::string& clip,
+                                 const std::string& settings, std::stop_source& stop) {
+  QATesterOptions options;
+  options.pauses = QAPauses::untilReady;
+  options.lookup = QALookup::stored;
+  options.displays = QADisplays::nowhere;
+  options.stop = stop.get_token();
+  options.progress = [&](const QAProgress& progress) {
+    if (progress.percent > 0) {
+      stop.request_stop();
+    }
+  };
+  QATester tester(clip.c_str(), nullptr, settings.c_str(), nullptr, options);
+  return tester.runChecks({check}).at(0);
+}
+
 std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
@@ -69,6 +106,32 @@ std::vector<std::string> linesOf(const std::string& text) {
     lines.push_back(line);
   }
   return lines;
+}
+
+std::map<std::string, std::string> tableByCheck(const std::string& table) {
+  const std::string unmeasured = "  not-measured  ";
+  std::vector<std::string> rows;
+  for (const std::string& line : linesOf(table)) {
+    if (line.rfind(std::string(unmeasured.size(), ' '), 0) == 0) {
+      rows.back() += " " + line.substr(unmeasured.size());
+    } else if (line.rfind("  ", 0) == 0) {
+      rows.push_back(line);
+    }
+  }
+  std::map<std::string, std::string> result;
+  for (const std::string& row : rows) {
+    if (row.rfind(unmeasured, 0) == 0) {
+      const std::size_t colon = row.find(": ");
+      std::istringstream names(row.substr(unmeasured.size(), colon - unmeasured.size()));
+      for (std::string name; std::getline(names >> std::ws, name, ',');) {
+        result[name] = "not-measured  " + row.substr(colon + 2);
+      }
+    } else {
+      const std::size_t end = row.find(' ', 2);
+      result[row.substr(2, end - 2)] = row.substr(row.find_first_not_of(' ', end));
+    }
+  }
+  return result;
 }
 
 std::vector<std::string> filesIn(const TempDir& dir) {

@@ -1,20 +1,25 @@
 #pragma once
 
+#include <map>
 #include <nlohmann/json.hpp>
+#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "support/Clips.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
+#include "tester/QACheckOutcome.h"
 
 namespace qatest {
 
 using Arguments = std::vector<std::string>;
 
-/// Of the client: a table has a line for each, below the one with the file's name.
-constexpr std::size_t kChecks = 14;
-constexpr std::size_t kTableLines = kChecks + 1;
+/// The names of all checks, in their order.
+std::vector<std::string> checkNames();
+
+/// The same but `others`, as the command line takes them.
+std::string checksBut(const std::vector<std::string>& others);
 
 /// The client with `arguments`.
 Command client(const Arguments& arguments);
@@ -32,7 +37,15 @@ nlohmann::json reportOf(const Arguments& arguments);
 nlohmann::json onlyFile(const nlohmann::json& report);
 nlohmann::json onlyCheck(const nlohmann::json& report);
 
+/// Runs a check of the library as the client does, and asks `stop` for a stop when its first
+/// percent comes.
+QACheckOutcome runToFirstPercent(const std::string& check, const std::string& clip,
+                                 const std::string& settings, std::stop_source& stop);
+
 std::vector<std::string> linesOf(const std::string& text);
+
+/// What a table says of each check of its only file, as "STATE  TEXT", by the check's name.
+std::map<std::string, std::string> tableByCheck(const std::string& table);
 
 /// Names of what lies in a folder, sorted.
 std::vector<std::string> filesIn(const TempDir& dir);

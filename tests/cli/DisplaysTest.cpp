@@ -206,7 +206,7 @@ TEST_F(Displays, InWindowsAreSkippedWithOneLineWhereThereAreNone) {
 TEST_F(Displays, ThatTheSettingsAskForAreSkippedWithTheSameLine) {
   writeFile(settings_, readFile(settings_) + "QATesterVisual=1\n");
   EXPECT_EQ(runBlind(with({clip_})).err, kSkipped);
-  EXPECT_EQ(runBlind(with({"--lookup", "defaults", clip_})).err, "");
+  EXPECT_EQ(runBlind(with({"--lookup", "defaults", clip_})).err.find("window"), std::string::npos);
   EXPECT_EQ(runBlind(with({"--displays", shots_, clip_})).err, "");
   EXPECT_EQ(sortedNames(shots_), names_);
 }

@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 
 #include "ExitCode.h"
-#include "Figures.h"
-#include "Listener.h"
+#include "Lists.h"
 #include "Output.h"
 #include "Report.h"
 #include "Table.h"
@@ -14,7 +13,7 @@
 namespace cli {
 namespace {
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 TEST(NumberJson, ReadsBackToTheSameFloat) {
   for (const float value :
@@ -33,27 +32,111 @@ TEST(NumberJson, ReadsBackToTheSameDouble) {
 }
 
 TEST(NumberJson, ThatIsNotFiniteIsAText) {
-  EXPECT_EQ(numberJson(std::nanf("")), "nan");
+  EXPECT_EQ(numberJson(std::nan("")), "nan");
   EXPECT_EQ(numberJson(kInfinity), "inf");
   EXPECT_EQ(numberJson(-kInfinity), "-inf");
 }
 
-const Check& measuring() {
-  return *findCheck("frame-rate");
+QACheckOutcome outcomeOf(QAState state, const char* name = "frame-rate") {
+  QACheckOutcome outcome;
+  outcome.name = name;
+  outcome.state = state;
+  return outcome;
 }
 
-CheckReport reportOf(State state, const Check& check = measuring()) {
-  CheckReport report;
-  report.check = &check;
-  report.findings.state = state;
-  return report;
+/// The text of a report's only check.
+std::string checkText(const QACheckOutcome& outcome) {
+  FileReport file;
+  file.checks = {outcome};
+  return reportJson({file}).at("files").at(0).at("checks").at(0).dump();
 }
 
-FileReport fileWith(const std::vector<State>& states, const std::string& error = "") {
+TEST(CheckJson, KeepsTheOrderOfItsKeys) {
+  EXPECT_EQ(checkText(outcomeOf(QAState::pass)),
+            R"({"name":"frame-rate","family":"classic","state":"pass","result":null,"limits":[],)"
+            R"("events":[],"eventCount":0,"messages":[],"failures":0,"progress":[],)"
+            R"("seconds":0.0})");
+}
+
+TEST(CheckJson, HoldsWhatTheListenerHeardAndTheReason) {
+  QACheckOutcome outcome = outcomeOf(QAState::warn);
+  outcome.reason = "some frames were left out";
+  outcome.messages = {"one", "two"};
+  outcome.failures = 3;
+  outcome.progress = {1, 50};
+  outcome.seconds = 0.12345;
+  EXPECT_EQ(checkText(outcome),
+            R"({"name":"frame-rate","family":"classic","state":"warn",)"
+            R"("reason":"some frames were left out","result":null,"limits":[],"events":[],)"
+            R"("eventCount":0,"messages":["one","two"],"failures":3,"progress":[1,50],)"
+            R"("seconds":0.123})");
+}
+
+TEST(CheckJson, HoldsValuesOfAllKindsInTheirOrder) {
+  QACheckOutcome outcome = outcomeOf(QAState::info);
+  outcome.values = {
+      {"z", std::monostate(), ""},
+      {"flag", true, ""},
+      {"count", int64_t{-9007199254740993}, ""},
+      {"rate", 26.0, "fps"},
+      {"silence", -kInfinity, "dB"},
+      {"text", std::string("a\"b"), ""},
+      {"numbers", std::vector<double>{1.5, kInfinity}, "s"},
+      {"none", std::vector<QAValues>{}, ""},
+      {"records",
+       std::vector<QAValues>{
+           {{"b", 1.0, ""}, {"a", std::vector<QAValues>{{{"deep", false, ""}}}, ""}}, {}},
+       ""}};
+  const Json check = Json::parse(checkText(outcome));
+  EXPECT_EQ(check.at("result").dump(),
+            R"({"z":null,"flag":true,"count":-9007199254740993,"rate":26.0,"silence":"-inf",)"
+            R"("text":"a\"b","numbers":[1.5,"inf"],"none":[],)"
+            R"("records":[{"b":1.0,"a":[{"deep":false}]},{}]})");
+}
+
+TEST(CheckJson, LeavesOutLimitsWithoutEnd) {
+  QACheckOutcome outcome = outcomeOf(QAState::pass);
+  outcome.limits = {{"RGB", 0.0, 255.0, ""},
+                    {"level", -kInfinity, -1.0, "dB"},
+                    {"share", -kInfinity, kInfinity, ""}};
+  EXPECT_EQ(Json::parse(checkText(outcome)).at("limits").dump(),
+            R"([{"of":"RGB","min":0.0,"max":255.0,"unit":""},)"
+            R"({"of":"level","max":-1.0,"unit":"dB"},{"of":"share","unit":""}])");
+}
+
+TEST(CheckJson, HoldsOfAnEventWhatApplies) {
+  QACheckOutcome outcome = outcomeOf(QAState::fail);
+  QAEvent whole;
+  whole.startSeconds = 1.5;
+  whole.endSeconds = 2.0;
+  whole.startFrame = 0;
+  whole.endFrame = 50;
+  whole.startTimecode = "10:00:00:00";
+  whole.endTimecode = "10:00:00:12";
+  whole.worstSeconds = 1.75;
+  whole.worstFrame = 40;
+  whole.value = -kInfinity;
+  whole.limit = -1.0;
+  whole.unit = "dB";
+  whole.what = "clipping";
+  whole.breaks = false;
+  whole.stream = 0;
+  whole.channel = 1;
+  outcome.events = {whole, QAEvent()};
+  const Json check = Json::parse(checkText(outcome));
+  EXPECT_EQ(check.at("events").dump(),
+            R"([{"startSeconds":1.5,"endSeconds":2.0,"startFrame":0,"endFrame":50,)"
+            R"("startTimecode":"10:00:00:00","endTimecode":"10:00:00:12","worstSeconds":1.75,)"
+            R"("worstFrame":40,"value":"-inf","limit":-1.0,"unit":"dB","what":"clipping",)"
+            R"("breaks":false,"stream":0,"channel":1},{"breaks":true}])");
+  EXPECT_EQ(check.at("eventCount"), 2);
+}
+
+FileReport fileWith(const std::vector<QAState>& states, const std::string& error = "") {
   FileReport file;
   file.error = error;
-  for (const State state : states) {
-    file.checks.push_back(reportOf(state));
+  for (const QAState state : states) {
+    file.checks.push_back(outcomeOf(state));
   }
   return file;
 }
@@ -61,410 +144,158 @@ FileReport fileWith(const std::vector<State>& states, const std::string& error =
 struct ExitCase {
   const char* why;
   std::vector<FileReport> files;
-  bool outputFailed;
+  bool named;
+  bool otherTrouble;
   int signal;
   int code;
 };
 
 TEST(ExitCode, FollowsTheWorstThatHappened) {
+  constexpr QAState kPass = QAState::pass;
+  constexpr QAState kFail = QAState::fail;
+  constexpr QAState kInfo = QAState::info;
+  constexpr QAState kNone = QAState::notMeasured;
   const ExitCase cases[] = {
-      {"all passed", {fileWith({State::pass, State::info})}, false, 0, 0},
-      {"one failed", {fileWith({State::pass}), fileWith({State::fail})}, false, 0, 1},
-      {"some not measured", {fileWith({State::pass, State::notMeasured})}, false, 0, 0},
-      {"measured without judging", {fileWith({State::info, State::notMeasured})}, false, 0, 0},
-      {"nothing measured", {fileWith({State::pass}), fileWith({State::notMeasured})}, false, 0, 2},
-      {"unreadable", {fileWith({State::fail}, "is empty")}, false, 0, 2},
-      {"output failed", {fileWith({State::fail})}, true, 0, 2},
-      {"interrupted", {fileWith({State::fail}, "is empty")}, true, 2, 130},
-      {"terminated", {}, false, 15, 143},
+      {"all passed", {fileWith({kPass, kInfo, QAState::warn})}, true, false, 0, 0},
+      {"one failed", {fileWith({kPass}), fileWith({kFail})}, true, false, 0, 1},
+      {"some not measured", {fileWith({kPass, kNone})}, false, false, 0, 0},
+      {"some not measured, one failed", {fileWith({kFail, kNone})}, false, false, 0, 1},
+      {"a named one not measured", {fileWith({kPass, kNone})}, true, false, 0, 2},
+      {"a named one not measured, one failed", {fileWith({kFail, kNone})}, true, false, 0, 2},
+      {"measured without judging", {fileWith({kInfo, kNone})}, false, false, 0, 0},
+      {"nothing measured", {fileWith({kPass}), fileWith({kNone})}, false, false, 0, 2},
+      {"unreadable", {fileWith({kFail}, "is empty")}, false, false, 0, 2},
+      {"other trouble", {fileWith({kFail})}, false, true, 0, 2},
+      {"interrupted", {fileWith({kFail}, "is empty")}, false, true, 2, 130},
+      {"terminated", {}, false, false, 15, 143},
   };
   for (const ExitCase& tested : cases) {
-    EXPECT_EQ(exitCode(tested.files, tested.outputFailed, tested.signal), tested.code)
+    EXPECT_EQ(exitCode(tested.files, tested.named, tested.otherTrouble, tested.signal), tested.code)
         << tested.why;
   }
 }
 
-TEST(ExitCode, ACheckThatMeasuresNothingIsNoMeasurementAndNoTrouble) {
-  const Check& drop = *findCheck("drop-no-drop");
-  FileReport alone;
-  alone.checks = {reportOf(State::info, drop)};
-  EXPECT_EQ(exitCode({alone}, false, 0), 0);
-  FileReport beside;
-  beside.checks = {reportOf(State::info, drop), reportOf(State::notMeasured)};
-  EXPECT_EQ(exitCode({beside}, false, 0), 2);
+TEST(ExitCode, ACheckThatAnErrorEndedIsTrouble) {
+  FileReport file = fileWith({QAState::fail, QAState::notMeasured});
+  EXPECT_EQ(exitCode({file}, false, false, 0), 1);
+  file.checks.back().error = std::make_exception_ptr(std::runtime_error("broken"));
+  EXPECT_EQ(exitCode({file}, false, false, 0), 2);
 }
 
-TEST(CheckTable, HasEveryNameOnceWithAHelpLineAndAZeroResult) {
-  for (const Check& check : allChecks()) {
-    EXPECT_EQ(findCheck(check.name), &check);
-    EXPECT_NE(std::string(check.help), "");
-    // Of the levels there is no record without a run.
-    EXPECT_TRUE(check.zeroResult().is_object() || check.name == std::string("levels"));
-  }
-  EXPECT_EQ(findCheck("frame_rate"), nullptr);
+TEST(ExitCode, ACheckThatSaysNothingIsNoMeasurementAndNoTrouble) {
+  const QACheckOutcome nothing = outcomeOf(QAState::info, "drop-no-drop");
+  ASSERT_FALSE(findCheck(nothing.name)->saysSomething);
+  FileReport file;
+  file.checks = {nothing};
+  EXPECT_EQ(exitCode({file}, false, false, 0), 0);
+  file.checks.push_back(outcomeOf(QAState::notMeasured));
+  EXPECT_EQ(exitCode({file}, false, false, 0), 2);
 }
 
-TEST(ListenerSlots, KeepOnlyTheCheckOwnPercents) {
-  std::vector<int> shown;
-  Listener listener([&](int percent) { shown.push_back(percent); });
-  CheckReport report = reportOf(State::pass);
-  listener.listenFor(report);
-  listener.onFrameRateProgress(1.0F);
-  listener.onLoudnessProgress(2.0F);
-  listener.onPhaseProgress(2.0F);
-  listener.onLevelsProgress(2.0F);
-  listener.onMonoProgress(2.0F);
-  listener.onFieldDominanceProgress(2.0F);
-  listener.onPullDownProgress(2.0F);
-  listener.onSpareProgress(2.0F);
-  listener.onChromaProgress(2.0F);
-  listener.onGamutProgress(2.0F);
-  listener.onTearingProgress(2.0F);
-  listener.onTimecodeProgress(2.0F);
-  listener.onFrameRateProgress(3.0F);
-  listener.onMessage("text");
-  listener.onFailure();
-  EXPECT_EQ(report.progress, (std::vector<int>{1, 3}));
-  EXPECT_EQ(shown, report.progress);
-  EXPECT_EQ(report.messages, std::vector<std::string>{"text"});
-  EXPECT_EQ(report.failures, 1);
-}
-
-TEST(TableLine, JoinsFiguresAndReason) {
-  CheckReport report = reportOf(State::notMeasured);
-  report.findings.figures = "3 of 9";
-  report.findings.reason = "stopped";
-  EXPECT_EQ(tableLine(report, 12, false), "  frame-rate    not-measured  3 of 9; stopped");
+TEST(TableLine, JoinsSummaryAndReason) {
+  QACheckOutcome outcome = outcomeOf(QAState::pass);
+  outcome.summary = "3 of 9";
+  EXPECT_EQ(tableLine(outcome, 12, false), "  frame-rate    pass  3 of 9");
+  outcome.reason = "the others cannot be read";
+  EXPECT_EQ(tableLine(outcome, 12, false),
+            "  frame-rate    pass  3 of 9; the others cannot be read");
+  outcome.summary.clear();
+  EXPECT_EQ(tableLine(outcome, 12, false), "  frame-rate    pass  the others cannot be read");
 }
 
 TEST(TableLine, EndsWithTheStateWhenThereIsNothingToSay) {
-  EXPECT_EQ(tableLine(reportOf(State::pass), 10, false), "  frame-rate  pass");
+  EXPECT_EQ(tableLine(outcomeOf(QAState::pass), 10, false), "  frame-rate  pass");
 }
 
-/// An outcome of `count` of ten frames, with limits for R to B and for Y.
-QACheckOutcome outcomeOf(int count, const QALimits& rgb = {"RGB", 0, 255},
-                         const QALimits& luma = {"Y", 0, 255}) {
-  QACheckOutcome outcome;
-  outcome.measured = count > 0;
-  outcome.budget = 10;
-  outcome.count = count;
-  outcome.limits = {rgb, luma};
-  return outcome;
+TEST(TableLine, GoesOnBelowItselfWhereATerminalEnds) {
+  QACheckOutcome outcome = outcomeOf(QAState::fail);
+  // Six words of five characters, and a letter of two bytes in each.
+  outcome.summary = "w\xc3\xb6rd1 w\xc3\xb6rd2 w\xc3\xb6rd3 w\xc3\xb6rd4 w\xc3\xb6rd5 w\xc3\xb6rd6";
+  const std::string start = "  frame-rate  fail  ";  // 20 columns
+  EXPECT_EQ(tableLine(outcome, 10, false, 55), start + outcome.summary);
+  EXPECT_EQ(tableLine(outcome, 10, false, 54),
+            start + "w\xc3\xb6rd1 w\xc3\xb6rd2 w\xc3\xb6rd3 w\xc3\xb6rd4 w\xc3\xb6rd5\n" +
+                std::string(20, ' ') + "w\xc3\xb6rd6");
+  EXPECT_EQ(tableLine(outcome, 10, false, 30), start + outcome.summary) << "too narrow for both";
+  outcome.summary = std::string(50, 'x');
+  EXPECT_EQ(tableLine(outcome, 10, false, 54), start + outcome.summary) << "a word stays whole";
 }
 
-TEST(Shortfall, IsToldWhenFramesAreMissing) {
-  QACheckOutcome outcome = outcomeOf(10);
-  EXPECT_EQ(shortfall(outcome, "frames"), "");
-  outcome.count = 7;
-  EXPECT_EQ(shortfall(outcome, "frames"), "only 7 of 10 frames came");
-  outcome.reason = "pixel format gray is not supported";
-  EXPECT_EQ(shortfall(outcome, "frames"), "only 7 of 10 frames could be measured");
+TEST(UnmeasuredLines, NameTheChecksBeforeTheReason) {
+  EXPECT_EQ(unmeasuredLines("mono, phase", "no audio stream", false, 100),
+            "  not-measured  mono, phase: no audio stream");
+  EXPECT_EQ(unmeasuredLines("mono, phase", "no audio stream", false, 36),
+            "  not-measured  mono, phase: no\n"
+            "                audio stream");
 }
 
-TEST(Shortfall, IsNoneOfABudgetThatLeavesNothing) {
-  QACheckOutcome outcome = outcomeOf(0);
-  outcome.budget = -25;
-  EXPECT_EQ(shortfall(outcome, "frames"), "");
+FileReport fileNamed(const std::string& name, const std::vector<QAState>& states) {
+  FileReport file = fileWith(states);
+  file.file = name;
+  return file;
 }
 
-struct FiguresCase {
-  const char* why;
-  Channel channel;
-  QACheckOutcome outcome;
-  const char* text;
-};
-
-TEST(ColourFigures, TellWhatIsOutside) {
-  const FiguresCase cases[] = {
-      {"inside", {'R', 1, 254}, outcomeOf(10), "R 1 to 254"},
-      {"below", {'G', -3, 254}, outcomeOf(10), "G -3 to 254; outside: G 3 below 0"},
-      {"above", {'B', 1, 261}, outcomeOf(10), "B 1 to 261; outside: B 6 above 255"},
-      {"both", {'R', -3, 261}, outcomeOf(10), "R -3 to 261; outside: R 3 below 0, R 6 above 255"},
-      {"on the lower", {'R', 0, 9}, outcomeOf(10), "R 0 to 9; outside: R on the limit 0"},
-      {"on the upper", {'R', 9, 255}, outcomeOf(10), "R 9 to 255; outside: R on the limit 255"},
-      {"limits of its own",
-       {'Y', 16, 235},
-       outcomeOf(10, {"RGB", 0, 9}, {"Y", 15, 235}),
-       "Y 16 to 235; outside: Y on the limit 235"},
-      {"one value between crossed limits",
-       {'R', 5, 5},
-       outcomeOf(10, {"RGB", 9, 1}),
-       "R 5 to 5; outside: R 4 below 9, R 4 above 1"},
-      {"extreme limits",
-       {'R', -1, 1},
-       outcomeOf(10, {"RGB", INT_MAX, INT_MIN}),
-       "R -1 to 1; outside: R 2147483648 below 2147483647, R 2147483649 above -2147483648"},
-      {"frames are missing",
-       {'R', -1, 9},
-       outcomeOf(3),
-       "R -1 to 9; outside: R 1 below 0; only 3 of 10 frames came"},
+TEST(Summary, CountsFilesAndNamesThoseThatDidNotPass) {
+  std::vector<FileReport> files{
+      fileNamed("/media/in/a.mov", {QAState::pass, QAState::notMeasured}),
+      fileNamed("/media/in/b.mov", {QAState::fail, QAState::pass}),
+      fileNamed("/media/in/sub/c.mov", {QAState::warn}),
+      fileNamed("/media/in/d.mov", {QAState::notMeasured}),
+      fileNamed("/media/in/e.mov", {QAState::notMeasured, QAState::notMeasured}),
   };
-  for (const FiguresCase& c : cases) {
-    EXPECT_EQ(colourFigures({c.channel}, c.outcome), c.text) << c.why;
-  }
+  files[4].error = "is empty";
+  EXPECT_EQ(summaryLines(files, false, false),
+            "5 files: 2 passed (1 with warnings), 1 failed, 2 could not be read or measured\n"
+            "  fail          b.mov: frame-rate\n"
+            "  not-measured  d.mov: frame-rate\n"
+            "  not-measured  e.mov\n");
+  files.resize(1);
+  files.push_back(fileNamed("/media/c.mov", {QAState::pass}));
+  EXPECT_EQ(summaryLines(files, false, false), "2 files: 2 passed\n");
+  EXPECT_EQ(summaryLines(files, true, false),
+            "2 files: 1 passed, 1 could not be read or measured\n"
+            "  not-measured  in/a.mov: frame-rate\n");
 }
 
-TEST(ColourFigures, NameTheChannelsInTheirOrder) {
-  EXPECT_EQ(colourFigures({{'R', 1, 2}, {'G', 0, 3}, {'B', 4, 300}, {'Y', 5, 6}}, outcomeOf(10)),
-            "R 1 to 2, G 0 to 3, B 4 to 300, Y 5 to 6; "
-            "outside: G on the limit 0, B 45 above 255");
-}
-
-QA_ChannelLevel levelOf(float min, float max) {
-  QA_ChannelLevel level;
-  level.minLevel = min;
-  level.maxLevel = max;
-  return level;
-}
-
-/// A record of `entries`, equally many a stream.
-struct Levels {
-  Levels(unsigned streams, const std::vector<QA_ChannelLevel>& entries)
-      : record(streams, static_cast<unsigned>(entries.size()) / streams,
-               QA_STREAM_SETUP_UNSUPPORTED) {
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-      record.levels[i].minLevel = entries[i].minLevel;
-      record.levels[i].maxLevel = entries[i].maxLevel;
-    }
-  }
-  ~Levels() { delete[] record.levels; }
-  Levels(const Levels&) = delete;
-  Levels& operator=(const Levels&) = delete;
-
-  QA_AudioLevels record;
-};
-
-/// An outcome of `count` of ten blocks, with one pair of limits.
-QACheckOutcome soundOutcome(int count, int min, int max) {
-  QACheckOutcome outcome = outcomeOf(count);
-  outcome.limits = {{"", min, max}};
-  return outcome;
-}
-
-struct LevelCase {
-  const char* why;
-  QA_ChannelLevel level;
-  QACheckOutcome outcome;
-  const char* text;
-};
-
-TEST(LevelFigures, TellWhatIsOutside) {
-  const LevelCase cases[] = {
-      {"inside", levelOf(-74.5F, -8.0F), soundOutcome(10, -100, 0),
-       "stream 0: ch 0 -74.50 to -8.00 dB"},
-      {"the lowest level is not judged", levelOf(-99.0F, -8.0F), soundOutcome(10, -50, 0),
-       "stream 0: ch 0 -99.00 to -8.00 dB"},
-      {"above", levelOf(-74.5F, -8.0F), soundOutcome(10, -100, -10),
-       "stream 0: ch 0 -74.50 to -8.00 dB; outside: stream 0 ch 0 2.00 dB above -10 dB"},
-      {"below", levelOf(-74.5F, -60.25F), soundOutcome(10, -60, 0),
-       "stream 0: ch 0 -74.50 to -60.25 dB; outside: stream 0 ch 0 0.25 dB below -60 dB"},
-      {"on a limit", levelOf(-74.5F, -10.0F), soundOutcome(10, -100, -10),
-       "stream 0: ch 0 -74.50 to -10.00 dB; outside: stream 0 ch 0 on the limit -10 dB"},
-      {"silent", levelOf(0.0F, 0.0F), soundOutcome(10, -100, 0), "stream 0: ch 0 silent"},
-      {"no number", levelOf(-std::nanf(""), -std::nanf("")), soundOutcome(10, -100, 0),
-       "stream 0: ch 0 nan to nan dB"},
-      {"blocks are missing", levelOf(-74.5F, -8.0F), soundOutcome(3, -100, 0),
-       "stream 0: ch 0 -74.50 to -8.00 dB; only 3 of 10 blocks came"},
+TEST(Summary, NamesAFewOfManyChecks) {
+  const std::vector<FileReport> files{
+      fileNamed("a.mov", std::vector<QAState>(6, QAState::fail)),
+      fileNamed("a.mov", std::vector<QAState>(4, QAState::fail)),
   };
-  for (const LevelCase& c : cases) {
-    const Levels levels(1, {c.level});
-    EXPECT_EQ(levelFigures(levels.record, c.outcome), c.text) << c.why;
-  }
+  const std::string four = "frame-rate, frame-rate, frame-rate, frame-rate";
+  EXPECT_EQ(summaryLines(files, false, false),
+            "2 files: 0 passed, 2 failed\n"
+            "  fail          a.mov: " +
+                four +
+                ", 2 more\n"
+                "  fail          a.mov: " +
+                four + "\n");
 }
 
-TEST(LevelFigures, GroupChannelsByStreamAndNameWhatWasNotMeasured) {
-  const QA_ChannelLevel loud = levelOf(-20.0F, -8.0F);
-  const Levels levels(2, {loud, levelOf(-30.0F, -9.0F), loud, loud});
-  QACheckOutcome outcome = soundOutcome(10, -100, -10);
-  outcome.unmeasuredEntries = {3};
-  EXPECT_EQ(levelFigures(levels.record, outcome),
-            "stream 0: ch 0 -20.00 to -8.00 dB, ch 1 -30.00 to -9.00 dB; "
-            "stream 1: ch 0 -20.00 to -8.00 dB, ch 1 not measured; "
-            "outside: stream 0 ch 0 2.00 dB above -10 dB, stream 0 ch 1 1.00 dB above -10 dB, "
-            "stream 1 ch 0 2.00 dB above -10 dB");
+QASetting setting(QASetting::Kind kind, double min, double max) {
+  return {"Key", "", kind, min, max, "", ""};
 }
 
-TEST(LevelFigures, OfVeryManyEntriesAreReadyAtOnce) {
-  // As many as a file can have decoded: 512 channels of each of 1000 streams. To search all for
-  // each one takes minutes.
-  constexpr unsigned kEntries = 512 * 1000;
-  QACheckOutcome outcome;
-  for (unsigned entry = 0; entry < kEntries; entry += 2) {
-    outcome.unmeasuredEntries.push_back(entry);
-  }
-  for (unsigned entry = 0; entry < kEntries; ++entry) {
-    ASSERT_EQ(isMeasured(outcome, entry), entry % 2 == 1);
-  }
+TEST(RangeText, NamesTheEndsThatThereAre) {
+  using Kind = QASetting::Kind;
+  constexpr double kNone = QASetting::kNoLimit;
+  EXPECT_EQ(rangeText(setting(Kind::whole, 1, QASetting::kMost)), "at least 1");
+  EXPECT_EQ(rangeText(setting(Kind::whole, QASetting::kLeast, 0)), "at most 0");
+  EXPECT_EQ(rangeText(setting(Kind::whole, QASetting::kLeast, QASetting::kMost)), "");
+  EXPECT_EQ(rangeText(setting(Kind::real, 0.0001, 1)), "0.0001 to 1");
+  EXPECT_EQ(rangeText(setting(Kind::real, 0, kNone)), "at least 0");
+  EXPECT_EQ(rangeText(setting(Kind::real, 0, double{std::numeric_limits<float>::max()})),
+            "at least 0");
+  EXPECT_EQ(rangeText(setting(Kind::real, -kNone, kNone)), "");
 }
 
-TEST(LoudnessFigures, TellSpanAndBand) {
-  QACheckOutcome outcome = soundOutcome(10, 0, 0);
-  outcome.startSeconds = 2.5;
-  outcome.endSeconds = 14.75;
-  const char* noBand = "; no band is set (LoudnessMinThreshold, LoudnessMaxThreshold)";
-  EXPECT_EQ(loudnessFigures({-23.104, false}, outcome),
-            std::string("-23.10 LKFS over 12.25 s from 2.50 s") + noBand);
-  EXPECT_EQ(loudnessFigures({-std::numeric_limits<double>::infinity(), false}, outcome),
-            std::string("-inf LKFS (silence) over 12.25 s from 2.50 s") + noBand);
-  outcome.limits = {{"", -20, -26}};
-  EXPECT_EQ(loudnessFigures({-23.104, false}, outcome),
-            std::string("-23.10 LKFS over 12.25 s from 2.50 s") + noBand);
-  outcome.limits = {{"", -26, -20}};
-  outcome.count = 4;
-  EXPECT_EQ(loudnessFigures({-23.104, true}, outcome),
-            "-23.10 LKFS over 12.25 s from 2.50 s, band -26 to -20; only 4 of 10 blocks came");
-}
-
-TEST(MonoFigures, TellTheShareThatIsTooMuch) {
-  QACheckOutcome outcome = soundOutcome(10, 0, 0);
-  // As the library has them: single-precision numbers.
-  outcome.figures = {{"matchingBlocks", 7.0}, {"threshold", static_cast<double>(0.01F)}};
-  EXPECT_EQ(monoFigures(outcome), "7 of 10 blocks carry one signal, limit 1 %");
-  outcome.count = 8;
-  outcome.figures = {{"matchingBlocks", 0.0}, {"threshold", static_cast<double>(0.125F)}};
-  EXPECT_EQ(monoFigures(outcome),
-            "0 of 8 blocks carry one signal, limit 12.5 %; only 8 of 10 blocks came");
-}
-
-TEST(PhaseFigures, TellMeanLagAndLimit) {
-  QACheckOutcome outcome = soundOutcome(10, 0, 200);
-  outcome.figures = {{"meanLag", 1.0}};
-  EXPECT_EQ(phaseFigures(outcome), "mean lag 1.00 samples, limit 200");
-  outcome.count = 9;
-  EXPECT_EQ(phaseFigures(outcome), "mean lag 1.00 samples, limit 200; only 9 of 10 blocks came");
-}
-
-/// An outcome of `count` of `budget` frames.
-QACheckOutcome pictureOutcome(int count, int budget, const std::vector<QAFigure>& figures) {
-  QACheckOutcome outcome;
-  outcome.measured = count > 0;
-  outcome.budget = budget;
-  outcome.count = count;
-  outcome.figures = figures;
-  return outcome;
-}
-
-TEST(FieldFigures, TellTypeFieldAndFlags) {
-  const struct {
-    QA_FieldDominance record;
-    QACheckOutcome outcome;
-    const char* text;
-  } cases[] = {
-      {{QA_FRAME_TYPE_INTERLACED, QA_FIELD_TYPE_UPPER},
-       pictureOutcome(100, 100, {{"interlaced", 98.0}, {"topFieldFirst", 97.0}}),
-       "TYPE, FIELD field first (98 of 100 frames flagged interlaced, 97 top field first)"},
-      {{QA_FRAME_TYPE_INTERLACED, QA_FIELD_TYPE_UNKNOWN},
-       pictureOutcome(100, 100, {{"interlaced", 90.0}, {"topFieldFirst", 50.0}}),
-       "TYPE, no field usually first (90 of 100 frames flagged interlaced, 50 top field first)"},
-      {{QA_FRAME_TYPE_PROGRESSIVE, QA_FIELD_TYPE_UNKNOWN},
-       pictureOutcome(100, 100, {{"interlaced", 0.0}, {"topFieldFirst", 100.0}}),
-       "TYPE (0 of 100 frames flagged interlaced, 100 top field first)"},
-      {{QA_FRAME_TYPE_UNKNOWN, QA_FIELD_TYPE_UNKNOWN},
-       pictureOutcome(60, 100, {{"interlaced", 30.0}, {"topFieldFirst", 20.0}}),
-       "neither interlaced nor progressive (30 of 60 frames flagged interlaced, 20 top field "
-       "first); only 60 of 100 frames came"},
-      {{QA_FRAME_TYPE_PROGRESSIVE, QA_FIELD_TYPE_UNKNOWN},
-       pictureOutcome(1, 1, {{"interlaced", 0.0}, {"topFieldFirst", 0.0}}),
-       "TYPE (0 of 1 frame flagged interlaced, 0 top field first)"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(fieldFigures(c.record, "TYPE", "FIELD", c.outcome), c.text);
-  }
-}
-
-QACheckOutcome groupsOutcome(int count, int budget, double in23, double in22) {
-  return pictureOutcome(count, budget,
-                        {{"groups", count / 5.0}, {"groups23", in23}, {"groups22", in22}});
-}
-
-TEST(PulldownFigures, TellTheCadenceOrThatThereIsNone) {
-  const struct {
-    const char* why;
-    QA_PullDown record;
-    QACheckOutcome outcome;
-    const char* text;
-  } cases[] = {
-      {"2:3, which a still picture is as well",
-       {2, 3, 0.9F, true},
-       groupsOutcome(100, 100, 18, 1),
-       "2:3 pulldown, or a still picture, in 18 of 20 groups of five frames"},
-      {"2:2",
-       {2, 2, 0.9F, true},
-       groupsOutcome(100, 100, 1, 18),
-       "2:2, no repeated fields, in 18 of 20 groups of five frames"},
-      {"one group",
-       {2, 2, 1.0F, true},
-       groupsOutcome(5, 5, 0, 1),
-       "2:2, no repeated fields, in 1 of 1 group of five frames"},
-      {"more 2:3, too few",
-       {2, 3, 0.5F, false},
-       groupsOutcome(100, 100, 10, 4),
-       "no cadence detected: 2:3 in 10 and 2:2 in 4 of 20 groups of five frames"},
-      {"more 2:2, too few",
-       {2, 2, 0.5F, false},
-       groupsOutcome(100, 100, 4, 10),
-       "no cadence detected: 2:3 in 4 and 2:2 in 10 of 20 groups of five frames"},
-      {"too few because frames are missing",
-       {2, 3, 0.5F, false},
-       groupsOutcome(50, 100, 10, 0),
-       "no cadence detected: 2:3 in 10 and 2:2 in 0 of 20 groups of five frames; "
-       "only 50 of 100 frames came"},
-      {"too few because the last group is not whole: 1 of 9 / 5",
-       {2, 3, 1.0F / 1.8F, false},
-       groupsOutcome(9, 9, 1, 0),
-       "no cadence detected: 2:3 in 1 and 2:2 in 0 of 1.8 groups of five frames"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(pulldownFigures(c.record, c.outcome), c.text) << c.why;
-  }
-}
-
-TEST(TearingFigures, TellMeanWorstAndLimit) {
-  // As the library has it: a single-precision number.
-  const auto outcome = [](int count, double mean, double highest, float threshold) {
-    return pictureOutcome(count, 100,
-                          {{"meanShare", mean},
-                           {"highestPercent", highest},
-                           {"threshold", static_cast<double>(threshold)}});
-  };
-  EXPECT_EQ(tearingFigures(outcome(100, 0.003, 14.0, 0.1F)),
-            "0.3 % of the picture torn on average, at most 14 % in a frame (limit 10 %)");
-  EXPECT_EQ(tearingFigures(outcome(100, 0.0, 0.0, 0.125F)),
-            "0 % of the picture torn on average, at most 0 % in a frame (limit 12.5 %)");
-  // 1 in 300, and two decimals tell it from a limit of 0.33 %.
-  EXPECT_EQ(tearingFigures(outcome(7, 0.00336, 50.0, 0.0033F)),
-            "0.34 % of the picture torn on average, at most 50 % in a frame (limit 0.33 %); "
-            "only 7 of 100 frames came");
-}
-
-TEST(TimecodeFigures, TellTheFirstAndTheLast) {
-  EXPECT_EQ(timecodeFigures(pictureOutcome(225, 225, {{"nominalRate", 25.0}})),
-            "225 frames, 00:00:00:00 to 00:00:08:24 (drop-frame to 00:00:08;24)");
-  // Frame 1800 is the first of the second minute, whose drop-frame numbers begin with 2.
-  EXPECT_EQ(timecodeFigures(pictureOutcome(1801, 1801, {{"nominalRate", 30.0}})),
-            "1801 frames, 00:00:00:00 to 00:01:00:00 (drop-frame to 00:01:00;02)");
-  EXPECT_EQ(timecodeFigures(pictureOutcome(1, 5, {{"nominalRate", 25.0}})),
-            "1 frame, 00:00:00:00 to 00:00:00:00 (drop-frame to 00:00:00;00); "
-            "only 1 of 5 frames came");
-}
-
-TEST(TransitionFigures, TellTheFirstFiveTimes) {
-  const auto with = [](int changes) {
-    std::vector<QAFigure> figures;
-    for (int i = 1; i <= changes; ++i) {
-      figures.push_back({"transitionSeconds", i * 1.5});
-    }
-    return transitionFigures(pictureOutcome(100, 100, figures));
-  };
-  EXPECT_EQ(with(0), "no transitions");
-  EXPECT_EQ(with(1), "1 transition, at 1.50 s");
-  EXPECT_EQ(with(2), "2 transitions, at 1.50 s and 3.00 s");
-  EXPECT_EQ(with(3), "3 transitions, at 1.50 s, 3.00 s and 4.50 s");
-  EXPECT_EQ(with(5), "5 transitions, at 1.50 s, 3.00 s, 4.50 s, 6.00 s and 7.50 s");
-  EXPECT_EQ(with(6), "6 transitions, at 1.50 s, 3.00 s, 4.50 s, 6.00 s, 7.50 s and 1 more");
-  EXPECT_EQ(with(105), "105 transitions, at 1.50 s, 3.00 s, 4.50 s, 6.00 s, 7.50 s and 100 more");
-  EXPECT_EQ(transitionFigures(pictureOutcome(60, 100, {})),
-            "no transitions; only 60 of 100 frames came");
+TEST(DefaultText, OfAnEmptyDefaultIsTheNearestToZero) {
+  using Kind = QASetting::Kind;
+  EXPECT_EQ(defaultText(setting(Kind::whole, 1, QASetting::kMost)), "1");
+  EXPECT_EQ(defaultText(setting(Kind::whole, QASetting::kLeast, 0)), "0");
+  QASetting written = setting(Kind::real, 0, 1);
+  written.defaultValue = "0.10";
+  EXPECT_EQ(defaultText(written), "0.10");
 }
 
 TEST(Printable, KeepsTextAndReplacesControls) {

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <istream>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+/// Something in a settings file that does not mean what it seems to.
+struct SettingsRemark {
+  /// Counted from 1.
+  int line = 0;
+  /// What is wrong, and what holds instead.
+  std::string text;
+};
+
+/// Reads a settings file as the library does with `QALookup::stored`, by the rows of all checks and
+/// of the tester. At most `most` remarks are made.
+std::vector<SettingsRemark> reviewSettings(std::istream& file, std::size_t most);
+
+}  // namespace cli
