@@ -47,7 +47,13 @@ struct OxWrap::Buffering {
   explicit Buffering(const OxWrapOptions& options);
   ~Buffering();
 
-  void open(const std::string& fileName);
+  /// False when the file cannot be read: `openError` then says why.
+  bool openFile(const std::string& fileName);
+
+  /// Of the file that is open: the first video stream and every audio stream.
+  void makeStreams();
+
+  void publishFacts();
 
   /// Reads and routes packets until `bufferState` is 0 or the input fails.
   void run();
@@ -81,7 +87,8 @@ struct OxWrap::Buffering {
   std::string openError;
 
  private:
-  void watch(PacketQueue* queue);
+  /// Lets a change of the queue end the pauses that wait for one.
+  void reportChangesOf(PacketQueue* queue);
   bool isFull(const PacketQueue& queue) const;
   /// Allocates nothing: the end is told even when memory is short.
   template <typename Action>
@@ -120,10 +127,10 @@ OxWrap::Buffering::~Buffering() {
   }
 }
 
-void OxWrap::Buffering::open(const std::string& fileName) {
+bool OxWrap::Buffering::openFile(const std::string& fileName) {
   if (fileName.empty()) {
     openError = "no file name";
-    return;
+    return false;
   }
   const AVIOInterruptCB interrupt{
       [](void* self) -> int { return static_cast<Buffering*>(self)->abandoned ? 1 : 0; }, this};
@@ -134,26 +141,27 @@ void OxWrap::Buffering::open(const std::string& fileName) {
   }
   if (result < 0) {
     openError = ffmpeg::errorText(result);
-    return;
   }
+  return result >= 0;
+}
+
+void OxWrap::Buffering::makeStreams() {
   for (uint16_t i = 0; i < formatContext->nb_streams && i < UINT16_MAX; ++i) {
     const AVMediaType type = formatContext->streams[i]->codecpar->codec_type;
     if (type == AVMEDIA_TYPE_VIDEO && videoStream == nullptr) {
       videoStream = new OxVideoStream(formatContext, i, control);
       videoIndex_ = i;
-      watch(videoStream->packetQueue);
+      reportChangesOf(videoStream->packetQueue);
     } else if (type == AVMEDIA_TYPE_AUDIO) {
       auto audio = std::make_unique<OxAudioStream>(formatContext, i);
       audioStreams.push_back(audio.get());
       static_cast<void>(audio.release());
-      watch(audioStreams.back()->packetQueue);
+      reportChangesOf(audioStreams.back()->packetQueue);
     }
   }
-  control->publishFacts(ffmpeg::readVideoFacts(formatContext, videoIndex_));
-  skipUnwanted();
 }
 
-void OxWrap::Buffering::watch(PacketQueue* queue) {
+void OxWrap::Buffering::reportChangesOf(PacketQueue* queue) {
   if (queue == nullptr || !control->untilReady()) {
     return;
   }
@@ -232,6 +240,11 @@ bool OxWrap::Buffering::hasPackets() const {
   bool any = false;
   forEachQueue([&](const PacketQueue* queue) { any = any || loadShared(queue->nb_packets) > 0; });
   return any;
+}
+
+/// With the demultiplexer's lock held, or before the thread starts.
+void OxWrap::Buffering::publishFacts() {
+  control->publishFacts(ffmpeg::readVideoFacts(formatContext, videoIndex_));
 }
 
 void OxWrap::Buffering::skipUnwanted() {
@@ -325,7 +338,7 @@ void OxWrap::Buffering::readAndRoute() {
     seeksBefore = control->seeks;
     result = ffmpeg::readPacket(formatContext, packet.get());
     failed = result < 0 && ffmpeg::hasReadError(formatContext);
-    control->publishFacts(ffmpeg::readVideoFacts(formatContext, videoIndex_));
+    publishFacts();
   }
   if (result >= 0) {
     failedReads_ = 0;
@@ -386,7 +399,11 @@ OxWrap::OxWrap(const std::string& fileName, const OxWrapOptions& options)
       bufferState(buffering_->bufferState),
       discardVideoPackets(buffering_->discardVideoPackets),
       discardAudioPackets(buffering_->discardAudioPackets) {
-  buffering_->open(fileName);
+  if (buffering_->openFile(fileName)) {
+    buffering_->makeStreams();
+    buffering_->publishFacts();
+    buffering_->skipUnwanted();
+  }
 }
 
 OxWrap::~OxWrap() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -42,13 +43,7 @@ class PictureConverter {
   SwsContext* prepareScaler(int width, int height, int format);
 
  private:
-  struct Shape {
-    int width = 0;
-    int height = 0;
-    int format = AV_PIX_FMT_NONE;
-
-    auto operator<=>(const Shape&) const = default;
-  };
+  using Shape = std::array<int, 3>;  ///< width, height, pixel format
 
   /// The picture to convert if the scaler is ready for it; null otherwise.
   const AVFrame* prepare(const OxVideoFrameYUV& picture);
@@ -56,7 +51,7 @@ class PictureConverter {
   uint8_t* rowsOf(std::size_t bytes);
 
   ffmpeg::UniqueScaler scaler_;
-  Shape shape_;  ///< what `scaler_` was made for
+  Shape shape_{};  ///< what `scaler_` was made for
   std::map<Shape, bool> convertible_;
   std::vector<uint8_t> rows_;  ///< wide enough for the scaler to write past a picture's width
 };
