@@ -97,8 +97,8 @@ TEST(Table, AnUnsupportedFormatIsNotMeasured) {
   EXPECT_EQ(end.out, clip + "\n  valid         fail  " + reason +
                          "\n  drop-no-drop  info  nothing is measured: always false\n"
                          "  not-measured  frame-rate, chroma, gamut: " +
-                         "pixel format yuv422p10le is not 8-bit planar 4:2:0, 4:2:2 or\n"
-                         "                4:4:4\n");
+                         "pixel format yuv422p10le is not 8-bit planar 4:2:0, 4:2:2\n"
+                         "                or 4:4:4\n");
   EXPECT_EQ(end.code, 2);
 }
 
