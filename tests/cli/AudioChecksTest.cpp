@@ -95,16 +95,16 @@ TEST_F(AudioChecks, TellRecordsAndFigures) {
     for (const char* key : {"dynamicRange", "maxLevel", "minLevel"}) {
       entry.erase(key);
     }
-    EXPECT_EQ(entry,
-              (json{{"audioStreamNumber", 0}, {"channelNumber", channel}, {"passed", true}}));
+    const json rest{
+        {"audioStreamNumber", 0}, {"channelNumber", channel}, {"passed", true}, {"measured", true}};
+    EXPECT_EQ(entry, rest);
   }
-  levels.erase("levels");
-  EXPECT_EQ(levels, (json{{"setup", 1}, {"setupText", "1 Stream with 2 Channels"}, {"count", 2}}));
+  const json expected{{"setup", 1}, {"setupText", "1 Stream with 2 Channels"}, {"count", 2}};
+  EXPECT_EQ(fieldsLike(expected, levels), expected);
 
   // Every block starts the filters anew, so ten are as loud as one.
   const double loudness = loudnessOfConstants(0.5, -0.25, kBlock);
   EXPECT_EQ(answers.loudness.at("state"), "info");
-  EXPECT_EQ(answers.loudness.at("result").size(), 2U);
   EXPECT_NEAR(answers.loudness.at("result").at("loudness").get<double>(), loudness, 1e-9);
   EXPECT_EQ(answers.loudness.at("result").at("passed"), false);
 
@@ -112,7 +112,7 @@ TEST_F(AudioChecks, TellRecordsAndFigures) {
   // which the first counts.
   for (const json& check : {answers.mono, answers.phase}) {
     EXPECT_EQ(check.at("state"), "pass");
-    EXPECT_EQ(check.at("result"), (json{{"passed", true}}));
+    EXPECT_EQ(check.at("result").at("passed"), true);
   }
   for (const json& check : {answers.levels, answers.loudness, answers.mono, answers.phase}) {
     EXPECT_EQ(check.at("progress"), json(percents(10, 10)));
@@ -198,7 +198,8 @@ TEST_F(AudioChecks, FloatPcmIsNotMeasuredAndKeepsItsRecords) {
                                                                   {"minLevel", 0.0},
                                                                   {"audioStreamNumber", 0},
                                                                   {"channelNumber", 1},
-                                                                  {"passed", false}}));
+                                                                  {"passed", false},
+                                                                  {"measured", false}}));
 }
 
 TEST_F(AudioChecks, OfTwoStreamsOnlyTheLevelsAreMeasured) {
@@ -225,12 +226,13 @@ TEST_F(AudioChecks, OfTwoStreamsOnlyTheLevelsAreMeasured) {
 
 TEST_F(AudioChecks, SilenceShorterThanTheSlateHasALoudnessOfMinusInfinity) {
   const Answers answers = run(clipOf({constant({0.0, 0.0})}), "");
-  EXPECT_EQ(answers.loudness.at("result"), (json{{"loudness", "-inf"}, {"passed", false}}));
+  EXPECT_EQ(answers.loudness.at("result").at("loudness"), "-inf");
+  EXPECT_EQ(answers.loudness.at("result").at("passed"), false);
   EXPECT_EQ(answers.table,
             "  loudness  info  -inf LKFS (silence) over 0.02 s from 0.00 s" + std::string(kNoBand) +
                 "\n"
                 "  mono      fail  94 of 94 blocks carry one signal, limit 1 %; "
-                "only 94 of 100 blocks came\n"
+                "to the end: 94 blocks\n"
                 "  not-measured  levels, phase: too short, or of unknown duration: nothing is left "
                 "to measure\n");
 }

@@ -145,8 +145,8 @@ TEST_P(OpenableInputs, KeepTheRecordsOfChecksThatCouldNotRun) {
       onlyFile(json::parse(runOn(path, {"--json", "-", "--checks", "valid,frame-rate"}).out))
           .at("checks");
   EXPECT_EQ(checks.at(0).at("result"), (json{{"valid", false}}));
-  EXPECT_EQ(checks.at(1).at("result"),
-            (json{{"passed", false}, {"declaredFps", 0.0}, {"measuredFps", 0.0}}));
+  const json expected{{"passed", false}, {"declaredFps", 0.0}, {"measuredFps", 0.0}};
+  EXPECT_EQ(fieldsLike(expected, checks.at(1).at("result")), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Openable, OpenableInputs, testing::ValuesIn(kOpenable), nameOf);

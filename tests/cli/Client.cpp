@@ -99,6 +99,16 @@ QACheckOutcome runToFirstPercent(const std::string& check, const std::string& cl
   return tester.runChecks({check}).at(0);
 }
 
+nlohmann::json fieldsLike(const nlohmann::json& like, const nlohmann::json& object) {
+  nlohmann::json fields = nlohmann::json::object();
+  for (const auto& item : like.items()) {
+    if (object.contains(item.key())) {
+      fields[item.key()] = object.at(item.key());
+    }
+  }
+  return fields;
+}
+
 std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);

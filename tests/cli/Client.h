@@ -42,6 +42,10 @@ nlohmann::json onlyCheck(const nlohmann::json& report);
 QACheckOutcome runToFirstPercent(const std::string& check, const std::string& clip,
                                  const std::string& settings, std::stop_source& stop);
 
+/// An object without the fields that `like` has not: a result without the figures beside its
+/// record.
+nlohmann::json fieldsLike(const nlohmann::json& like, const nlohmann::json& object);
+
 std::vector<std::string> linesOf(const std::string& text);
 
 /// What a table says of each check of its only file, as "STATE  TEXT", by the check's name.

@@ -82,21 +82,15 @@ TEST_F(ColourChecks, TheReportHasTheRecords) {
   const json chroma = onlyCheck(reportOf(with("chroma", clip)));
   EXPECT_EQ(chroma.at("state"), "pass");
   // Rows 0 to 47 hold luma 17 to 64: (64 - 16) x 255 / 219 = 55.9.
-  EXPECT_EQ(chroma.at("result"), (json{{"passed", true},
-                                       {"rMax", 55},
-                                       {"rMin", 1},
-                                       {"gMax", 55},
-                                       {"gMin", 1},
-                                       {"bMax", 55},
-                                       {"bMin", 1},
-                                       {"yMax", 64},
-                                       {"yMin", 17}}));
+  json expected{{"passed", true}, {"rMax", 55}, {"rMin", 1},  {"gMax", 55}, {"gMin", 1},
+                {"bMax", 55},     {"bMin", 1},  {"yMax", 64}, {"yMin", 17}};
+  EXPECT_EQ(fieldsLike(expected, chroma.at("result")), expected);
   EXPECT_EQ(chroma.at("progress"), json(percents(10, 10)));
-  json withoutLuma = chroma.at("result");
-  withoutLuma.erase("yMax");
-  withoutLuma.erase("yMin");
+  expected.erase("yMax");
+  expected.erase("yMin");
   const json gamut = onlyCheck(reportOf(with("gamut", clip)));
-  EXPECT_EQ(gamut.at("result"), withoutLuma);
+  EXPECT_EQ(fieldsLike(expected, gamut.at("result")), expected);
+  EXPECT_FALSE(gamut.at("result").contains("yMax"));
   EXPECT_EQ(gamut.at("progress"), json(percents(10, 10)));
 }
 

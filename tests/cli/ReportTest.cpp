@@ -57,8 +57,8 @@ TEST(Report, HoldsEveryCheckOfAGoodFile) {
   const json rate = file.at("checks").at(1);
   EXPECT_EQ(rate.at("name"), "frame-rate");
   EXPECT_EQ(rate.at("state"), "pass");
-  EXPECT_EQ(rate.at("result"),
-            (json{{"passed", true}, {"declaredFps", 25.0}, {"measuredFps", 25.0}}));
+  const json expected{{"passed", true}, {"declaredFps", 25.0}, {"measuredFps", 25.0}};
+  EXPECT_EQ(fieldsLike(expected, rate.at("result")), expected);
   const json drop = checkNamed(file, "drop-no-drop");
   EXPECT_EQ(drop.at("name"), "drop-no-drop");
   EXPECT_EQ(drop.at("state"), "info");
@@ -134,8 +134,8 @@ TEST(Report, HoldsMessagesOfFilesWithoutPicture) {
   EXPECT_EQ(checks.at(1).at("state"), "not-measured");
   EXPECT_EQ(checks.at(1).at("reason"), "no video stream");
   EXPECT_EQ(checks.at(1).at("messages"), (json{"QAFramerate: No video stream."}));
-  EXPECT_EQ(checks.at(1).at("result"),
-            (json{{"passed", false}, {"declaredFps", 0.0}, {"measuredFps", 0.0}}));
+  const json expected{{"passed", false}, {"declaredFps", 0.0}, {"measuredFps", 0.0}};
+  EXPECT_EQ(fieldsLike(expected, checks.at(1).at("result")), expected);
 }
 
 TEST(Report, HoldsTheMessageOfAFileWithoutSound) {
@@ -168,8 +168,8 @@ TEST(Report, TellsOfAFileShorterThanTheMargin) {
   const json check = onlyCheck(reportOf({"--checks", "frame-rate", clip}));
   EXPECT_EQ(check.at("state"), "not-measured");
   EXPECT_NE(check.at("reason"), "");
-  EXPECT_EQ(check.at("result"),
-            (json{{"passed", false}, {"declaredFps", 25.0}, {"measuredFps", 0.0}}));
+  const json expected{{"passed", false}, {"declaredFps", 25.0}, {"measuredFps", 0.0}};
+  EXPECT_EQ(fieldsLike(expected, check.at("result")), expected);
 }
 
 TEST(Report, HasTheSameShapeForManyFiles) {
