@@ -114,7 +114,7 @@ TEST_F(Interrupted, ASecondSignalEndsAtOnceAndLeavesNothing) {
   command.out = Sink::unread;
   Process process(command);
   ASSERT_TRUE(process.waitFor("No such file"));
-  ASSERT_TRUE(process.waitUntilUnreadIsFull());
+  process.fillUnread();
   process.signal(SIGTERM);
   std::this_thread::sleep_for(kLater);
   EXPECT_EQ(filesIn(dir_).size(), 1U);  // the report's temporary name

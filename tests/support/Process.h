@@ -53,8 +53,8 @@ class Process {
   /// four minutes.
   bool waitFor(const std::string& text);
 
-  /// Waits until a pipe that the test leaves full is full; false after four minutes.
-  bool waitUntilUnreadIsFull() const;
+  /// Leaves no room for another byte in a pipe that the test does not read.
+  void fillUnread() const;
 
   /// Waits for the end. A process that takes over four minutes is killed.
   Finished wait() { return waitSending(0); }
