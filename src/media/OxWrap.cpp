@@ -310,13 +310,14 @@ void OxWrap::Buffering::route(ffmpeg::ScopedPacket& packet) {
     if (queue == nullptr) {
       return;
     }
+    // Read first: room that is made from here on ends the pause.
+    const unsigned changesBefore = changes_;
     if (loadShared(bufferState) != kBuffering || !isFull(*queue)) {
       if (OxPackets::packet_queue_put(queue, packet.get()) == 1) {
         packet.release();
       }
       return;
     }
-    const unsigned changesBefore = changes_;
     routing.unlock();
     setSupply(PacketSupply::unknown);
     control->pauseReader(kFullQueuePauseSeconds, [&] {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cmath>
 #include <fstream>
 #include <thread>
@@ -14,6 +13,7 @@
 
 #include "checks/PictureChecks.h"
 #include "support/FakeSleep.h"
+#include "support/WaitUntil.h"
 
 namespace {
 
@@ -275,14 +275,6 @@ TEST_F(PulldownCheck, HoldsToTheDefinitionOnFieldsThatFFmpegMakes) {
     const std::string source =
         "testsrc2=size=64x48:rate=24000/1001:duration=3," + std::string(filter) + ",format=yuv422p";
     expectTheDefinitionToHold(filteredClip(folder, "clip.mkv", {"-f", "lavfi", "-i", source}), 15);
-  }
-}
-
-template <typename Holds>
-void waitUntil(Holds holds) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!holds() && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
 }
 

@@ -21,7 +21,6 @@ extern "C" {
 
 namespace {
 
-using qatest::becomesTrue;
 using qatest::isOnScreen;
 using qatest::Pixels;
 
@@ -77,11 +76,11 @@ TEST(TimecodeScreen, HasTheFrameAndItsTimecodesWhileTheCheckRuns) {
                          {"ASAN_OPTIONS", "detect_leaks=0:strict_string_checks=0"}};
   qatest::Process program(command);
   ASSERT_TRUE(program.waitFor("shown\n"));
-  EXPECT_TRUE(becomesTrue([&] { return isOnScreen(server.screen(), picture); }));
-  EXPECT_TRUE(becomesTrue([&] { return isOnScreen(server.screen(), texts); }));
+  EXPECT_TRUE(qatest::awaitScreen([&] { return isOnScreen(server.screen(), picture); }));
+  EXPECT_TRUE(qatest::awaitScreen([&] { return isOnScreen(server.screen(), texts); }));
   program.signal(SIGUSR1);
   ASSERT_TRUE(program.waitFor("closed\n"));
-  EXPECT_TRUE(becomesTrue([&] { return !isOnScreen(server.screen(), texts); }));
+  EXPECT_TRUE(qatest::awaitScreen([&] { return !isOnScreen(server.screen(), texts); }));
   program.signal(SIGTERM);
   const qatest::Finished finished = program.wait();
   EXPECT_EQ(finished.code, 0) << finished.err;

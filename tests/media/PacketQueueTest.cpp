@@ -14,6 +14,7 @@
 #include <type_traits>
 
 #include "support/FakeSleep.h"
+#include "support/WaitUntil.h"
 
 extern "C" {
 #include <libavutil/mem.h>
@@ -79,6 +80,14 @@ class PacketQueueTest : public testing::Test {
 
   milliseconds since(Clock::time_point start) const {
     return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+  }
+
+  /// Returns while a getter is in that wait, counted from 1, or in a later one.
+  void awaitGetterInWait(int wait) {
+    EXPECT_TRUE(waitUntil([&] {
+      const boost::unique_lock<boost::mutex> lock(queue->mutex);
+      return queue->wait_count >= wait;
+    }));
   }
 
   PacketQueue* queue = nullptr;
@@ -195,9 +204,8 @@ TEST_F(PacketQueueTest, NothingIsQueuedWithoutMemory) {
 TEST_F(PacketQueueTest, ANonBlockingGetOnAnEmptyQueueLeavesThePacketAlone) {
   AVPacket packet{};
   packet.pts = 42;
-  const auto start = Clock::now();
+  const EndlessWaits noneIsMade;
   EXPECT_EQ(packet_queue_get(queue, &packet, 0), 0);
-  EXPECT_LT(since(start), milliseconds(900));
   EXPECT_EQ(packet.pts, 42);
   EXPECT_EQ(packet.data, nullptr);
 }
@@ -209,12 +217,17 @@ TEST_F(PacketQueueTest, ANullQueueGivesMinusOne) {
 }
 
 TEST_F(PacketQueueTest, ABlockingGetGivesUpAfterTwoWaitsOfASecond) {
-  AVPacket packet{};
-  const auto start = Clock::now();
-  EXPECT_EQ(packet_queue_get(queue, &packet, 1), -1);
-  EXPECT_GE(since(start), milliseconds(1950));
-  EXPECT_LT(since(start), milliseconds(2900));
-  EXPECT_EQ(queue->wait_count, 3);  // the third look found two waits made
+  auto shortest = milliseconds::max();
+  // A busy machine may be late; not every time.
+  for (int attempt = 0; attempt < 20 && shortest >= milliseconds(2900); ++attempt) {
+    AVPacket packet{};
+    const auto start = Clock::now();
+    EXPECT_EQ(packet_queue_get(queue, &packet, 1), -1);
+    shortest = std::min(shortest, since(start));
+    EXPECT_EQ(queue->wait_count, 3);  // the third look found two waits made
+  }
+  EXPECT_GE(shortest, milliseconds(1950));
+  EXPECT_LT(shortest, milliseconds(2900));
 }
 
 TEST_F(PacketQueueTest, EveryGetCountsItsOwnWaits) {
@@ -224,16 +237,15 @@ TEST_F(PacketQueueTest, EveryGetCountsItsOwnWaits) {
 }
 
 TEST_F(PacketQueueTest, APacketThatArrivesDuringEitherWaitEndsIt) {
-  for (const milliseconds delay : {milliseconds(200), milliseconds(1200)}) {
+  for (const int wait : {1, 2}) {
+    queue->wait_count = 0;
     std::thread producer([&] {
-      std::this_thread::sleep_for(delay);
+      awaitGetterInWait(wait);
       put(1);
     });
     AVPacket packet{};
-    const auto start = Clock::now();
     EXPECT_EQ(packet_queue_get(queue, &packet, 1), 1);
-    EXPECT_GE(since(start), delay - milliseconds(20));
-    EXPECT_LT(since(start), delay + milliseconds(600));
+    EXPECT_GE(queue->wait_count, wait);
     producer.join();
     av_packet_unref(&packet);
   }
@@ -337,32 +349,30 @@ TEST_F(PacketQueueTest, TheEndOfTheDataIsKnownAtOnce) {
   put(6);
   packet_queue_set_supply(queue, PacketSupply::ended);
   AVPacket packet{};
-  const auto start = Clock::now();
+  const EndlessWaits noneIsMade;
   ASSERT_EQ(packet_queue_get(queue, &packet, 1), 1);  // what is queued still comes
   av_packet_unref(&packet);
   EXPECT_EQ(packet_queue_get(queue, &packet, 1), -1);
   EXPECT_EQ(packet_queue_get(queue, &packet, 0), 0);
-  EXPECT_LT(since(start), milliseconds(900));
 }
 
 TEST_F(PacketQueueTest, TheEndOfTheDataWakesAGetterThatWaits) {
   packet_queue_set_supply(queue, PacketSupply::flowing);
+  const EndlessWaits noneRunsOut;
   std::thread producer([&] {
-    std::this_thread::sleep_for(milliseconds(100));
+    awaitGetterInWait(1);
     packet_queue_set_supply(queue, PacketSupply::ended);
   });
   AVPacket packet{};
-  const auto start = Clock::now();
   EXPECT_EQ(packet_queue_get(queue, &packet, 1), -1);
-  EXPECT_LT(since(start), milliseconds(700));
   producer.join();
 }
 
 TEST_F(PacketQueueTest, WhilePacketsFlowAGetterWaitsAsLongAsItTakes) {
-  const QuickWaits quick;  // two waits would be over after 20 ms
+  const QuickWaits quick;
   packet_queue_set_supply(queue, PacketSupply::flowing);
   std::thread producer([&] {
-    std::this_thread::sleep_for(milliseconds(300));
+    awaitGetterInWait(5);  // otherwise a get gives up after two
     put(1);
   });
   AVPacket packet{};

@@ -1,12 +1,11 @@
 #include "robustness/EveryCheck.h"
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <memory>
-#include <thread>
 
+#include "support/WaitUntil.h"
 #include "tester/QATester.h"
 
 namespace qatest {
@@ -14,8 +13,6 @@ namespace qatest {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::chrono::seconds kLongestGoing{10};
 
 template <typename... Numbers>
 std::string texts(Numbers... numbers) {
@@ -101,13 +98,11 @@ OpenThings openThings() {
 }
 
 OpenThings settledThings(const OpenThings& allowed) {
-  const auto deadline = std::chrono::steady_clock::now() + kLongestGoing;
   OpenThings now = openThings();
-  while ((now.descriptors > allowed.descriptors || now.threads > allowed.threads) &&
-         std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  waitUntil([&] {
     now = openThings();
-  }
+    return now.descriptors <= allowed.descriptors && now.threads <= allowed.threads;
+  });
   return now;
 }
 

@@ -25,8 +25,8 @@ struct OpenThings {
 };
 OpenThings openThings();
 
-/// What is open once everything on its way out has gone, so that at most `allowed` is left; a few
-/// seconds later at the latest.
+/// What is open once everything on its way out has gone, so that at most `allowed` is left, or
+/// will not go any more.
 OpenThings settledThings(const OpenThings& allowed);
 
 }  // namespace qatest

@@ -1,11 +1,15 @@
 #include "support/FakeSleep.h"
 
+#include <dlfcn.h>
+#include <pthread.h>
 #include <sys/time.h>
 #include <time.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <mutex>
 #include <thread>
@@ -29,6 +33,7 @@ std::vector<Pause> recorded;
 std::atomic<long> microsecondsBack{0};
 std::atomic<bool> startsAreShort{false};
 std::atomic<unsigned> heldSeconds{0};
+std::atomic<bool> waitsAreEndless{false};
 
 /// How many pauses other threads than the caller have made.
 std::size_t pausesOfOthers() {
@@ -57,6 +62,9 @@ extern "C" unsigned sleep(unsigned seconds) {
   {
     const std::lock_guard<std::mutex> lock(mutex);
     recorded.push_back({seconds, std::this_thread::get_id()});
+    if (std::getenv("QATESTER_TELL_PAUSES") != nullptr) {
+      std::fprintf(stderr, "pause of %u\n", seconds);
+    }
   }
   const std::size_t before = pausesOfOthers();
   const auto deadline = Clock::now() + kLongestStart;
@@ -80,6 +88,23 @@ extern "C" int gettimeofday(timeval* now, void*) noexcept {
   return 0;
 }
 
+// The two calls under the timed waits of Boost and of the standard library.
+extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                      const timespec* until) {
+  // An older function has the same name.
+  static const auto real = reinterpret_cast<decltype(&pthread_cond_timedwait)>(
+      dlvsym(RTLD_NEXT, "pthread_cond_timedwait", "GLIBC_2.3.2"));
+  return waitsAreEndless ? pthread_cond_wait(condition, mutex) : real(condition, mutex, until);
+}
+
+extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                      clockid_t clock, const timespec* until) {
+  static const auto real = reinterpret_cast<decltype(&pthread_cond_clockwait)>(
+      dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
+  return waitsAreEndless ? pthread_cond_wait(condition, mutex)
+                         : real(condition, mutex, clock, until);
+}
+
 namespace qatest {
 
 void clearPauses() {
@@ -101,6 +126,14 @@ QuickWaits::QuickWaits() {
 
 QuickWaits::~QuickWaits() {
   microsecondsBack = 0;
+}
+
+EndlessWaits::EndlessWaits() {
+  waitsAreEndless = true;
+}
+
+EndlessWaits::~EndlessWaits() {
+  waitsAreEndless = false;
 }
 
 TrueWaits::TrueWaits() : before_(microsecondsBack.exchange(0)) {}

@@ -7,7 +7,8 @@
 ///
 /// A start pause (500) lasts until some other thread has made a pause (the reader has filled a
 /// queue or reached the end of the file), as the real one practically always does, or two seconds.
-/// Every other pause lasts a few milliseconds.
+/// Every other pause lasts a few milliseconds. With QATESTER_TELL_PAUSES in the environment each is
+/// written to standard error, for a test that waits for one of another process.
 namespace qatest {
 
 /// Forgets what was recorded so far.
@@ -27,6 +28,16 @@ class QuickWaits {
   ~QuickWaits();
   QuickWaits(const QuickWaits&) = delete;
   QuickWaits& operator=(const QuickWaits&) = delete;
+};
+
+/// While one lives, a timed wait for a condition does not end by its time: what waits for nothing
+/// hangs, and a test need not look at a clock. Only one at a time.
+class EndlessWaits {
+ public:
+  EndlessWaits();
+  ~EndlessWaits();
+  EndlessWaits(const EndlessWaits&) = delete;
+  EndlessWaits& operator=(const EndlessWaits&) = delete;
 };
 
 /// While one lives, there are no quick waits, even if a `QuickWaits` lives longer.

@@ -23,8 +23,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr seconds kLongestWait{60};
-constexpr seconds kLongestRun{120};
+/// After so long, what has not come will not come any more, on however busy a machine.
+constexpr seconds kLongestWait{240};
+constexpr milliseconds kBetweenSignals{500};
 
 /// The two ends of what connects an output with the test; -1: there is none.
 struct Ends {
@@ -178,13 +179,27 @@ bool Process::waitFor(const std::string& text) {
   return true;
 }
 
-Finished Process::wait() {
-  const auto deadline = Clock::now() + kLongestRun;
+void Process::fillUnread() const {
+  // A pipe's end that reads can be opened once more to write.
+  const std::string end = "/proc/self/fd/" + std::to_string(unread_);
+  const int writable = open(end.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  while (write(writable, "x", 1) == 1) {
+  }
+  close(writable);
+}
+
+Finished Process::waitSending(int signal) {
+  const auto deadline = Clock::now() + kLongestWait;
+  auto nextSignal = Clock::now();
   int status = 0;
   bool ended = false;
   while (isOpen() || !ended) {
     if (Clock::now() > deadline) {
       kill(pid_, SIGKILL);
+    }
+    if (signal != 0 && !ended && Clock::now() >= nextSignal) {
+      kill(pid_, signal);
+      nextSignal = Clock::now() + kBetweenSignals;
     }
     read(milliseconds(20));
     ended = ended || waitpid(pid_, &status, WNOHANG) == pid_;

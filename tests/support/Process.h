@@ -50,11 +50,17 @@ class Process {
   void signal(int number) const;
 
   /// Reads on until both outputs together hold `text`; false when the process ends before, or after
-  /// a minute.
+  /// four minutes.
   bool waitFor(const std::string& text);
 
-  /// Waits for the end. A process that takes over two minutes is killed.
-  Finished wait();
+  /// Leaves no room for another byte in a pipe that the test does not read.
+  void fillUnread() const;
+
+  /// Waits for the end. A process that takes over four minutes is killed.
+  Finished wait() { return waitSending(0); }
+
+  /// Waits for the end, and sends a signal twice a second until it has come. 0: none.
+  Finished waitSending(int signal);
 
   pid_t pid() const { return pid_; }
 

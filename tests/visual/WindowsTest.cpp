@@ -11,7 +11,6 @@
 
 namespace {
 
-using qatest::becomesTrue;
 using qatest::isOnScreen;
 using qatest::Pixels;
 using qatest::Process;
@@ -82,10 +81,10 @@ TEST_P(WindowsTest, AppearsOnTheScreenAndGoes) {
   command.environment["ASAN_OPTIONS"] = "detect_leaks=0:strict_string_checks=0";
   Process program(command);
   ASSERT_TRUE(program.waitFor("shown\n"));
-  EXPECT_TRUE(becomesTrue([&] { return isOnScreen(server.screen(), canvas); }));
+  EXPECT_TRUE(qatest::awaitScreen([&] { return isOnScreen(server.screen(), canvas); }));
   program.signal(SIGUSR1);
   ASSERT_TRUE(program.waitFor("closed\n"));
-  EXPECT_TRUE(becomesTrue([&] { return !isOnScreen(server.screen(), canvas); }));
+  EXPECT_TRUE(qatest::awaitScreen([&] { return !isOnScreen(server.screen(), canvas); }));
   program.signal(SIGTERM);
   const qatest::Finished finished = program.wait();
   EXPECT_EQ(finished.code, 0) << finished.err;

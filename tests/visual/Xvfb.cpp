@@ -7,12 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 namespace qatest {
 
@@ -68,8 +66,10 @@ Xvfb::Xvfb() {
     const int quiet = open("/dev/null", O_RDWR);
     dup2(quiet, STDERR_FILENO);
     dup2(ends[1], STDOUT_FILENO);
+    // A client that asks whether there is a server leaves again: a server without clients starts
+    // anew, and whoever has just connected is cut off.
     execl(path.c_str(), "Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-fbdir",
-          folder.c_str(), "-nolisten", "tcp", static_cast<char*>(nullptr));
+          folder.c_str(), "-nolisten", "tcp", "-noreset", static_cast<char*>(nullptr));
     _exit(127);
   }
   close(ends[1]);
@@ -101,11 +101,13 @@ Pixels Xvfb::screen() const {
     throw std::runtime_error("the screen's file is too short");
   }
   Pixels pixels{static_cast<int>(width), static_cast<int>(height), {}};
+  pixels.bytes.resize(3 * width * height);
+  auto next = pixels.bytes.begin();
   for (std::size_t y = 0; y < height; ++y) {
     for (std::size_t x = 0; x < width; ++x) {
       const auto pixel =
           file.begin() + static_cast<std::ptrdiff_t>(rows + y * bytesPerLine + 4 * x);
-      pixels.bytes.insert(pixels.bytes.end(), pixel, pixel + 3);
+      next = std::copy(pixel, pixel + 3, next);
     }
   }
   return pixels;
@@ -143,18 +145,6 @@ bool isOnScreen(const Pixels& screen, const Pixels& canvas) {
     }
   }
   return false;
-}
-
-bool becomesTrue(const std::function<bool()>& condition) {
-  constexpr std::chrono::seconds kLongestWait{60};
-  const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  return true;
 }
 
 }  // namespace qatest

@@ -2,10 +2,10 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <string>
 
 #include "support/TempDir.h"
+#include "support/WaitUntil.h"
 #include "visual/Canvases.h"
 
 namespace qatest {
@@ -36,7 +36,11 @@ class Xvfb {
 /// Whether the canvas is anywhere on the screen, pixel by pixel.
 bool isOnScreen(const Pixels& screen, const Pixels& canvas);
 
-/// Waits until a condition is true; false when it has not become so for long.
-bool becomesTrue(const std::function<bool()>& condition);
+/// Waits until a condition on a screen holds. To look at a screen takes long: between two looks it
+/// leaves the processor to those who draw.
+template <typename Condition>
+bool awaitScreen(Condition condition) {
+  return waitUntil(condition, std::chrono::milliseconds(50));
+}
 
 }  // namespace qatest
