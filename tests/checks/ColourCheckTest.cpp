@@ -341,7 +341,7 @@ TYPED_TEST(ColourCheck, LimitsAreStrictForEveryChannelOnEitherSide) {
       EXPECT_EQ(check<TypeParam>(tester).passed, c.passes)
           << colour.u << " " << colour.v << ": " << c.min << " to " << c.max;
       const QALimits& limits = tester.outcomes.at(0).limits.at(0);
-      EXPECT_EQ(limits.channels, "RGB");
+      EXPECT_EQ(limits.of, "RGB");
       EXPECT_EQ(limits.min, c.min);
       EXPECT_EQ(limits.max, c.max);
     }

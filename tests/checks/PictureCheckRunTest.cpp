@@ -77,7 +77,7 @@ TEST(PictureCheckRun, PlainConstructorMeasuresAHundredPicturesBehindFiveSecondsW
     EXPECT_EQ(tester.listener.failures, 0);
     ASSERT_EQ(tester.outcomes.size(), 1U);
     const QACheckOutcome& outcome = tester.outcomes[0];
-    EXPECT_EQ(outcome.check, check.tag);
+    EXPECT_EQ(outcome.tag, check.tag);
     EXPECT_TRUE(outcome.opened);
     EXPECT_TRUE(outcome.measured);
     EXPECT_FALSE(outcome.stopped);
