@@ -59,7 +59,7 @@ class ActingListener : public QAListener {
 };
 
 /// All that a client gets of a run.
-struct Run {
+struct Session {
   std::vector<QACheckOutcome> outcomes;
   std::vector<QACheckOutcome> sunk;
   std::vector<QAProgress> progress;
@@ -80,10 +80,10 @@ struct Wish {
   std::function<void(const QAProgress&)> onProgress = {};
 };
 
-Run run(const std::string& file, const Wish& wish = {}) {
+Session run(const std::string& file, const Wish& wish = {}) {
   const TempDir folder;
   writeFile(folder.file("settings"), wish.settings);
-  Run result;
+  Session result;
   QATesterOptions options;
   options.pauses = wish.pauses;
   options.lookup = QALookup::stored;
@@ -118,13 +118,13 @@ Names namesOf(const std::vector<QACheckOutcome>& outcomes) {
   return names;
 }
 
-const QACheckOutcome& outcomeOf(const Run& run, const std::string& name) {
+const QACheckOutcome& outcomeOf(const Session& run, const std::string& name) {
   return *std::find_if(run.outcomes.begin(), run.outcomes.end(),
                        [&](const QACheckOutcome& one) { return one.name == name; });
 }
 
 /// Of each of `names` but the given ones: equal in both runs.
-void expectSameBut(const Run& found, const Run& expected, const Names& without) {
+void expectSameBut(const Session& found, const Session& expected, const Names& without) {
   ASSERT_EQ(namesOf(found.outcomes), namesOf(expected.outcomes));
   for (std::size_t i = 0; i < found.outcomes.size(); ++i) {
     const QACheckOutcome& outcome = found.outcomes[i];
@@ -155,7 +155,7 @@ TEST_P(RunChecksPasses, OutcomesComeInTheOrderOfTheNames) {
   for (const Names& names :
        {checkNames(), backwards, Names{"phase", "chroma", "valid", "levels"}, Names{"timecode"},
         Names{"drop-no-drop"}, Names{}}) {
-    const Run all = run(clip_, {.names = names, .passes = GetParam()});
+    const Session all = run(clip_, {.names = names, .passes = GetParam()});
     EXPECT_EQ(namesOf(all.outcomes), names);
     EXPECT_EQ(textsOf(all.sunk), textsOf(all.outcomes));
   }
@@ -163,12 +163,12 @@ TEST_P(RunChecksPasses, OutcomesComeInTheOrderOfTheNames) {
 
 TEST_P(RunChecksPasses, NameThatIsGivenTwiceIsRunTwice) {
   const Names names = {"tearing", "mono", "tearing", "mono", "drop-no-drop", "drop-no-drop"};
-  const Run twice = run(clip_, {.names = names, .passes = GetParam()});
+  const Session twice = run(clip_, {.names = names, .passes = GetParam()});
   ASSERT_EQ(namesOf(twice.outcomes), names);
   EXPECT_TRUE(twice.outcomes[0].measured);
   EXPECT_EQ(textOf(twice.outcomes[2]), textOf(twice.outcomes[0]));
   EXPECT_EQ(textOf(twice.outcomes[3]), textOf(twice.outcomes[1]));
-  const Run once = run(clip_, {.names = {"tearing"}, .passes = GetParam()});
+  const Session once = run(clip_, {.names = {"tearing"}, .passes = GetParam()});
   EXPECT_EQ(textOf(once.outcomes.at(0)), textOf(twice.outcomes[0]));
 }
 
@@ -188,7 +188,7 @@ TEST_P(RunChecksPasses, UnknownNameThrowsBeforeAnythingIsRun) {
 TEST_P(RunChecksPasses, StopBeforeTheBeginIsTheReasonOfAll) {
   std::stop_source stop;
   stop.request_stop();
-  const Run stopped = run(clip_, {.passes = GetParam(), .stop = stop.get_token()});
+  const Session stopped = run(clip_, {.passes = GetParam(), .stop = stop.get_token()});
   EXPECT_EQ(namesOf(stopped.outcomes), checkNames());
   for (const QACheckOutcome& outcome : stopped.outcomes) {
     EXPECT_EQ(outcome.state, QAState::notMeasured) << outcome.name;
@@ -204,7 +204,7 @@ TEST_P(RunChecksPasses, StopOnTheWayEndsWhatRunsAndWhatHasNotBegun) {
   std::stop_source stop;
   ActingListener listener;
   listener.actions["tearing"] = [&] { stop.request_stop(); };
-  const Run stopped =
+  const Session stopped =
       run(clip_, {.names = {"valid", "tearing", "levels"},
                   .passes = GetParam(),
                   .listener = &listener,
@@ -218,7 +218,7 @@ TEST_P(RunChecksPasses, StopOnTheWayEndsWhatRunsAndWhatHasNotBegun) {
 TEST_P(RunChecksPasses, ProgressIsThatOfEachCheckAndTheWholeNeverFallsAndEndsAt100) {
   for (const Names& names : {checkNames(), Names{"levels", "tearing"}, Names{"mono", "phase"},
                              Names{"transitions"}, Names{"drop-no-drop"}}) {
-    const Run all = run(clip_, {.names = names, .passes = GetParam()});
+    const Session all = run(clip_, {.names = names, .passes = GetParam()});
     std::map<std::string, std::vector<int>> percents;
     int whole = 0;
     for (const QAProgress& one : all.progress) {
@@ -251,8 +251,8 @@ INSTANTIATE_TEST_SUITE_P(, RunChecksClips, testing::ValuesIn(clipKinds()), [](co
 TEST_P(RunChecksClips, OneReadingFindsWhatReadingsOfTheirOwnFind) {
   const TempDir folder;
   const std::string file = makeClip(folder, GetParam().fileName, GetParam().spec);
-  const Run one = run(file);
-  const Run each = run(file, {.passes = QAPasses::each});
+  const Session one = run(file);
+  const Session each = run(file, {.passes = QAPasses::each});
   EXPECT_EQ(textsOf(one.outcomes), textsOf(each.outcomes));
   EXPECT_EQ(one.console, each.console) << "lines of a check stand together";
 }
@@ -263,8 +263,8 @@ TEST_F(RunChecks, OneReadingFindsTheSameInFilesThatAreCutOrNone) {
        {truncatedCopy(folder_, "cut.mkv", clip_, bytes / 2), folder_.file("none.mov"),
         makeClip(folder_, "silent.mkv", {.video = {ffv1(20)}})}) {
     for (const int slate : {0, 1, 9}) {
-      const Run one = run(file, {.settings = smallBudgets(30, slate)});
-      const Run each = run(file, {.passes = QAPasses::each, .settings = smallBudgets(30, slate)});
+      const Session one = run(file, {.settings = smallBudgets(30, slate)});
+      const Session each = run(file, {.passes = QAPasses::each, .settings = smallBudgets(30, slate)});
       EXPECT_EQ(textsOf(one.outcomes), textsOf(each.outcomes)) << file;
       EXPECT_EQ(one.console, each.console) << file;
     }
@@ -274,10 +274,10 @@ TEST_F(RunChecks, OneReadingFindsTheSameInFilesThatAreCutOrNone) {
 TEST_F(RunChecks, FixedPausesAreThoseOfChecksThatAreRunOneByOne) {
   const Names names = {"tearing", "levels", "pulldown"};
   clearPauses();
-  const Run together = run(clip_, {.names = names, .pauses = QAPauses::fixed});
+  const Session together = run(clip_, {.names = names, .pauses = QAPauses::fixed});
   const std::vector<unsigned> pauses = callerPauses();
   EXPECT_EQ(pauses, (std::vector<unsigned>{500, 100, 500, 100, 500, 100}));
-  const Run ready = run(clip_, {.names = names});
+  const Session ready = run(clip_, {.names = names});
   EXPECT_EQ(textsOf(together.outcomes), textsOf(ready.outcomes));
   EXPECT_EQ(together.console, ready.console);
 }
@@ -354,7 +354,7 @@ const std::map<std::string, std::function<QAValues(QATester&)>>& members() {
 
 TEST_F(RunChecks, MembersGiveTheRecordsThatOutcomesHave) {
   for (const std::string& file : {clip_, folder_.file("none.mov")}) {
-    const Run all = run(file);
+    const Session all = run(file);
     for (const QACheckOutcome& outcome : all.outcomes) {
       SCOPED_TRACE(outcome.name);
       LoggedTester tester(file, stored(), smallBudgets(10, 1));
@@ -380,7 +380,7 @@ struct Ending {
 };
 
 TEST_P(RunChecksPasses, CheckWhoseListenerThrowsEndsAlone) {
-  const Run whole = run(clip_, {.passes = GetParam()});
+  const Session whole = run(clip_, {.passes = GetParam()});
   const Ending endings[] = {
       {"tearing", [] { throw std::runtime_error("deaf"); }, "deaf"},
       {"frame-rate", [] { throw std::bad_alloc(); }, "out of memory"},
@@ -392,7 +392,7 @@ TEST_P(RunChecksPasses, CheckWhoseListenerThrowsEndsAlone) {
     SCOPED_TRACE(ending.slot);
     ActingListener listener;
     listener.actions[ending.slot] = ending.action;
-    const Run cut = run(clip_, {.passes = GetParam(), .listener = &listener});
+    const Session cut = run(clip_, {.passes = GetParam(), .listener = &listener});
     const QACheckOutcome& outcome = outcomeOf(cut, ending.slot);
     EXPECT_NE(outcome.error, nullptr);
     EXPECT_EQ(outcome.state, QAState::notMeasured);
@@ -405,10 +405,10 @@ TEST_P(RunChecksPasses, CheckWhoseListenerThrowsEndsAlone) {
 }
 
 TEST_P(RunChecksPasses, LoudnessGoesOnWithItsOwnWayOfExceptions) {
-  const Run whole = run(clip_, {.passes = GetParam()});
+  const Session whole = run(clip_, {.passes = GetParam()});
   ActingListener listener;
   listener.actions["loudness"] = [] { throw std::runtime_error("deaf"); };
-  const Run cut = run(clip_, {.passes = GetParam(), .listener = &listener});
+  const Session cut = run(clip_, {.passes = GetParam(), .listener = &listener});
   const QACheckOutcome& outcome = outcomeOf(cut, "loudness");
   EXPECT_EQ(outcome.error, nullptr);
   EXPECT_EQ(outcome.reason, "cut short by an exception: deaf");
@@ -417,8 +417,8 @@ TEST_P(RunChecksPasses, LoudnessGoesOnWithItsOwnWayOfExceptions) {
 }
 
 TEST_P(RunChecksPasses, ProgressSinkThatThrowsEndsTheCheckThatHasComeFurther) {
-  const Run whole = run(clip_, {.passes = GetParam()});
-  const Run cut =
+  const Session whole = run(clip_, {.passes = GetParam()});
+  const Session cut =
       run(clip_, {.passes = GetParam(), .onProgress = [](const QAProgress& progress) {
                     if (progress.check == "gamut" && progress.percent > 0) {
                       throw std::runtime_error("no more");
@@ -430,8 +430,8 @@ TEST_P(RunChecksPasses, ProgressSinkThatThrowsEndsTheCheckThatHasComeFurther) {
 }
 
 TEST_P(RunChecksPasses, OutcomeSinkThatThrowsIsInThatOutcomeAndNowhereElse) {
-  const Run whole = run(clip_, {.passes = GetParam()});
-  const Run cut = run(clip_, {.passes = GetParam(), .onOutcome = [](const QACheckOutcome& outcome) {
+  const Session whole = run(clip_, {.passes = GetParam()});
+  const Session cut = run(clip_, {.passes = GetParam(), .onOutcome = [](const QACheckOutcome& outcome) {
                                 if (outcome.name == "tearing") {
                                   throw std::runtime_error("full");
                                 }
@@ -445,10 +445,10 @@ TEST_P(RunChecksPasses, OutcomeSinkThatThrowsIsInThatOutcomeAndNowhereElse) {
 
 TEST_P(RunChecksPasses, PictureFileThatCannotBeWrittenIsReportedOnce) {
   writeFile(folder_.file("shots"), "");
-  const Run drawn = run(clip_, {.passes = GetParam(),
+  const Session drawn = run(clip_, {.passes = GetParam(),
                                 .displays = QADisplays::pictures,
                                 .displayFolder = folder_.file("shots")});
-  const Run plain = run(clip_, {.passes = GetParam()});
+  const Session plain = run(clip_, {.passes = GetParam()});
   EXPECT_EQ(textsOf(drawn.outcomes), textsOf(plain.outcomes));
   const std::size_t first = drawn.console.find("displays: cannot write the picture \"");
   ASSERT_NE(first, std::string::npos) << drawn.console;
