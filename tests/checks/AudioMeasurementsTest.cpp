@@ -11,8 +11,8 @@
 #include "checks/audio/Loudness.h"
 #include "checks/audio/Mono.h"
 #include "checks/audio/Phase.h"
-#include "media/SampleValues.h"
 #include "foundation/Settings.h"
+#include "media/SampleValues.h"
 #include "support/Blocks.h"
 #include "support/Sanitized.h"
 #include "support/Values.h"
@@ -198,6 +198,33 @@ TEST(LevelMeasurement, EntriesThatDoNotExistAreLeftOut) {
   ASSERT_EQ(record->count, 2U);
   EXPECT_EQ(entries[0].maxLevel, 20.0F * std::log10(1000.0F) - 98.0906F);
   EXPECT_EQ(entries[1].maxLevel, 20.0F * std::log10(100.0F) - 98.0906F);
+}
+
+TEST(LevelMeasurement, ChannelsAreThoseThatTheStreamHadBeforeTheBlockWasDecoded) {
+  const std::vector<int16_t> values = {1000, 3000, 1000, 3000};
+  struct {
+    int before;
+    int after;
+    float first;
+    float second;  ///< magnitudes; 0: nothing is measured
+  } const cases[] = {
+      {2, 2, 1000.0F, 3000.0F},
+      {2, 1, 3000.0F, 0.0F},  // there is no second channel any more
+      {1, 2, 3000.0F, 0.0F},  // all values go into the entry of the stream's number
+  };
+  for (const auto& c : cases) {
+    qatester::LevelsMeasurement levels(-100, 0);
+    levels.begin({.streams = 1, .channels = 2, .cycles = 1});
+    levels.add(0, 0, AudioBlock(ownBlock(values), c.after, c.before));
+    levels.conclude();
+    const std::unique_ptr<QA_AudioLevels> record(levels.verdict());
+    const std::unique_ptr<QA_ChannelLevel[]> entries(record->levels);
+    const auto levelOf = [](float magnitude) {
+      return magnitude == 0.0F ? 0.0F : 20.0F * std::log10(magnitude) - 98.0906F;
+    };
+    EXPECT_EQ(entries[0].maxLevel, levelOf(c.first)) << c.before << " to " << c.after;
+    EXPECT_EQ(entries[1].maxLevel, levelOf(c.second)) << c.before << " to " << c.after;
+  }
 }
 
 TEST(LevelMeasurement, WithoutChannelsTheRecordIsEmpty) {
