@@ -51,13 +51,13 @@ class Pictures {
       if (!yuv.valid) {
         throw std::runtime_error(name + ": too few pictures");
       }
-      const qatester::DecodedPicture picture(*video, yuv);
-      const GreyPicture& grey = greys_.emplace_back();
-      makeGrey(picture, greys_.back());
+      qatester::PictureMaker maker(*video);
+      const qatester::DecodedPicture picture(maker, yuv);
+      const GreyPicture& grey = greys_.emplace_back(*picture.grey());
       Image& greyImage = greyImages_.emplace_back(
           cvCreateImage(cvSize(grey.width(), grey.height()), IPL_DEPTH_8U, 1));
       std::copy_n(grey.row(0), grey.size(), greyImage->imageData);
-      const qatester::ConvertedPicture converted = picture.converted();
+      const qatester::ConvertedPicture& converted = picture.converted();
       Image& image = colours_.emplace_back(
           cvCreateImage(cvSize(picture.width(), picture.height()), IPL_DEPTH_8U, 3));
       std::copy_n(converted.record().buffer, image->imageSize, image->imageData);
@@ -308,10 +308,8 @@ void pulldown(benchmark::State& state, const char* clip) {
   std::size_t steps = 0;
   run(state, clip, [&](Pictures& pictures) {
     // The copy of a picture stands for the making of it.
-    benchmark::DoNotOptimize(measurement.addGrey([&](GreyPicture& grey) {
-      grey = pictures.grey(Still ? steps % 10 : 0);
-      return true;
-    }));
+    benchmark::DoNotOptimize(measurement.addGrey(
+        std::make_shared<const GreyPicture>(pictures.grey(Still ? steps % 10 : 0))));
     ++steps;
   });
 }

@@ -28,11 +28,11 @@ std::shared_ptr<const GreyPicture> DecodedPicture::grey(const GreyRowsReady& rea
     }
     return grey_;
   }
-  greyTried_ = true;
   const std::shared_ptr<GreyPicture> made = maker_.blankGrey();
   if (makeGrey(maker_.converter(), yuv_, *made, ready)) {
     grey_ = made;
   }
+  greyTried_ = true;  // not of one that an exception kept from being made: others may ask again
   return grey_;
 }
 

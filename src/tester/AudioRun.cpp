@@ -304,6 +304,9 @@ double AudioRun::share() const {
   if (hasEnded()) {
     return 1.0;
   }
+  if (streams_.empty()) {
+    return 0.0;
+  }
   constexpr double kSlateShare = 0.5;
   if (phase_ == Phase::slate) {
     const auto slate = static_cast<double>(std::max<int64_t>(1, slate_));

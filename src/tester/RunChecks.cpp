@@ -86,6 +86,7 @@ class Group final : public Steps {
       step();
       tellProgress(run);
     } catch (...) {
+      run.closeAfterException();
       loseBecause(run, std::current_exception());
     }
     run.outcome().seconds +=

@@ -169,6 +169,9 @@ double VideoRun::share() const {
   if (hasEnded()) {
     return 1.0;
   }
+  if (video_ == nullptr) {
+    return 0.0;
+  }
   const double wanted = static_cast<double>(slate_) + std::max(1, budget_);
   const double left = phase_ == Phase::slate ? slateLeft_ + budget_ : budget_ - index_;
   return std::clamp(1.0 - left / wanted, 0.0, 1.0);

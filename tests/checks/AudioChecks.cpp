@@ -348,21 +348,6 @@ std::vector<float> percentsOf(int budget) {
   return percents;
 }
 
-double figure(const QACheckOutcome& outcome, const std::string& name) {
-  for (const QAFigure& one : outcome.figures) {
-    if (one.name == name) {
-      return one.value;
-    }
-  }
-  return std::numeric_limits<double>::quiet_NaN();
-}
-
-SampleFunction codes(CodeFunction code, int bits) {
-  return [code = std::move(code), bits](int channel, int64_t index) {
-    return std::ldexp(static_cast<double>(code(channel, index)), 1 - bits);
-  };
-}
-
 SampleFunction bytes(CodeFunction byte) {
   return codes(
       [byte = std::move(byte)](int channel, int64_t index) { return byte(channel, index) - 128; },
@@ -376,15 +361,6 @@ int64_t noise(int seed, int64_t index, int bits) {
   word = (word ^ (word >> 27)) * 0x94D049BB133111EBU;
   word ^= word >> 31;
   return static_cast<int64_t>(word >> (64 - bits)) - (int64_t{1} << (bits - 1));
-}
-
-AudioSpec quickSound(int channels, SampleFunction sample, const std::string& encoder,
-                     double seconds) {
-  AudioSpec spec = audio(encoder, channels, seconds);
-  spec.rate = kQuickRate;
-  spec.samplesPerPacket = kQuickBlock;
-  spec.sample = std::move(sample);
-  return spec;
 }
 
 PacketEdit cutLaterPackets(int instants, int bytes) {
@@ -616,10 +592,10 @@ void expectTheDefinitionToHold(const std::string& file) {
   const ExpectedPhase phase = expectedPhase(sound, {.cycles = 3, .slateSeconds = 1});
   EXPECT_EQ(checkPhase(tester), phase.passed);
   if (mono.compared > 0) {
-    EXPECT_EQ(figure(tester.outcomes.at(2), "matchingBlocks"), mono.matching);
+    EXPECT_EQ(numberOf(tester.outcomes.at(2), "matchingBlocks"), mono.matching);
   }
   if (phase.compared > 0) {
-    EXPECT_EQ(figure(tester.outcomes.at(3), "meanLag"), static_cast<double>(phase.meanLag));
+    EXPECT_EQ(numberOf(tester.outcomes.at(3), "meanLag"), static_cast<double>(phase.meanLag));
   }
 }
 

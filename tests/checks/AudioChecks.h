@@ -9,6 +9,8 @@
 
 #include "support/Clips.h"
 #include "support/LoggedTester.h"
+#include "support/QuickSound.h"
+#include "support/Values.h"
 #include "tester/QATester.h"
 
 /// The four audio checks, for tests that hold for all of them, and what sounds should give, worked
@@ -48,28 +50,13 @@ std::string quick(const AudioCheck& check, int budget, int slateSeconds = 0);
 /// The percents that a check of this budget sends, when it measures as much.
 std::vector<float> percentsOf(int budget);
 
-/// A figure of a check's outcome; not a number when it is not there.
-double figure(const QACheckOutcome& outcome, const std::string& name);
-
-// Sounds. Streams of `quickSound` have 125 blocks a second.
-
-constexpr int kQuickRate = 8000;
-constexpr int kQuickBlock = 64;  ///< instants
-
-/// The code value of a sample.
-using CodeFunction = std::function<int64_t(int channel, int64_t index)>;
-
-SampleFunction codes(CodeFunction code, int bits = 16);
+// Sounds.
 
 /// 8-bit samples by their bytes, 0 to 255.
 SampleFunction bytes(CodeFunction byte);
 
 /// Noise over the whole range of `bits`; another for each seed.
 int64_t noise(int seed, int64_t index, int bits = 16);
-
-/// The half second keeps the declared duration, in whole seconds, clear of rounding: 2 s.
-AudioSpec quickSound(int channels, SampleFunction sample, const std::string& encoder = "pcm_s16le",
-                     double seconds = 2.5);
 
 /// Makes each packet from the second on hold `instants` only; `bytes` are those of an instant.
 PacketEdit cutLaterPackets(int instants, int bytes);

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "checks/AudioChecks.h"
+#include "support/FakeSleep.h"
 #include "visual/OpenCVDouble.h"
 
 namespace {
@@ -17,8 +20,9 @@ class AudioWindows : public testing::Test {
 
   /// Runs the check on a clip of which it compares `kBudget` blocks.
   std::vector<double> runOn(const AudioCheck& check, QADisplays displays,
-                            const std::string& settings = "") {
-    QATesterOptions options = stored();
+                            const std::string& settings = "",
+                            QAPauses pauses = QAPauses::untilReady) {
+    QATesterOptions options = stored(pauses);
     options.displays = displays;
     options.displayFolder = folder_.file("pictures");
     LoggedTester tester(clip_, options, quick(check, kBudget) + settings);
@@ -30,7 +34,7 @@ class AudioWindows : public testing::Test {
   const AudioCheck& mono_ = audioChecks()[2];
   const AudioCheck& phase_ = audioChecks()[3];
 
- private:
+ protected:
   TempDir folder_;
   std::string clip_ = makeClip(folder_, "sound.nut", {.audio = {quickSound(2, clipSample)}});
 };
@@ -91,6 +95,36 @@ TEST_F(AudioWindows, WindowThatThrowsOrIsMissingDoesNotDisturbTheCheck) {
     EXPECT_EQ(openCVCalls().imagesReleased, openCVCalls().imagesMade);
     clearOpenCV();
   }
+}
+
+TEST_F(AudioWindows, WindowThatThrowsIsFollowedByALongPauseUnlessUntilReady) {
+  const WindowSystem system(WindowSystem::State::available);
+  for (const AudioCheck& check : {mono_, phase_}) {
+    clearOpenCV();
+    letShowingThrow();
+    clearPauses();
+    runOn(check, QADisplays::windows, "", QAPauses::fixed);
+    EXPECT_EQ(windowsShown().size(), std::size_t{kBudget});
+    EXPECT_EQ(callerPauses(), (std::vector<unsigned>{500, 1000, 1000, 1000, 100})) << check.tag;
+    clearPauses();
+    runOn(check, QADisplays::windows);
+    EXPECT_EQ(callerPauses(), std::vector<unsigned>()) << check.tag;
+  }
+}
+
+TEST_F(AudioWindows, AreClosedWhenTheCheckEndsInAnException) {
+  struct Throwing : RecordingListener {
+    void onPercent(float) override { throw std::runtime_error("enough"); }
+  } listener;
+  const WindowSystem system(WindowSystem::State::available);
+  writeFile(folder_.file("settings"), quick(mono_, kBudget));
+  QATesterOptions options = stored();
+  options.displays = QADisplays::windows;
+  QATester tester(clip_.c_str(), &listener, folder_.file("settings").c_str(), "", options);
+  EXPECT_THROW(tester.checkMono(), std::runtime_error);
+  EXPECT_EQ(openCVCalls().windowsDestroyed, 1);
+  EXPECT_NE(tester.runChecks({"mono"}).at(0).error, nullptr);
+  EXPECT_EQ(openCVCalls().windowsDestroyed, 2);
 }
 
 }  // namespace

@@ -81,10 +81,10 @@ TEST(ChromaCheck, TellsItsLimits) {
   check<ChromaCheck>(tester);
   const std::vector<QALimits>& limits = tester.outcomes.at(0).limits;
   ASSERT_EQ(limits.size(), 2U);
-  EXPECT_EQ(limits[0].channels, "RGB");
+  EXPECT_EQ(limits[0].of, "RGB");
   EXPECT_EQ(limits[0].min, 0);
   EXPECT_EQ(limits[0].max, 255);
-  EXPECT_EQ(limits[1].channels, "Y");
+  EXPECT_EQ(limits[1].of, "Y");
   EXPECT_EQ(limits[1].min, 16);
   EXPECT_EQ(limits[1].max, 235);
 }

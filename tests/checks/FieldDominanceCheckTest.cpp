@@ -10,6 +10,7 @@
 #include "support/FakeSleep.h"
 #include "support/LoggedTester.h"
 #include "support/TempDir.h"
+#include "support/Values.h"
 
 namespace {
 
@@ -124,7 +125,10 @@ TEST(FieldDominanceMeasurement, StartsAnew) {
   EXPECT_EQ(measurement.verdict().frameType, kProgressive);
   QACheckOutcome outcome;
   measurement.describe(outcome);
-  EXPECT_EQ(outcome.figures.at(0).value, 0.0);
+  outcome = {};
+  outcome.began = true;
+  measurement.describe(outcome);
+  EXPECT_EQ(numberOf(outcome, "interlaced"), 0.0);
 }
 
 // Whole runs.
@@ -138,14 +142,9 @@ std::string quick(int budget) {
   return "QATesterSlateSeconds=0\nFieldFrameChecks=" + std::to_string(budget) + "\n";
 }
 
-/// A figure of the only outcome; -1 without it.
-double figureOf(const LoggedTester& tester, const std::string& name) {
-  for (const QAFigure& figure : tester.outcomes.at(0).figures) {
-    if (figure.name == name) {
-      return figure.value;
-    }
-  }
-  return -1.0;
+/// A number of the only outcome.
+double figureOf(const LoggedTester& tester, const std::string& key) {
+  return numberOf(tester.outcomes.at(0), key);
 }
 
 enum class Scan { progressive, topFirst, bottomFirst };
@@ -185,7 +184,7 @@ TEST(FieldDominanceCheck, PlainConstructorMeasuresAHundredFramesBehindFiveSecond
   EXPECT_EQ(tester.listener.progress.size(), 1U);
   EXPECT_TRUE(tester.listener.messages.empty());
   EXPECT_EQ(tester.listener.failures, 0);
-  EXPECT_EQ(tester.outcomes.at(0).check, "QAFieldDominance");
+  EXPECT_EQ(tester.outcomes.at(0).tag, "QAFieldDominance");
   EXPECT_EQ(tester.outcomes.at(0).count, 100);
 }
 

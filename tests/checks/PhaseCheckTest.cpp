@@ -23,7 +23,7 @@ Verdict phaseOf(const std::string& file, const std::string& settings = "", int b
       "QATesterSlateSeconds=0\nPhaseFrameChecks=" + std::to_string(budget) + "\n" + settings);
   const bool passed = checkPhase(tester);
   const QACheckOutcome& outcome = tester.outcomes.at(0);
-  return {passed, outcome.count, figure(outcome, "meanLag")};
+  return {passed, outcome.count, numberOf(outcome, "meanLag")};
 }
 
 Verdict phaseOf(const std::vector<AudioSpec>& streams, const std::string& settings = "",

@@ -1,11 +1,10 @@
-// What holds for the pulldown, the tearing and the transition check alike.
+// What holds for the pulldown, the tearing and the transition check alike, beside the steps that
+// all video checks share: these are proved in tester/VideoCheckRunTest.cpp.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <functional>
-#include <stop_token>
-#include <thread>
 #include <utility>
 
 #include "checks/PictureChecks.h"
@@ -77,7 +76,7 @@ TEST(PictureCheckRun, PlainConstructorMeasuresAHundredPicturesBehindFiveSecondsW
     EXPECT_EQ(tester.listener.failures, 0);
     ASSERT_EQ(tester.outcomes.size(), 1U);
     const QACheckOutcome& outcome = tester.outcomes[0];
-    EXPECT_EQ(outcome.check, check.tag);
+    EXPECT_EQ(outcome.tag, check.tag);
     EXPECT_TRUE(outcome.opened);
     EXPECT_TRUE(outcome.measured);
     EXPECT_FALSE(outcome.stopped);
@@ -100,23 +99,6 @@ TEST(PictureCheckRun, ProgressOfAHundredIsTruncatedInSinglePrecision) {
                                                     54, 58, 64, 69, 74, 79, 84, 89, 94, 99}));
 }
 
-TEST(PictureCheckRun, PixelFormatsThatCanBeMeasuredAreTheThreePlanarOnes) {
-  const TempDir folder;
-  const std::pair<AVPixelFormat, const char*> formats[] = {
-      {AV_PIX_FMT_YUV420P, "YUV420P pixel format."},
-      {AV_PIX_FMT_YUV422P, "YUV422P pixel format."},
-      {AV_PIX_FMT_YUV444P, "YUV444P pixel format."}};
-  for (const auto& [format, name] : formats) {
-    const std::string file = makeClip(folder, "clip.nut", {.video = {noise(60, {25, 1}, format)}});
-    forEachCheck([&](const PictureCheck& check) {
-      LoggedTester tester(file, stored(), quick(check, 10));
-      run(check, tester);
-      EXPECT_EQ(tester.logged(), wholeLog(check, name));
-      EXPECT_EQ(tester.outcomes.at(0).count, 10);
-    });
-  }
-}
-
 TEST(PictureCheckRun, OnlyPicturesBehindTheSlateAndInTheBudgetCount) {
   const TempDir folder;
   const std::string file = makeClip(folder, "clip.nut", {.video = {noise(100)}});
@@ -132,7 +114,7 @@ TEST(PictureCheckRun, BudgetBelowOneBecomesOne) {
   const TempDir folder;
   const std::string file = makeClip(folder, "clip.nut", {.video = {noise(60)}});
   forEachCheck([&](const PictureCheck& check) {
-    for (const char* budget : {"1", "0", "-5", "many"}) {
+    for (const char* budget : {"1", "0"}) {
       SCOPED_TRACE(budget);
       LoggedTester tester(
           file, stored(),
@@ -159,59 +141,21 @@ TEST(PictureCheckRun, BudgetOfOneCheckIsNotThatOfAnother) {
   EXPECT_EQ(tester.outcomes.at(2).count, 8);
 }
 
-TEST(PictureCheckRun, BudgetIsBoundedByDurationAndRate) {
-  const TempDir folder;
-  for (const AVRational rate :
-       {AVRational{24000, 1001}, AVRational{24, 1}, AVRational{25, 1}, AVRational{30000, 1001},
-        AVRational{30, 1}, AVRational{50, 1}, AVRational{60000, 1001}, AVRational{60, 1}}) {
-    // The sound makes the file 4.5 s long, the pictures end half a second before.
-    const double fps = static_cast<double>(rate.num) / rate.den;
-    VideoSpec video = noise(static_cast<int>(4 * fps), rate);
-    video.width = video.height = 16;
-    AudioSpec sound = audio("pcm_s16le", 1, 4.5);
-    sound.rate = 8000;
-    const std::string file = makeClip(folder, "clip.mkv", {.video = {video}, .audio = {sound}});
-    const int slate = static_cast<int>(fps);
-    // Other checks: the frames of 4.5 s, less the slate, less a second's worth of whole frames.
-    const int budget = static_cast<int>(4.5 * fps) - slate - static_cast<int>(fps);
-    // Tearing: those of 4 s, and exactly the frames of a second.
-    const int tearingBudget =
-        static_cast<int>(static_cast<int>(4 * static_cast<float>(fps)) - slate - fps);
-    EXPECT_LT(tearingBudget, budget);
-    forEachCheck([&](const PictureCheck& check) {
-      SCOPED_TRACE(fps);
-      LoggedTester tester(file, stored(), quick(check, 1000, 1));
-      run(check, tester);
-      const int expected = check.tag == std::string("QATearing") ? tearingBudget : budget;
-      EXPECT_EQ(tester.outcomes.at(0).budget, expected);
-      EXPECT_EQ(tester.outcomes.at(0).count, expected);
-      EXPECT_EQ(tester.listener.progress[check.slot], percentsOf(expected, check.progressStep));
-    });
-  }
-}
-
 TEST(PictureCheckRun, NothingLeftToMeasureGivesTheResultOfNoPictures) {
   const char* const tooShort = "too short, or of unknown duration: no frames are left to measure";
   struct {
     const char* why;
     int frames;
     int slateSeconds;
-    bool live;
     const char* reason;
   } const cases[] = {
-      {"a second's worth is left", 50, 1, false, tooShort},
-      {"less than a second", 20, 0, false, tooShort},
-      {"ends within the slate", 50, 5, false, "the file ends within the slate of 5 s"},
-      {"unknown duration", 60, 1, true, tooShort},
+      {"a second's worth is left", 50, 1, tooShort},
+      {"ends within the slate", 50, 5, "the file ends within the slate of 5 s"},
   };
   const TempDir folder;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
-    ClipSpec spec{.video = {noise(c.frames)}};
-    if (c.live) {
-      spec = withoutDuration(spec);
-    }
-    const std::string file = makeClip(folder, "clip.mkv", spec);
+    const std::string file = makeClip(folder, "clip.mkv", {.video = {noise(c.frames)}});
     forEachCheck([&](const PictureCheck& check) {
       LoggedTester tester(file, stored(), quick(check, 100, c.slateSeconds));
       EXPECT_EQ(run(check, tester), check.nothingMeasured);
@@ -279,26 +223,6 @@ const std::vector<VideoSpec>& codecs() {
   return specs;
 }
 
-TEST(PictureCheckRun, FixedAndUntilReadyPausesGiveTheSame) {
-  const TempDir folder;
-  for (const VideoSpec& video : codecs()) {
-    SCOPED_TRACE(video.encoder);
-    const std::string file =
-        makeClip(folder, "clip.mkv", {.video = {video}, .audio = audioStreams(2)});
-    forEachCheck([&](const PictureCheck& check) {
-      LoggedTester fixed(file, stored(QAPauses::fixed), quick(check, 11));
-      LoggedTester ready(file, stored(QAPauses::untilReady), quick(check, 11));
-      EXPECT_EQ(run(check, fixed), run(check, ready));
-      EXPECT_EQ(fixed.logged(), ready.logged());
-      EXPECT_EQ(fixed.listener.progress, ready.listener.progress);
-      EXPECT_EQ(fixed.listener.messages, ready.listener.messages);
-      EXPECT_EQ(fixed.listener.failures, ready.listener.failures);
-      EXPECT_EQ(fixed.outcomes.at(0).count, 11);
-      EXPECT_EQ(ready.outcomes.at(0).count, 11);
-    });
-  }
-}
-
 TEST(PictureCheckRun, EveryLayoutAndSizeHoldsToTheDefinition) {
   const TempDir folder;
   for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P}) {
@@ -359,38 +283,6 @@ TEST(PictureCheckRun, EndOfTheDataEndsTheLoopAndTheBudgetStays) {
   });
 }
 
-/// Asks for a stop when it hears of progress.
-class StoppingListener : public RecordingListener {
- public:
-  explicit StoppingListener(std::stop_source& stop) : stop_(stop) {}
-
- private:
-  void onPercent(float) override { stop_.request_stop(); }
-
-  std::stop_source& stop_;
-};
-
-TEST(PictureCheckRun, StopEndsTheLoopWithWhatWasMeasured) {
-  const TempDir folder;
-  const std::string file = makeClip(folder, "clip.nut", {.video = {noise(60)}});
-  writeFile(folder.file("settings"), quickPictures(20));
-  forEachCheck([&](const PictureCheck& check) {
-    std::stop_source stop;
-    StoppingListener listener(stop);
-    QACheckOutcome outcome;
-    QATesterOptions options = stored();
-    options.stop = stop.get_token();
-    options.console = [](const std::string&) {};
-    options.outcome = [&](const QACheckOutcome& o) { outcome = o; };
-    QATester tester(file.c_str(), &listener, folder.file("settings").c_str(), "", options);
-    check.run(tester);
-    EXPECT_TRUE(outcome.stopped);
-    EXPECT_TRUE(outcome.measured);
-    // The first percent that is not 0 comes with the second picture, or with the first group.
-    EXPECT_EQ(outcome.count, check.progressStep == 1 ? 2 : 5);
-  });
-}
-
 TEST(PictureCheckRun, MayRunMoreThanOnceAndInAnyOrder) {
   const TempDir folder;
   const std::string file = makeClip(folder, "clip.nut", {.video = {noise(60)}});
@@ -399,46 +291,6 @@ TEST(PictureCheckRun, MayRunMoreThanOnceAndInAnyOrder) {
   for (const int number : {2, 0, 1, 0, 2, 1}) {
     const PictureCheck& check = pictureChecks()[static_cast<std::size_t>(number)];
     EXPECT_EQ(run(check, tester), expectedOf(check, footage, 15)) << check.tag;
-  }
-}
-
-TEST(PictureCheckRun, NeedsNeitherListenerNorLogger) {
-  const TempDir folder;
-  const std::string file = makeClip(folder, "clip.nut", {.video = {noise(140, {5, 1})}});
-  const Footage footage = footageOf(file, 5, 100);
-  QATester tester(file.c_str(), nullptr, "", "", untilReady());
-  QATester soundOnly(makeClip(folder, "clip.wav", {.audio = audioStreams(1)}).c_str(), nullptr, "",
-                     "", untilReady());
-  QATester unreadable(makeClip(folder, "clip.mov", {.video = {proRes(5)}}).c_str(), nullptr, "", "",
-                      untilReady());
-  forEachCheck([&](const PictureCheck& check) {
-    EXPECT_EQ(check.run(tester), expectedOf(check, footage, 100));
-    EXPECT_EQ(check.run(soundOnly), check.couldNotRun);
-    EXPECT_EQ(check.run(unreadable), check.couldNotRun);
-  });
-}
-
-TEST(PictureCheckRun, TestersInSeveralThreadsDoNotDisturbEachOther) {
-  const TempDir folder;
-  const std::string file = makeClip(folder, "clip.nut", {.video = {noise(60)}});
-  writeFile(folder.file("settings"), quickPictures(15));
-  const Footage footage = footageOf(file, 0, 15);
-  std::vector<std::vector<std::vector<double>>> results(6);
-  {
-    std::vector<std::jthread> threads;
-    for (auto& mine : results) {
-      threads.emplace_back([&] {
-        QATester tester(file.c_str(), nullptr, folder.file("settings").c_str(), "", stored());
-        for (const PictureCheck& check : pictureChecks()) {
-          mine.push_back(check.run(tester));
-        }
-      });
-    }
-  }
-  for (const auto& mine : results) {
-    for (std::size_t i = 0; i < mine.size(); ++i) {
-      EXPECT_EQ(mine[i], expectedOf(pictureChecks()[i], footage, 15)) << pictureChecks()[i].tag;
-    }
   }
 }
 

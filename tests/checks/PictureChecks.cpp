@@ -193,11 +193,6 @@ bool sameSize(const RowImage& a, const RowImage& b) {
   return a.width == b.width && a.height == b.height;
 }
 
-double onlyFigure(const QACheckOutcome& outcome, const std::string& name) {
-  const std::vector<double> values = figures(outcome, name);
-  return values.size() == 1 ? values[0] : std::nan("");
-}
-
 }  // namespace
 
 // The checks.
@@ -271,16 +266,6 @@ std::vector<float> percentsOf(int budget, int progressStep) {
     }
   }
   return percents;
-}
-
-std::vector<double> figures(const QACheckOutcome& outcome, const std::string& name) {
-  std::vector<double> values;
-  for (const QAFigure& figure : outcome.figures) {
-    if (figure.name == name) {
-      values.push_back(figure.value);
-    }
-  }
-  return values;
 }
 
 // Clips.
@@ -533,20 +518,20 @@ void expectTheDefinitionToHold(const std::string& file, int budget, int slateSec
   const ExpectedPulldown pulldown = expectedPulldown(footage, budget);
   EXPECT_EQ(numbersOf(checkPulldown(tester)), numbersOf(pulldown.record));
   const QACheckOutcome& cadence = tester.outcomes.back();
-  EXPECT_EQ(onlyFigure(cadence, "groups"), pulldown.groups);
-  EXPECT_EQ(onlyFigure(cadence, "groups23"), pulldown.groups23);
-  EXPECT_EQ(onlyFigure(cadence, "groups22"), pulldown.groups22);
+  EXPECT_EQ(numberOf(cadence, "groups"), pulldown.groups);
+  EXPECT_EQ(numberOf(cadence, "groups23"), pulldown.groups23);
+  EXPECT_EQ(numberOf(cadence, "groups22"), pulldown.groups22);
 
   const ExpectedTearing tearing = expectedTearing(footage, budget);
   EXPECT_EQ(checkTearing(tester), tearing.passed);
   const QACheckOutcome& torn = tester.outcomes.back();
-  EXPECT_EQ(onlyFigure(torn, "meanShare"), tearing.meanShare);
-  EXPECT_EQ(onlyFigure(torn, "highestPercent"),
+  EXPECT_EQ(numberOf(torn, "meanShare"), tearing.meanShare);
+  EXPECT_EQ(numberOf(torn, "highestPercent"),
             tearing.percents.empty() ? 0 : *std::ranges::max_element(tearing.percents));
 
   const ExpectedTransitions transitions = expectedTransitions(footage, budget);
   EXPECT_EQ(checkTransitions(tester), transitions.count);
-  EXPECT_EQ(figures(tester.outcomes.back(), "transitionSeconds"), transitions.seconds);
+  EXPECT_EQ(numbersOf(tester.outcomes.back(), "transitionSeconds"), transitions.seconds);
 }
 
 }  // namespace qatest

@@ -7,6 +7,7 @@
 
 #include "support/Clips.h"
 #include "support/LoggedTester.h"
+#include "support/Values.h"
 #include "tester/QATester.h"
 
 /// The checks that measure converted pictures (pulldown, tearing, transitions), for tests that hold
@@ -47,9 +48,6 @@ std::string quickPictures(int budget, int slateSeconds = 0);
 
 /// The percents of a budget that is measured in full.
 std::vector<float> percentsOf(int budget, int progressStep = 1);
-
-/// The figures of that name.
-std::vector<double> figures(const QACheckOutcome& outcome, const std::string& name);
 
 // Clips.
 

@@ -44,7 +44,7 @@ TEST(PictureRealMediaFolder, CutIsFoundWhereItIs) {
   LoggedTester tester(file.string(), stored(),
                       "QATesterSlateSeconds=1\nTransitionFrameChecks=15\n");
   EXPECT_EQ(checkTransitions(tester), 1);
-  const std::vector<double> seconds = figures(tester.outcomes.at(0), "transitionSeconds");
+  const std::vector<double> seconds = numbersOf(tester.outcomes.at(0), "transitionSeconds");
   ASSERT_EQ(seconds.size(), 1U);
   EXPECT_NEAR(seconds[0], 1.2, 0.1);  // by the decoding time stamp
 }

@@ -68,9 +68,9 @@ class PulldownCheck : public testing::Test {
   }
 
   void expectFigures(int groups, int groups23, int groups22) const {
-    EXPECT_EQ(figures(outcome, "groups"), std::vector<double>{static_cast<double>(groups)});
-    EXPECT_EQ(figures(outcome, "groups23"), std::vector<double>{static_cast<double>(groups23)});
-    EXPECT_EQ(figures(outcome, "groups22"), std::vector<double>{static_cast<double>(groups22)});
+    EXPECT_EQ(numberOf(outcome, "groups"), groups);
+    EXPECT_EQ(numberOf(outcome, "groups23"), groups23);
+    EXPECT_EQ(numberOf(outcome, "groups22"), groups22);
   }
 
   const PictureCheck& check = pictureChecks()[0];

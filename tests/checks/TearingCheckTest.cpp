@@ -55,15 +55,9 @@ class TearingCheck : public testing::Test {
                    budget, settings);
   }
 
-  double onlyFigure(const std::string& name) const {
-    const std::vector<double> values = figures(outcome, name);
-    EXPECT_EQ(values.size(), 1U) << name;
-    return values.empty() ? -1.0 : values[0];
-  }
-
   /// The mean of these percents, added up.
   void expectMean(int percents, int budget = kBudget) const {
-    EXPECT_EQ(onlyFigure("meanShare"), percents / 100.0 / budget);
+    EXPECT_EQ(numberOf(outcome, "meanShare"), percents / 100.0 / budget);
   }
 
   const PictureCheck& check = pictureChecks()[1];
@@ -78,14 +72,14 @@ const Comb kFull{0, 100, 0, 49};
 TEST_F(TearingCheck, StillPicturePassesForAnyPositiveThreshold) {
   EXPECT_TRUE(measureCombs({kFull}, kBudget, "TearingThreshold=0.0000001\n"));
   expectMean(0);
-  EXPECT_EQ(onlyFigure("highestPercent"), 0);
+  EXPECT_EQ(numberOf(outcome, "highestPercent"), 0);
 }
 
 TEST_F(TearingCheck, ThresholdOfZeroOrLessFailsEveryFile) {
   for (const char* threshold : {"0", "-1", "-1e99", "none"}) {
     EXPECT_FALSE(
         measureCombs({kNone}, kBudget, "TearingThreshold=" + std::string(threshold) + "\n"));
-    EXPECT_EQ(onlyFigure("threshold"), 0.0) << threshold;
+    EXPECT_EQ(numberOf(outcome, "threshold"), 0.0) << threshold;
   }
 }
 
@@ -93,7 +87,7 @@ TEST_F(TearingCheck, HugeThresholdIsTheLargestNumber) {
   for (const char* threshold : {"1e39", "1e400", "inf"}) {
     EXPECT_TRUE(measureCombs({kNone, kFull, kNone, kFull}, kBudget,
                              "TearingThreshold=" + std::string(threshold) + "\n"));
-    EXPECT_EQ(onlyFigure("threshold"), static_cast<double>(std::numeric_limits<float>::max()));
+    EXPECT_EQ(numberOf(outcome, "threshold"), static_cast<double>(std::numeric_limits<float>::max()));
   }
 }
 
@@ -106,7 +100,7 @@ TEST_F(TearingCheck, FirstPictureHasNothingToBeComparedWith) {
 TEST_F(TearingCheck, EachChangeCountsOnceInEitherDirection) {
   EXPECT_TRUE(measureCombs({kNone, kNone, kFull}));
   expectMean(78);
-  EXPECT_EQ(onlyFigure("highestPercent"), 78);
+  EXPECT_EQ(numberOf(outcome, "highestPercent"), 78);
   EXPECT_FALSE(measureCombs({kNone, kNone, kFull, kFull, kNone}));
   expectMean(2 * 78);
   // Between frames 1 and 2, 2 and 3, ..., 9 and 10.
@@ -119,7 +113,7 @@ TEST_F(TearingCheck, SeamCountsInWhateverRowItIs) {
   // One row of 80 columns in 100 x 18 pixels: 4.4 %. Below the last row there is nothing.
   for (int row = 0; row < 18; ++row) {
     measureCombs({kNone, kNone, {0, 100, row, 1}}, kBudget, "", 100, 18);
-    EXPECT_EQ(onlyFigure("highestPercent"), row < 17 ? 4 : 0) << row;
+    EXPECT_EQ(numberOf(outcome, "highestPercent"), row < 17 ? 4 : 0) << row;
   }
 }
 
@@ -127,7 +121,7 @@ TEST_F(TearingCheck, TenColumnsAtEitherSideAreLeftOut) {
   // One column of 23 rows in 24 x 24 pixels: 3.99 %.
   for (int column = 0; column < 24; ++column) {
     measureCombs({kNone, kNone, {column, 1, 0, 23}}, kBudget, "", 24, 24);
-    EXPECT_EQ(onlyFigure("highestPercent"), column >= 10 && column < 14 ? 3 : 0) << column;
+    EXPECT_EQ(numberOf(outcome, "highestPercent"), column >= 10 && column < 14 ? 3 : 0) << column;
   }
 }
 
@@ -142,7 +136,7 @@ TEST_F(TearingCheck, PicturesOfTwentyColumnsHaveNoneLeft) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.width);
     measureCombs({kNone, kNone, {0, c.width, 0, 23}}, kBudget, "", c.width, 24);
-    EXPECT_EQ(onlyFigure("highestPercent"), c.percent);
+    EXPECT_EQ(numberOf(outcome, "highestPercent"), c.percent);
   }
 }
 
@@ -156,7 +150,7 @@ TEST_F(TearingCheck, PercentsAreOfSinglePrecisionAndTruncated) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.percent);
     measureCombs({kNone, kNone, {10, c.columns, 0, c.rows}});
-    EXPECT_EQ(onlyFigure("highestPercent"), c.percent);
+    EXPECT_EQ(numberOf(outcome, "highestPercent"), c.percent);
   }
 }
 
@@ -176,7 +170,7 @@ TEST_F(TearingCheck, MeanOfExactlyTenPercentPassesByDefault) {
   std::vector<Comb> combs = {kNone, kNone, kQuarter, kNone, kQuarter, kNone};
   EXPECT_TRUE(measureCombs(combs));
   expectMean(100);
-  EXPECT_EQ(onlyFigure("threshold"), static_cast<double>(0.1F));
+  EXPECT_EQ(numberOf(outcome, "threshold"), static_cast<double>(0.1F));
   combs.push_back(kSliver);
   EXPECT_FALSE(measureCombs(combs));
   expectMean(101);
@@ -203,7 +197,7 @@ TEST_F(TearingCheck, BarsBeginAtADifferenceOfSeventeen) {
   };
   measure(video, 4);
   // Level 15 begins in column 40 of the 90 that count, and 7 of 8 rows have one below: 43.75 %.
-  EXPECT_EQ(onlyFigure("highestPercent"), 100 * 7 * (90 - 40) / (100 * 8));
+  EXPECT_EQ(numberOf(outcome, "highestPercent"), 100 * 7 * (90 - 40) / (100 * 8));
   expectMean(3 * 43, 4);
 }
 
@@ -256,7 +250,7 @@ TEST_F(TearingCheck, BudgetThatIsBoundedAwayFailsTheFile) {
   outcome = tester.outcomes.at(0);
   EXPECT_EQ(outcome.budget, 0);
   EXPECT_FALSE(outcome.measured);
-  EXPECT_EQ(onlyFigure("meanShare"), 0.0);
+  EXPECT_EQ(numberOf(outcome, "meanShare"), 0.0);
 }
 
 TEST_F(TearingCheck, StartsAfreshWhereTheSizeChanges) {
@@ -271,7 +265,7 @@ TEST_F(TearingCheck, StartsAfreshWhereTheSizeChanges) {
   EXPECT_TRUE(checkTearing(tester));
   outcome = tester.outcomes.at(0);
   EXPECT_EQ(outcome.count, 70);
-  EXPECT_EQ(onlyFigure("highestPercent"), 0);
+  EXPECT_EQ(numberOf(outcome, "highestPercent"), 0);
   expectTheDefinitionToHold(file, 70);
 }
 

@@ -13,6 +13,7 @@
 #include "support/FakeSleep.h"
 #include "support/LoggedTester.h"
 #include "support/TempDir.h"
+#include "support/Values.h"
 
 namespace {
 
@@ -129,7 +130,7 @@ TEST(TimecodeCheck, GoesThroughAllFramesButTheLastSecondsAndSkipsNoSlate) {
   EXPECT_TRUE(tester.listener.messages.empty());
   EXPECT_EQ(tester.listener.failures, 0);
   const QACheckOutcome& outcome = tester.outcomes.at(0);
-  EXPECT_EQ(outcome.check, "QATimecode");
+  EXPECT_EQ(outcome.tag, "QATimecode");
   EXPECT_TRUE(outcome.measured);
   EXPECT_EQ(outcome.reason, "");
   EXPECT_EQ(outcome.budget, 20);
@@ -155,9 +156,7 @@ TEST(TimecodeCheck, TellsTheNominalRate) {
     LoggedTester tester(makeClip(folder, "clip.nut", clipOf(35, declared)), unseen(untilReady()));
     EXPECT_TRUE(check(tester));
     const QACheckOutcome& outcome = tester.outcomes.at(0);
-    ASSERT_EQ(outcome.figures.size(), 1U);
-    EXPECT_EQ(outcome.figures[0].name, "nominalRate");
-    EXPECT_EQ(outcome.figures[0].value, nominal);
+    EXPECT_EQ(numberOf(outcome, "nominalRate"), nominal);
   }
 }
 

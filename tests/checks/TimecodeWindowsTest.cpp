@@ -232,6 +232,20 @@ TEST_F(TimecodeWindows, ThatCannotBeShownDoNotDisturbTheCheck) {
   EXPECT_EQ(openCVCalls().imagesReleased, openCVCalls().imagesMade);
 }
 
+TEST_F(TimecodeWindows, OfAPictureThatThrowAreFollowedByALongPauseUnlessUntilReady) {
+  const WindowSystem system(WindowSystem::State::available);
+  for (const QAPauses pauses : {QAPauses::fixed, QAPauses::untilReady}) {
+    letShowingThrow();
+    LoggedTester tester(makeClip(folder_, "clip.mkv", {.video = {clipOfShown()}}), stored(pauses));
+    clearPauses();
+    EXPECT_TRUE(tester.run([](QATester& t) { return t.checkTimecode(); }));
+    // One for each picture, none for its texts.
+    EXPECT_EQ(callerPauses(), pauses == QAPauses::fixed
+                                  ? (std::vector<unsigned>{500, 1000, 1000, 1000, 100})
+                                  : std::vector<unsigned>());
+  }
+}
+
 TEST_F(TimecodeWindows, OfAFileOfLessThanASecondAreNone) {
   const WindowSystem system(WindowSystem::State::available);
   runOn(ffv1(20));

@@ -24,7 +24,7 @@ class TransitionCheck : public testing::Test {
     file = makeClip(folder, "clip.nut", {.video = {video}});
     LoggedTester tester(file, stored(), quick(check, budget) + settings);
     const int count = checkTransitions(tester);
-    seconds = figures(tester.outcomes.at(0), "transitionSeconds");
+    seconds = numbersOf(tester.outcomes.at(0), "transitionSeconds");
     EXPECT_EQ(seconds.size(), static_cast<std::size_t>(count));
     return count;
   }
@@ -201,7 +201,7 @@ TEST_F(TransitionCheck, TransitionsOfFlickerHoldToTheDefinition) {
     const ExpectedTransitions expected =
         expectedTransitions(footage, 100, std::strtof(change, nullptr));
     EXPECT_EQ(checkTransitions(tester), expected.count) << change;
-    EXPECT_EQ(figures(tester.outcomes.at(0), "transitionSeconds"), expected.seconds) << change;
+    EXPECT_EQ(numbersOf(tester.outcomes.at(0), "transitionSeconds"), expected.seconds) << change;
     different += expected.count != last ? 1 : 0;
     last = expected.count;
   }

@@ -11,12 +11,14 @@
 #include "media/OxWrap.h"
 #include "media/ReleasePicture.h"
 #include "support/Clips.h"
+#include "support/Values.h"
 #include "visual/Displays.h"
 
 namespace {
 
-using qatester::Added;
 using qatester::DecodedPicture;
+using qatester::PictureMaker;
+using qatester::Taken;
 
 constexpr int kFrames = 6;
 
@@ -28,30 +30,27 @@ void feed(Measurement& measurement, const std::string& file, bool interrupted) {
   wrap.startBuffering();
   OxVideoStream* video = wrap.getVideoStream();
   ASSERT_NE(video, nullptr);
+  PictureMaker maker(*video);
   measurement.begin(25.0F, kFrames);
   for (int index = 0; index < kFrames; ++index) {
     OxVideoFrameYUV none;
     none.width = 8;
     none.height = 8;
     if (interrupted) {
-      EXPECT_EQ(measurement.add(index, DecodedPicture(*video, none)), Added::unconvertible);
+      EXPECT_EQ(measurement.add(index, DecodedPicture(maker, none)), Taken::missed);
     }
     OxVideoFrameYUV yuv = video->getNextYUVFrame();
     const qatester::PictureGuard guard(yuv);
     ASSERT_TRUE(yuv.valid);
-    EXPECT_NE(measurement.add(index, DecodedPicture(*video, yuv)), Added::unconvertible);
+    EXPECT_NE(measurement.add(index, DecodedPicture(maker, yuv)), Taken::missed);
   }
 }
 
 double figureOf(const qatester::VideoMeasurement& measurement, const std::string& name) {
   QACheckOutcome outcome;
+  outcome.began = true;
   measurement.describe(outcome);
-  for (const QAFigure& figure : outcome.figures) {
-    if (figure.name == name) {
-      return figure.value;
-    }
-  }
-  return -1.0;
+  return qatest::numberOf(outcome, name);
 }
 
 class UnconvertiblePicture : public testing::Test {

@@ -6,12 +6,14 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "faults/Checks.h"
 #include "faults/FailingAllocations.h"
+#include "faults/ThreeSeconds.h"
+#include "support/CheckNames.h"
 #include "support/TempDir.h"
 #include "tester/QATester.h"
 
@@ -32,11 +34,19 @@ struct Answer {
   int count = 0;
   bool operator==(const Answer&) const = default;
 };
+using Answers = std::vector<Answer>;
+
+/// What is run: checks by their names, or a member.
+struct Way {
+  std::string name;
+  std::function<void(QATester&)> run;
+  bool draws = false;
+};
 
 class Subject {
  public:
-  Subject(const AnyCheck& check, std::string clip, const TempDir& dir, bool drawn)
-      : check_(check), clip_(std::move(clip)), settings_(dir.file("settings")) {
+  Subject(const Way& way, std::string clip, const TempDir& dir, bool drawn)
+      : way_(way), clip_(std::move(clip)), settings_(dir.file("settings")) {
     writeFile(settings_, smallBudgets(drawn ? 2 : 5));
     options_.pauses = QAPauses::untilReady;
     options_.lookup = QALookup::stored;
@@ -44,24 +54,24 @@ class Subject {
     options_.displayFolder = dir.file("shots");
     options_.console = [](const std::string&) {};
     options_.outcome = [this](const QACheckOutcome& outcome) {
-      answer_ = {outcome.measured, static_cast<int>(outcome.count)};
+      answers_.push_back({outcome.measured, outcome.count});
     };
   }
 
-  /// Throws what the check throws.
-  Answer run() {
-    answer_ = {};
+  /// Throws what the run throws.
+  Answers run() {
+    answers_.clear();
     QATester tester(clip_.c_str(), nullptr, settings_.c_str(), nullptr, options_);
-    check_.run(tester);
-    return answer_;
+    way_.run(tester);
+    return answers_;
   }
 
  private:
-  const AnyCheck& check_;
+  const Way& way_;
   const std::string clip_;
   const std::string settings_;
   QATesterOptions options_;
-  Answer answer_;
+  Answers answers_;
 };
 
 /// Runs with the fault; returns what is wrong, or nothing.
@@ -97,7 +107,7 @@ int faultsOneByOne(Subject& subject, uint64_t eachOf, Position& at) {
   // FFmpeg 5.1 closes an input twice, and crashes, when it has opened it and cannot copy the list
   // of protocols that it was opened with.
   spareSize(sizeof "file");
-  const Answer expected = subject.run();
+  const Answers expected = subject.run();
   startFailing(0, AllocationFault::once);
   subject.run();
   at.all = stopFailing();
@@ -157,24 +167,46 @@ void expectNoTrouble(Subject& subject, uint64_t eachOf) {
   munmap(at, sizeof(Position));
 }
 
+Way checks(const std::string& name, const std::vector<std::string>& names, bool draws) {
+  return {name, [names](QATester& tester) { tester.runChecks(names); }, draws};
+}
+
+/// Every check that opens the file, all at once, and a member with a record of its own.
+std::vector<Way> ways() {
+  std::vector<Way> all;
+  for (const QACheck* check : allChecks()) {
+    if (check->needs != QANeeds::nothing) {
+      all.push_back(checks(asIdentifier(check->name), {check->name}, !check->displays.empty()));
+    }
+  }
+  all.push_back(checks("allAtOnce", checkNames(), true));
+  all.push_back({"levelsMember", [](QATester& tester) {
+                   const std::unique_ptr<QA_AudioLevels> record(tester.checkAudioLevels());
+                   if (record != nullptr) {
+                     delete[] record->levels;
+                   }
+                 }});
+  return all;
+}
+
 struct Case {
-  AnyCheck check;
+  Way way;
   bool drawn = false;
 };
 
 std::vector<Case> cases() {
   std::vector<Case> all;
-  for (const AnyCheck& check : anyChecks()) {
-    all.push_back({check, false});
-    if (check.draws) {
-      all.push_back({check, true});
+  for (const Way& way : ways()) {
+    all.push_back({way, false});
+    if (way.draws) {
+      all.push_back({way, true});
     }
   }
   return all;
 }
 
 void PrintTo(const Case& c, std::ostream* out) {
-  *out << c.check.name << (c.drawn ? "Drawn" : "");
+  *out << c.way.name << (c.drawn ? "Drawn" : "");
 }
 
 class AllocationFaults : public testing::TestWithParam<Case> {};
@@ -182,7 +214,7 @@ class AllocationFaults : public testing::TestWithParam<Case> {};
 TEST_P(AllocationFaults, NeitherCrashNorLeakNorHang) {
   const TempDir dir;
   const std::string clip = threeSeconds(dir);
-  Subject subject(GetParam().check, clip, dir, GetParam().drawn);
+  Subject subject(GetParam().way, clip, dir, GetParam().drawn);
   // With displays a check begins as it does without.
   expectNoTrouble(subject, GetParam().drawn ? 0 : kEachOf);
 }

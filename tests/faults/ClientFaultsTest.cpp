@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "faults/Checks.h"
+#include "faults/ThreeSeconds.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
 

@@ -5,13 +5,17 @@
 #include <atomic>
 #include <boost/thread/exceptions.hpp>
 #include <cerrno>
+#include <exception>
 #include <filesystem>
 #include <iterator>
 #include <string>
+#include <vector>
 
-#include "faults/Checks.h"
+#include "faults/ThreeSeconds.h"
+#include "support/CheckNames.h"
 #include "support/FakeSleep.h"
 #include "support/LoggedTester.h"
+#include "support/Outcomes.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -59,23 +63,31 @@ class ThreadFaults : public testing::Test {
 };
 
 TEST_F(ThreadFaults, ACheckWithoutItsReaderEndsWithNothingMeasured) {
-  for (const AnyCheck& check : anyChecks()) {
-    SCOPED_TRACE(check.name);
+  std::vector<std::string> readers;
+  for (const QACheck* check : allChecks()) {
+    if (check->needs == QANeeds::pictures || check->needs == QANeeds::sound) {
+      readers.emplace_back(check->name);
+    }
+  }
+  std::vector<std::vector<std::string>> runs = {readers};
+  for (const std::string& name : readers) {
+    runs.push_back({name});
+  }
+  for (const std::vector<std::string>& names : runs) {
     LoggedTester tester(clip_, stored(), smallBudgets());
     {
       const RefusedThreads none(1, 1000);
-      check.run(*tester.tester);
+      tester.tester->runChecks(names);
     }
-    if (std::string(check.name) != "valid") {  // which reads nothing
-      ASSERT_EQ(tester.outcomes.size(), 1U);
-      EXPECT_FALSE(tester.outcomes[0].measured);
-      EXPECT_FALSE(tester.outcomes[0].reason.empty());
+    for (const QACheckOutcome& outcome : tester.outcomes) {
+      EXPECT_FALSE(outcome.measured) << outcome.name;
+      EXPECT_FALSE(outcome.reason.empty()) << outcome.name;
     }
     tester.outcomes.clear();
-    check.run(*tester.tester);
-    if (std::string(check.name) != "valid") {
-      ASSERT_EQ(tester.outcomes.size(), 1U);
-      EXPECT_TRUE(tester.outcomes[0].measured) << "the next one has its thread";
+    tester.tester->runChecks(names);
+    ASSERT_EQ(tester.outcomes.size(), names.size());
+    for (const QACheckOutcome& outcome : tester.outcomes) {
+      EXPECT_TRUE(outcome.measured) << outcome.name << ": the next run has its thread";
     }
   }
 }
@@ -105,6 +117,30 @@ TEST_F(ThreadFaults, AThreadThatColoursCannotHaveIsToldByAnExceptionAndTheReader
     tester.outcomes.clear();
     tester.tester->checkChroma();
     EXPECT_EQ(tester.outcomes.at(0).count, 5) << "the next check has its threads";
+  }
+}
+
+TEST_F(ThreadFaults, ChecksOfColoursThatCannotHaveAThreadEndAloneInARunOfAll) {
+  LoggedTester tester(clip_, stored(), smallBudgets());
+  const std::vector<QACheckOutcome> whole = tester.tester->runChecks(checkNames());
+  const std::ptrdiff_t threadsOfTheTest = runningThreads();
+  std::vector<QACheckOutcome> cut;
+  {
+    // The first is the reader's; then eight for each picture, chroma's before gamut's.
+    const RefusedThreads one(2, 2);
+    cut = tester.tester->runChecks(checkNames());
+  }
+  EXPECT_EQ(runningThreads(), threadsOfTheTest);
+  ASSERT_EQ(cut.size(), whole.size());
+  for (std::size_t i = 0; i < cut.size(); ++i) {
+    if (cut[i].name == "chroma") {
+      EXPECT_THROW(std::rethrow_exception(cut[i].error), boost::thread_resource_error);
+      EXPECT_EQ(cut[i].state, QAState::notMeasured);
+      EXPECT_NE(cut[i].reason, "");
+    } else {
+      EXPECT_EQ(textOf(cut[i]), textOf(whole[i]));
+      EXPECT_EQ(cut[i].error, nullptr) << cut[i].name;
+    }
   }
 }
 

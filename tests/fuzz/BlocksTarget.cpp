@@ -21,12 +21,15 @@
 #include "checks/audio/SampleMagnitudes.h"
 #include "media/SampleValues.h"
 #include "fuzz/Input.h"
+#include "support/Values.h"
 #include "tester/StreamSetup.h"
 #include "visual/WaveformDisplay.h"
 
 using namespace qatester;
 using qafuzz::Input;
 using qafuzz::require;
+using qatest::numberOf;
+using qatest::recordsOf;
 
 namespace {
 
@@ -86,7 +89,7 @@ QACheckOutcome feed(Measurement& measurement, Input& input, bool all = false) {
       }
       const int count = input.byte() % 8 == 1 ? input.within(1, 1500) : input.within(1, 96);
       if (measurement.add(cycle, stream, blockFrom(input, format, count, channels)) ==
-          Heard::endsCheck) {
+          Taken::endsCheck) {
         cycle = plan.cycles;
         break;
       }
@@ -95,30 +98,22 @@ QACheckOutcome feed(Measurement& measurement, Input& input, bool all = false) {
   measurement.end();
   measurement.conclude();
   QACheckOutcome outcome;
+  outcome.began = true;
   measurement.describe(outcome);
   return outcome;
-}
-
-double figure(const QACheckOutcome& outcome, const char* name) {
-  for (const QAFigure& one : outcome.figures) {
-    if (one.name == name) {
-      return one.value;
-    }
-  }
-  return 0.0;
 }
 
 void measureAllLevels(Input& input) {
   LevelsMeasurement measurement(-input.within(0, 255), -input.within(0, 10));
   const QACheckOutcome outcome = feed(measurement, input, true);
-  const std::unique_ptr<QA_AudioLevels> record(measurement.release());
+  const std::unique_ptr<QA_AudioLevels> record(measurement.verdict());
   const std::unique_ptr<QA_ChannelLevel[]> levels(record->levels);
   for (uint32_t i = 0; i < record->count; ++i) {
     require(levels[i].minLevel <= levels[i].maxLevel || std::isnan(levels[i].maxLevel),
             "the lowest level is not above the highest");
     require(!(levels[i].maxLevel > 0.0F), "no level is above full scale");
   }
-  require(outcome.unmeasuredEntries.size() <= record->count, "entries count once");
+  require(recordsOf(outcome, "levels").size() == record->count, "each entry is described");
 }
 
 void measure(Input& input) {
@@ -139,14 +134,14 @@ void measure(Input& input) {
       MonoMeasurement measurement(context.context, static_cast<float>(input.number()),
                                   static_cast<float>(input.number()));
       const QACheckOutcome outcome = feed(measurement, input);
-      require(figure(outcome, "matchingBlocks") <= 8.0, "a pair of blocks counts once");
+      require(numberOf(outcome, "matchingBlocks") <= 8.0, "a pair of blocks counts once");
       measurement.verdict();
       break;
     }
     default: {
       PhaseMeasurement measurement(context.context, input.within(1, 1000));
       const QACheckOutcome outcome = feed(measurement, input);
-      const double lag = figure(outcome, "meanLag");
+      const double lag = numberOf(outcome, "meanLag");
       require(lag >= 0.0 && lag <= 750.0, "no lag is longer than half a block");
       measurement.verdict();
     }

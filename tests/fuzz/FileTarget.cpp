@@ -1,17 +1,21 @@
 // A media file of any bytes, but for the last one, which chooses what is done with it: read through
-// the streams, or tested by a check.
+// the streams, or tested by a check or by all.
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "fuzz/Input.h"
 #include "fuzz/MemoryFile.h"
 #include "media/OxWrap.h"
 #include "media/ReleasePicture.h"
 #include "media/YUVHelper.h"
+#include "support/CheckNames.h"
+#include "support/Outcomes.h"
+#include "support/SmallBudgets.h"
 #include "tester/QATester.h"
 
 extern "C" {
@@ -28,6 +32,14 @@ constexpr int kMostTaken = 64;
 constexpr int64_t kMostPixels = 4000000;
 /// A timecode check goes through all frames.
 constexpr std::size_t kMostBytesOfAllFrames = 16384;
+
+/// Bits of the last byte.
+constexpr int kCheck = 15;
+constexpr int kHasSlate = 16;
+constexpr int kAtOnce = 32;
+
+/// Of the time stamp of a line, whose seconds pass between two runs.
+constexpr std::size_t kStampLength = 10;
 
 void convert(OxVideoStream& video, OxVideoFrameYUV& picture) {
   const std::unique_ptr<OxVideoFrameRGB> rgb(video.getRGBFromYUV(&picture));
@@ -100,79 +112,65 @@ void readStreams(const MemoryFile& file) {
   wrap.stopBuffering();
 }
 
-void runCheck(QATester& tester, int check, bool isSmall) {
-  switch (check) {
-    case 0:
-      tester.isValidFile();
-      break;
-    case 1:
-      tester.checkFrameRate();
-      break;
-    case 2:
-      tester.checkFieldDominance();
-      break;
-    case 3:
-      tester.checkFramePullDown();
-      break;
-    case 4:
-      tester.checkTearing();
-      break;
-    case 5:
-      tester.checkVideoTransitions();
-      break;
-    case 6:
-      tester.checkChroma();
-      break;
-    case 7:
-      tester.checkGamut();
-      break;
-    case 8:
-      if (const std::unique_ptr<QA_AudioLevels> record{tester.checkAudioLevels()}) {
-        delete[] record->levels;
-      }
-      break;
-    case 9:
-      tester.checkITUR1770Loudness();
-      break;
-    case 10:
-      tester.checkMono();
-      break;
-    case 11:
-      tester.checkAudioPhase();
-      break;
-    default:
-      if (isSmall) {
-        tester.checkTimecode();
-      }
-  }
-}
+/// What a run of checks came to.
+struct Answers {
+  std::vector<std::string> outcomes;
+  std::string log;
 
-/// With a slate of no length or of a second, and a budget of some pictures or blocks.
-void test(const MemoryFile& file, std::size_t size, int check, bool hasSlate) {
-  std::string text = hasSlate ? "QATesterSlateSeconds=1\n" : "QATesterSlateSeconds=0\n";
-  for (const char* key : {"FrameRate", "Field", "PullDown", "Tearing", "Transition", "Chroma",
-                          "Gamut", "Level", "Loudness", "Mono", "Phase"}) {
-    text += std::string(key) + "FrameChecks=12\n";
-  }
-  const MemoryFile settings(text);
-  int told = 0;
+  bool operator==(const Answers&) const = default;
+};
+
+Answers run(const MemoryFile& file, const MemoryFile& settings,
+            const std::vector<std::string>& names, QAPasses passes) {
+  std::size_t told = 0;
+  Answers answers;
+  int whole = 0;
   QATesterOptions options;
   options.pauses = QAPauses::untilReady;
   options.lookup = QALookup::stored;
   options.colourThreads = QAColourThreads::none;
   options.displays = QADisplays::nowhere;
-  options.console = [](const std::string&) {};
+  options.passes = passes;
+  options.console = [&](const std::string& line) { answers.log += line.substr(kStampLength); };
   options.outcome = [&](const QACheckOutcome& outcome) {
+    require(told < names.size() && outcome.name == names[told], "outcomes come in order");
     ++told;
     require(outcome.opened || !outcome.measured, "what does not open is not measured");
-    require(outcome.measured || !outcome.reason.empty(), "what is not measured says why");
+    require(outcome.state != QAState::notMeasured || !outcome.reason.empty(),
+            "what is not measured says why");
     require(outcome.count >= 0 && outcome.count <= std::max(0, outcome.budget),
             "no more is measured than was to be");
+    require(outcome.error == nullptr, "no check ends in an exception");
+  };
+  options.progress = [&](const QAProgress& progress) {
+    require(progress.wholePercent >= whole && progress.wholePercent <= 100,
+            "the whole percent never falls");
+    whole = progress.wholePercent;
   };
   QATester tester(file.name().c_str(), nullptr, settings.name().c_str(), nullptr, options);
-  const bool isSmall = size <= kMostBytesOfAllFrames;
-  runCheck(tester, check, isSmall);
-  require(told == 1 || (check > 11 && !isSmall), "a check tells its outcome once");
+  for (const QACheckOutcome& outcome : tester.runChecks(names)) {
+    answers.outcomes.push_back(qatest::textOf(outcome));
+  }
+  require(told == names.size(), "each check tells its outcome");
+  require(names.empty() || whole == 100, "a run comes to its end");
+  return answers;
+}
+
+/// With a slate of no length or of a second, and a budget of some pictures or blocks: one check, or
+/// all of them in one reading and in readings of their own.
+void test(const MemoryFile& file, std::size_t size, int choice) {
+  const MemoryFile settings(qatest::smallBudgets(12, (choice & kHasSlate) != 0 ? 1 : 0));
+  std::vector<std::string> names = qatest::checkNames();
+  if (size > kMostBytesOfAllFrames) {
+    std::erase(names, "timecode");
+  }
+  if ((choice & kAtOnce) != 0) {
+    require(run(file, settings, names, QAPasses::one) == run(file, settings, names, QAPasses::each),
+            "one reading finds what readings of their own find");
+    return;
+  }
+  run(file, settings, {names[static_cast<std::size_t>(choice & kCheck) % names.size()]},
+      QAPasses::one);
 }
 
 }  // namespace
@@ -188,7 +186,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   if (choice < 128) {
     readStreams(file);
   } else {
-    test(file, size, choice & 15, (choice & 16) != 0);
+    test(file, size, choice);
   }
   return 0;
 }

@@ -15,10 +15,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The last byte of a media file's seed: read through the streams, or tested by a check.
+/// The last byte of a media file's seed: read through the streams, tested by a check, whose number
+/// is in the lowest bits, or by all at once.
 constexpr int kStreams = 0;
 constexpr int kFirstCheck = 128;
-constexpr int kChecks = 13;
+constexpr int kChecks = 16;
+constexpr int kAtOnce = 128 + 32;
 
 VideoSpec tiny(VideoSpec spec, int frames = 5) {
   spec.width = 32;
@@ -83,6 +85,7 @@ void makeFiles(const fs::path& folder) {
       write(folder, clip.fileName + "-" + std::to_string(i),
             content + static_cast<char>(kFirstCheck + check % kChecks));
     }
+    write(folder, clip.fileName + "-all", content + static_cast<char>(kAtOnce));
   }
 }
 

@@ -31,6 +31,7 @@
 #include "fuzz/Input.h"
 #include "support/PaddedBytes.h"
 #include "support/TempDir.h"
+#include "support/Values.h"
 #include "visual/ColourDisplays.h"
 #include "visual/TimecodeDisplay.h"
 #include "visual/WaveformDisplay.h"
@@ -177,17 +178,14 @@ class Context {
 
 double figure(const VideoMeasurement& measurement, const char* name) {
   QACheckOutcome outcome;
+  outcome.began = true;
   measurement.describe(outcome);
-  for (const QAFigure& one : outcome.figures) {
-    if (one.name == name) {
-      return one.value;
-    }
-  }
-  return 0.0;
+  return qatest::numberOf(outcome, name);
 }
 
 int feed(VideoMeasurement& measurement, Input& input) {
   Converter converter;
+  PictureMaker maker(converter.stream());
   measurement.begin(static_cast<float>(input.number()), kMostPictures);
   int index = 0;
   for (int i = 0; i < kMostPictures && !input.empty(); ++i) {
@@ -195,8 +193,8 @@ int feed(VideoMeasurement& measurement, Input& input) {
     const int repeats = input.within(1, 3);
     for (int repeat = 0; repeat < repeats && index < kMostPictures; ++repeat) {
       OxVideoFrameYUV record = picture.record();
-      const Added added = measurement.add(index, DecodedPicture(converter.stream(), record));
-      index += added == Added::unconvertible ? 0 : 1;
+      const Taken taken = measurement.add(index, DecodedPicture(maker, record));
+      index += taken == Taken::missed ? 0 : 1;
     }
   }
   return index;
@@ -251,25 +249,28 @@ void convert(Input& input) {
   for (int i = 0; i < 3 && !input.empty(); ++i) {
     Picture picture(input);
     OxVideoFrameYUV record = picture.record();
-    const DecodedPicture decoded(converter.stream(), record);
-    const ConvertedPicture whole = decoded.converted();
+    PictureMaker maker(converter.stream());
+    const DecodedPicture decoded(maker, record);
+    const OxVideoFrameRGB& whole = decoded.converted().record();
     const std::size_t rowBytes = static_cast<std::size_t>(picture.width()) * 3;
     int next = 0;
-    const bool sliced = decoded.convertInSlices([&](const ConvertedRows& rows) {
+    const bool sliced = converter.stream().convertInSlices(record, [&](const ConvertedRows& rows) {
       require(rows.first == next && rows.count > 0, "slices follow each other");
       next += rows.count;
       for (int y = 0; y < rows.count; ++y) {
         require(
             std::memcmp(rows.bytes + rows.stride * y,
-                        whole.record().buffer + rowBytes * static_cast<std::size_t>(rows.first + y),
+                        whole.buffer + rowBytes * static_cast<std::size_t>(rows.first + y),
                         rowBytes) == 0,
             "slices have the bytes of the whole picture");
       }
     });
-    require(sliced == whole.record().valid, "a picture can be converted in both ways or in none");
+    require(sliced == whole.valid, "a picture can be converted in both ways or in none");
     require(!sliced || next == picture.height(), "slices make up the picture");
-    GreyPicture grey;
-    require(makeGrey(decoded, grey) == sliced, "what can be converted can be made grey");
+    require(decoded.isConvertible() == sliced, "and says so");
+    const std::shared_ptr<const GreyPicture> grey = decoded.grey();
+    require((grey != nullptr) == sliced, "what can be converted can be made grey");
+    require(decoded.grey() == grey, "once for all who ask");
   }
 }
 
@@ -392,8 +393,10 @@ void draw(Input& input) {
     require((canvas != nullptr) == picture.isPlanar(), "what can be read can be drawn");
   }
   Converter converter;
-  const ConvertedPicture converted = DecodedPicture(converter.stream(), record).converted();
-  require((drawImageData(converted.record()) != nullptr) == converted.record().valid,
+  PictureMaker maker(converter.stream());
+  const DecodedPicture decoded(maker, record);
+  const OxVideoFrameRGB& converted = decoded.converted().record();
+  require((drawImageData(converted) != nullptr) == converted.valid,
           "what can be converted can be drawn");
 }
 

@@ -2,8 +2,8 @@
 
 #include <cmath>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +12,7 @@
 #include "foundation/Settings.h"
 #include "fuzz/Input.h"
 #include "fuzz/MemoryFile.h"
+#include "support/CheckNames.h"
 #include "tester/CheckContext.h"
 #include "tester/QATester.h"
 
@@ -20,38 +21,28 @@ using qafuzz::require;
 
 namespace {
 
-constexpr const char* kKeys[] = {"QATesterSlateSeconds",
-                                 "QATesterVisual",
-                                 "QATesterConsoleOutput",
-                                 "QATesterFileOutput",
-                                 "FrameRateFrameChecks",
-                                 "FieldFrameChecks",
-                                 "PullDownFrameChecks",
-                                 "TearingFrameChecks",
-                                 "TearingThreshold",
-                                 "TransitionFrameChecks",
-                                 "TransitionPercentChange",
-                                 "ChromaFrameChecks",
-                                 "ChromaRGBMin",
-                                 "ChromaRGBMax",
-                                 "ChromaYMin",
-                                 "ChromaYMax",
-                                 "GamutFrameChecks",
-                                 "GamutMin",
-                                 "GamutMax",
-                                 "LevelFrameChecks",
-                                 "LevelLowThreshold",
-                                 "LevelPeakThreshold",
-                                 "LoudnessFrameChecks",
-                                 "LoudnessMinThreshold",
-                                 "LoudnessMaxThreshold",
-                                 "MonoFrameChecks",
-                                 "MonoSingleSampleThreshold",
-                                 "MonoSimilarSampleCountThreshold",
-                                 "PhaseFrameChecks",
-                                 "PhaseSampleOffsetThreshold",
-                                 "",
-                                 "k"};
+/// Of the tester and of every check.
+std::vector<const QASetting*> allSettings() {
+  std::vector<const QASetting*> all;
+  for (const QASetting& setting : testerSettings()) {
+    all.push_back(&setting);
+  }
+  for (const QACheck* check : allChecks()) {
+    for (const QASetting& setting : check->settings) {
+      all.push_back(&setting);
+    }
+  }
+  return all;
+}
+
+/// And two that nobody has.
+std::vector<std::string> keys() {
+  std::vector<std::string> all = {"", "k"};
+  for (const QASetting* setting : allSettings()) {
+    all.emplace_back(setting->key);
+  }
+  return all;
+}
 
 std::string trimmed(const std::string& text) {
   const std::size_t first = text.find_first_not_of(" \t\r");
@@ -100,6 +91,19 @@ std::string looked(Settings& settings, const char* key, const char* byDefault) {
   return text.get();
 }
 
+/// In single precision no number is nearer to a limit than the limit itself.
+void readNumber(Settings& settings, const QASetting& setting) {
+  if (setting.kind == QASetting::Kind::whole) {
+    const int value = qatester::wholeSetting(settings, setting);
+    require(value >= setting.min && value <= setting.max, "a whole number is within its range");
+  } else {
+    const float value = qatester::realSetting(settings, setting);
+    require(
+        !(value < static_cast<float>(setting.min)) && !(value > static_cast<float>(setting.max)),
+        "a number is within its range");
+  }
+}
+
 void lookUp(const std::string& text, const MemoryFile& file) {
   const Expected expected(text);
   for (const QALookup lookup : {QALookup::defaults, QALookup::stored}) {
@@ -108,59 +112,42 @@ void lookUp(const std::string& text, const MemoryFile& file) {
     logger.SetConsole([&](const std::string&) { ++reports; });
     Settings settings(file.name().c_str(), &logger, lookup);
     require(reports == expected.badLines, "every line that is none is told, and no other");
-    for (const char* key : kKeys) {
+    for (const std::string& key : keys()) {
       for (const char* byDefault : {"", "0.25"}) {
-        require(looked(settings, key, byDefault) ==
+        require(looked(settings, key.c_str(), byDefault) ==
                     (lookup == QALookup::defaults ? byDefault : expected.valueOf(key, byDefault)),
                 "a look-up finds what the file says");
       }
-      qatester::intSetting(settings, key, "7");
-      qatester::floatSetting(settings, key, "7.5");
+    }
+    for (const QASetting* setting : allSettings()) {
+      readNumber(settings, *setting);
     }
     require(looked(settings, nullptr, nullptr).empty() || lookup == QALookup::stored,
             "nothing is found by nothing");
   }
 }
 
-double figure(const QACheckOutcome& outcome, const char* name, double otherwise) {
-  for (const QAFigure& one : outcome.figures) {
-    if (one.name == name) {
-      return one.value;
-    }
-  }
-  return otherwise;
-}
-
 /// Checks read their settings, and tell their limits, before they find that there is no file.
 void readAsChecks(const MemoryFile& file) {
-  QACheckOutcome outcome;
   QATesterOptions options;
   options.pauses = QAPauses::untilReady;
   options.lookup = QALookup::stored;
   options.displays = QADisplays::nowhere;
   options.console = [](const std::string&) {};
-  options.outcome = [&](const QACheckOutcome& told) { outcome = told; };
   QATester tester("", nullptr, file.name().c_str(), nullptr, options);
-
-  tester.checkFrameRate();
-  tester.checkFieldDominance();
-  tester.checkFramePullDown();
-  tester.checkVideoTransitions();
-  tester.checkTearing();
-  require(
-      !(figure(outcome, "threshold", 0.0) < 0.0) && !std::isinf(figure(outcome, "threshold", 0.0)),
-      "no part of a picture is negative, or without end");
-  tester.checkChroma();
-  require(outcome.limits.size() == 2, "colours and luma have limits");
-  tester.checkGamut();
-  require(outcome.limits.size() == 1, "colours have limits");
-  require(tester.checkAudioLevels() == nullptr, "there is no file");
-  require(outcome.limits.at(0).min <= 0 && outcome.limits.at(0).max <= 0,
+  std::map<std::string, std::vector<QALimits>> limits;
+  for (const QACheckOutcome& outcome : tester.runChecks(qatest::checkNames())) {
+    require(!outcome.measured, "there is no file");
+    limits[outcome.name] = outcome.limits;
+  }
+  require(limits["tearing"].at(0).max >= 0.0 || std::isnan(limits["tearing"][0].max),
+          "no part of a picture is negative");
+  require(!std::isinf(limits["tearing"][0].max), "or without end");
+  require(limits["chroma"].size() == 2, "colours and luma have limits");
+  require(limits["gamut"].size() == 1, "colours have limits");
+  require(limits["levels"].at(0).min <= 0.0 && limits["levels"][0].max <= 0.0,
           "levels are not above full scale");
-  tester.checkITUR1770Loudness();
-  tester.checkMono();
-  tester.checkAudioPhase();
-  require(outcome.limits.at(0).max >= 1, "a lag has a limit");
+  require(limits["phase"].at(0).max >= 1.0, "a lag has a limit");
 }
 
 }  // namespace

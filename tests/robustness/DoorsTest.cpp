@@ -157,9 +157,9 @@ class Doors : public testing::Test {
     const std::vector<QACheckOutcome> outcomes = look(file);
     ASSERT_EQ(outcomes.size(), 3U);
     for (const QACheckOutcome& outcome : outcomes) {
-      const bool measured = outcome.measured && outcome.check != "QATester";
-      EXPECT_FALSE(measured) << outcome.check;
-      EXPECT_NE(outcome.reason, "") << outcome.check;
+      const bool measured = outcome.measured && outcome.tag != "QATester";
+      EXPECT_FALSE(measured) << outcome.tag;
+      EXPECT_NE(outcome.reason, "") << outcome.tag;
     }
   }
 
@@ -298,7 +298,7 @@ TEST_F(Doors, NamesLikeAddressesAreNamesOfFiles) {
     SCOPED_TRACE(name);
     fs::copy_file(other_, name);
     for (const QACheckOutcome& outcome : look(name)) {
-      EXPECT_TRUE(outcome.opened) << outcome.check;
+      EXPECT_TRUE(outcome.opened) << outcome.tag;
     }
     fs::remove(name);
   }

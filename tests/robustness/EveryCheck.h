@@ -7,14 +7,18 @@ class QATester;
 
 namespace qatest {
 
-struct NamedCheck {
-  const char* name;
-  /// Runs the check; its result, all digits of it, as text.
-  std::string (*run)(QATester& tester);
+/// One check, or all of them at once.
+struct NamedRun {
+  std::string name;
+  std::vector<std::string> checks;
 };
 
-/// The fourteen checks of a tester, `isValidFile` among them.
-const std::vector<NamedCheck>& everyCheck();
+/// Each check alone, in their order, and then all of them at once.
+const std::vector<NamedRun>& everyRun();
+
+/// Everything that came of a run, as text; throws the first exception that ended a check, or that
+/// came of telling its outcome.
+std::string resultOf(QATester& tester, const NamedRun& run);
 
 /// What is open in this process: entries of the tables of descriptors and of threads.
 struct OpenThings {

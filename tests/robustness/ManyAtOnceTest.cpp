@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <map>
@@ -13,9 +14,11 @@
 #include <vector>
 
 #include "robustness/EveryCheck.h"
+#include "support/CheckNames.h"
 #include "support/Clips.h"
 #include "support/Console.h"
 #include "support/FakeSleep.h"
+#include "support/Outcomes.h"
 #include "support/RecordingListener.h"
 #include "tester/QATester.h"
 
@@ -43,7 +46,8 @@ constexpr const char* kSettings =
     "TransitionFrameChecks=20\nLevelFrameChecks=40\nLoudnessFrameChecks=40\nMonoFrameChecks=40\n"
     "PhaseFrameChecks=40\n";
 
-/// All that a client gets of every check on a file.
+/// All that a client gets of every check on a file. Checks that run at once may send their percents
+/// by turns: those of a slot are sorted.
 struct Everything {
   std::vector<std::string> results;
   std::map<std::string, std::vector<float>> progress;
@@ -61,8 +65,10 @@ void expectSame(const Everything& found, const Everything& expected) {
   EXPECT_EQ(found.console, expected.console);
 }
 
+enum class Way { inTurn, together };
+
 Everything runAll(const std::string& file, const std::string& settings, const std::string& log,
-                  QAPauses pauses) {
+                  QAPauses pauses, Way way = Way::inTurn) {
   RecordingListener listener;
   Everything all;
   QATesterOptions options;
@@ -76,10 +82,17 @@ Everything runAll(const std::string& file, const std::string& settings, const st
     }
   };
   QATester tester(file.c_str(), &listener, settings.c_str(), log.c_str(), options);
-  for (const NamedCheck& check : everyCheck()) {
-    all.results.push_back(check.run(tester));
+  if (way == Way::together) {
+    all.results = textsOf(tester.runChecks(checkNames()));
+  } else {
+    for (const std::string& name : checkNames()) {
+      all.results.push_back(textOf(tester.runChecks({name}).at(0)));
+    }
   }
   all.progress = listener.progress;
+  for (auto& [slot, percents] : all.progress) {
+    std::sort(percents.begin(), percents.end());
+  }
   all.messages = listener.messages;
   all.failures = listener.failures;
   return all;
@@ -124,12 +137,12 @@ class ManyTesters : public testing::TestWithParam<QAPauses> {
     return all;
   }
 
-  void expectAtOnce(const std::vector<std::string>& files, const std::string& log,
+  void expectAtOnce(const std::vector<std::string>& files, const std::string& log, Way way,
                     const std::vector<Everything>& expected) const {
     std::vector<Everything> all(files.size());
     std::vector<std::jthread> threads;
     for (std::size_t i = 0; i < files.size(); ++i) {
-      threads.emplace_back([&, i] { all[i] = runAll(files[i], settings_, log, GetParam()); });
+      threads.emplace_back([&, i] { all[i] = runAll(files[i], settings_, log, GetParam(), way); });
     }
     threads.clear();
     for (std::size_t i = 0; i < files.size(); ++i) {
@@ -152,10 +165,10 @@ TEST_P(ManyTesters, AtOnceFindWhatTheyFindOneAfterTheOther) {
   const std::vector<std::string> files = makeFiles();
   const std::vector<Everything> expected = oneAfterTheOther(files);
   EXPECT_NE(expected[0].results, expected[1].results);
-  expectAtOnce(files, "", expected);
+  expectAtOnce(files, "", Way::together, expected);
 
   const std::string log = folder_.file("common.log");
-  expectAtOnce(files, log, expected);
+  expectAtOnce(files, log, Way::inTurn, expected);
   // In the common log every line is whole, and none is missing.
   std::multiset<std::string> lines;
   for (const Everything& alone : expected) {
@@ -192,16 +205,16 @@ TEST_P(ManyTesters, OnOneFileInTurnFindTheSame) {
 
 /// What a tester is asked for while it is stopped.
 struct Moment {
-  const NamedCheck& check;
+  const NamedRun& run;
   microseconds delay;
 };
 
 class Moments {
  public:
   Moment next() {
-    const auto& checks = everyCheck();
-    const std::size_t which = engine_() % checks.size();
-    return {checks[which], microseconds(engine_() % 4000)};
+    const auto& runs = everyRun();
+    const std::size_t which = engine_() % runs.size();
+    return {runs[which], microseconds(engine_() % 4000)};
   }
 
  private:
@@ -231,7 +244,7 @@ TEST_P(ManyTesters, StoppedAtAnyMomentLeaveNothing) {
       std::this_thread::sleep_for(moment.delay);
       stop.request_stop();
     });
-    moment.check.run(tester);
+    tester.runChecks(moment.run.checks);
   }
   EXPECT_GT(cutShort, 0);
   const OpenThings after = settledThings(before);

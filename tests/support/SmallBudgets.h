@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "tester/QACheck.h"
 
@@ -11,9 +12,8 @@ inline std::string smallBudgets(int count = 5, int slateSeconds = 0) {
   std::string text = "QATesterSlateSeconds = " + std::to_string(slateSeconds) + "\n";
   for (const QACheck* check : allChecks()) {
     for (const QASetting& setting : check->settings) {
-      const std::string key = setting.key;
-      if (key.ends_with("FrameChecks")) {
-        text += key + " = " + std::to_string(count) + "\n";
+      if (std::string_view(setting.key).ends_with("FrameChecks")) {
+        text += std::string(setting.key) + " = " + std::to_string(count) + "\n";
       }
     }
   }

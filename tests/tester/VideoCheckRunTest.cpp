@@ -12,14 +12,12 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/Logger.h"
-#include "foundation/Settings.h"
 #include "support/Clips.h"
-#include "support/Console.h"
 #include "support/FakeSleep.h"
 #include "support/MuchAudio.h"
-#include "support/RecordingListener.h"
 #include "support/TempDir.h"
+#include "tester/SettingRows.h"
+#include "tester/TestRun.h"
 #include "tester/VideoRun.h"
 
 extern "C" {
@@ -28,16 +26,21 @@ extern "C" {
 
 namespace {
 
+using qatest::ClipSpec;
+using qatest::Pauses;
+using qatest::pausing;
 using qatest::TempDir;
-using qatester::CheckContext;
 using qatester::VideoCheckProfile;
 
-using Pauses = std::vector<unsigned>;
+using qatester::Taken;
+
+constexpr QASetting kBudget = qatester::frameBudget("TestFrameChecks");
 
 constexpr VideoCheckProfile kProfile{
-    .tag = "QATest",
-    .budgetKey = "TestFrameChecks",
-    .progress = &QAListener::onTearingProgress,
+    .check = {.name = "test",
+              .tag = "QATest",
+              .budget = &kBudget,
+              .progress = &QAListener::onTearingProgress},
 };
 
 /// Notes which pictures of a clip it is given: the first luma value of picture n is 16 + 7n mod
@@ -48,16 +51,16 @@ class Recording : public qatester::VideoMeasurement {
     declared = fps;
     budgets.push_back(budget);
   }
-  qatester::Added add(int index, const qatester::DecodedPicture& picture) override {
+  Taken add(int index, const qatester::DecodedPicture& picture) override {
     indices.push_back(index);
     firstLuma.push_back(picture.yuv().frame->data[0][0]);
     if (onAdd) {
       onAdd(index);
     }
-    return judge ? judge(index) : qatester::Added::measured;
+    return judge ? judge(index) : Taken::measured;
   }
   void describe(QACheckOutcome& outcome) const override {
-    outcome.limits = {{"RGB", 3, 7}};
+    outcome.limits = {{.of = "RGB", .min = 3, .max = 7}};
     reasonsFound.push_back(outcome.reason);
     if (!ownReason.empty()) {
       outcome.reason = ownReason;
@@ -69,42 +72,18 @@ class Recording : public qatester::VideoMeasurement {
   std::vector<int> indices;
   std::vector<int> firstLuma;
   std::function<void(int)> onAdd;
-  std::function<qatester::Added(int)> judge;
+  std::function<Taken(int)> judge;
   std::string ownReason;
   mutable std::vector<std::string> reasonsFound;  ///< a call of `describe` each
 };
 
-/// A run of the test check on `file`.
-struct TestRun {
-  explicit TestRun(const std::string& file, int slateSeconds, QATesterOptions runOptions = {},
-                   const char* settingsText = "")
-      : fileName(file), options(std::move(runOptions)), slate(slateSeconds) {
-    qatest::writeFile(folder.file("settings"), settingsText);
-    options.outcome = [this](const QACheckOutcome& o) { outcome = o; };
-    logger.SetConsole(
-        [this](const std::string& line) { logged += qatest::withoutTimes(line).substr(4); });
-  }
+/// A run of the test check.
+struct TestRun : qatest::TestRun<Recording> {
+  using qatest::TestRun<Recording>::TestRun;
 
   bool go(const VideoCheckProfile& profile = kProfile) {
-    Settings settings(folder.file("settings").c_str(), &logger, QALookup::stored);
-    qatest::clearPauses();
-    qatester::Displays displays(QADisplays::nowhere, false, "", {});
-    const CheckContext context{fileName, &listener, &logger, &settings, displays, slate, options};
-    const bool ran = qatester::runVideoCheck(context, profile, measurement);
-    callerPauses = qatest::callerPauses();
-    return ran;
+    return qatest::TestRun<Recording>::go(profile);
   }
-
-  TempDir folder;
-  std::string fileName;
-  QATesterOptions options;
-  int slate;
-  Logger logger{""};
-  std::string logged;
-  qatest::RecordingListener listener;
-  Recording measurement;
-  QACheckOutcome outcome;
-  Pauses callerPauses;
 };
 
 /// 100 pictures at 10 a second: ten seconds.
@@ -121,17 +100,25 @@ std::vector<int> lumaOfPictures(int first, int count) {
   return luma;
 }
 
-QATesterOptions options(QAPauses pauses) {
-  QATesterOptions result;
-  result.pauses = pauses;
-  return result;
-}
-
 class VideoCheckRun : public testing::TestWithParam<QAPauses> {};
+
+TEST(VideoCheckListener, AndLoggerMayBeMissing) {
+  const TempDir folder;
+  TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=4\n");
+  run.isHeard = false;
+  EXPECT_TRUE(run.go());
+  EXPECT_EQ(run.outcome.progress, (std::vector<int>{25, 50, 75})) << "the outcome has them";
+  for (const ClipSpec& spec : {ClipSpec{.audio = qatest::audioStreams(1)},
+                               ClipSpec{.video = {qatest::proRes(5)}}}) {
+    TestRun refused(qatest::makeClip(folder, "clip.mov", spec), 1);
+    refused.isHeard = false;
+    EXPECT_FALSE(refused.go());
+  }
+}
 
 TEST_P(VideoCheckRun, SkipsTheSlateAndMeasuresTheBudget) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 5, options(GetParam()), "TestFrameChecks=20\n");
+  TestRun run(tenSeconds(folder), 5, pausing(GetParam()), "TestFrameChecks=20\n");
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.logged,
             "QATest: Beginning Test.\n"
@@ -151,14 +138,14 @@ TEST_P(VideoCheckRun, SkipsTheSlateAndMeasuresTheBudget) {
   EXPECT_EQ(run.listener.progress["tearing"], percents);
   EXPECT_EQ(run.listener.progress.size(), 1U);
   EXPECT_TRUE(run.listener.messages.empty());
-  EXPECT_EQ(run.callerPauses, GetParam() == QAPauses::fixed ? (Pauses{500, 100}) : Pauses{});
+  EXPECT_EQ(run.pauses, GetParam() == QAPauses::fixed ? (Pauses{500, 100}) : Pauses{});
   EXPECT_TRUE(run.outcome.measured);
   EXPECT_EQ(run.outcome.count, 20);
 }
 
 TEST_P(VideoCheckRun, SlateOfZeroSecondsStillDropsOnePicture) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 0, options(GetParam()), "TestFrameChecks=3\n");
+  TestRun run(tenSeconds(folder), 0, pausing(GetParam()), "TestFrameChecks=3\n");
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(1, 3));
 }
@@ -168,7 +155,7 @@ TEST_P(VideoCheckRun, BudgetBelowOneBecomesOne) {
   const std::string file = tenSeconds(folder);
   for (const char* setting :
        {"TestFrameChecks=0\n", "TestFrameChecks=-7\n", "TestFrameChecks=x\n"}) {
-    TestRun run(file, 1, options(GetParam()), setting);
+    TestRun run(file, 1, pausing(GetParam()), setting);
     EXPECT_TRUE(run.go());
     EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 1)) << setting;
   }
@@ -176,7 +163,7 @@ TEST_P(VideoCheckRun, BudgetBelowOneBecomesOne) {
 
 TEST_P(VideoCheckRun, BudgetIsBoundedBehindTheSlate) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 5, options(GetParam()));  // 100 asked for, 50 behind the slate
+  TestRun run(tenSeconds(folder), 5, pausing(GetParam()));  // 100 asked for, 50 behind the slate
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.budgets, std::vector<int>{40}) << "a second's worth is left out";
   EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(50, 40));
@@ -184,7 +171,7 @@ TEST_P(VideoCheckRun, BudgetIsBoundedBehindTheSlate) {
 
 TEST_P(VideoCheckRun, NothingLeftBehindTheSlateMeasuresNothing) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 9, options(GetParam()));
+  TestRun run(tenSeconds(folder), 9, pausing(GetParam()));
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.budgets, std::vector<int>{0});
   EXPECT_TRUE(run.measurement.indices.empty());
@@ -195,7 +182,7 @@ TEST_P(VideoCheckRun, NothingLeftBehindTheSlateMeasuresNothing) {
 
 TEST_P(VideoCheckRun, ListenerExceptionLeavesTheCheck) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 0, options(GetParam()));
+  TestRun run(tenSeconds(folder), 0, pausing(GetParam()));
   run.measurement.onAdd = [](int) { throw std::runtime_error("stop it"); };
   EXPECT_THROW(run.go(), std::runtime_error);
 }
@@ -203,7 +190,7 @@ TEST_P(VideoCheckRun, ListenerExceptionLeavesTheCheck) {
 TEST_P(VideoCheckRun, StopRequestEndsTheLoopWithWhatWasMeasured) {
   const TempDir folder;
   std::stop_source stop;
-  QATesterOptions stoppable = options(GetParam());
+  QATesterOptions stoppable = pausing(GetParam());
   stoppable.stop = stop.get_token();
   TestRun run(tenSeconds(folder), 1, stoppable);
   run.measurement.onAdd = [&](int index) {
@@ -222,13 +209,13 @@ TEST_P(VideoCheckRun, StopRequestedBeforehandMeasuresNothing) {
   const TempDir folder;
   std::stop_source stop;
   stop.request_stop();
-  QATesterOptions stoppable = options(GetParam());
+  QATesterOptions stoppable = pausing(GetParam());
   stoppable.stop = stop.get_token();
   TestRun run(tenSeconds(folder), 5, stoppable);
   EXPECT_TRUE(run.go());
   EXPECT_TRUE(run.measurement.indices.empty());
   EXPECT_EQ(run.outcome.reason, "stopped before the first frame");
-  EXPECT_EQ(run.callerPauses, Pauses{}) << "a stopped check does not pause any more";
+  EXPECT_EQ(run.pauses, Pauses{}) << "a stopped check does not pause any more";
 }
 
 INSTANTIATE_TEST_SUITE_P(BothPauses, VideoCheckRun,
@@ -257,7 +244,7 @@ TEST(VideoCheckMisses, HundredAndOneInARowEndTheLoop) {
   Pauses expected = {500};
   expected.insert(expected.end(), 100, 10U);  // the 101st miss ends the loop without a pause
   expected.push_back(100);
-  EXPECT_EQ(run.callerPauses, expected);
+  EXPECT_EQ(run.pauses, expected);
   EXPECT_EQ(run.outcome.count, static_cast<int>(measured));
   EXPECT_NE(run.logged.find("QATest: Test Complete."), std::string::npos);
 }
@@ -265,9 +252,9 @@ TEST(VideoCheckMisses, HundredAndOneInARowEndTheLoop) {
 TEST(VideoCheckMisses, UntilReadyFindsTheSame) {
   const TempDir folder;
   const std::string file = cutClip(folder);
-  TestRun ready(file, 1, options(QAPauses::untilReady));
+  TestRun ready(file, 1, pausing(QAPauses::untilReady));
   EXPECT_TRUE(ready.go());
-  EXPECT_EQ(ready.callerPauses, Pauses{});
+  EXPECT_EQ(ready.pauses, Pauses{});
   TestRun fixed(file, 1);
   const qatest::QuickWaits quick;
   EXPECT_TRUE(fixed.go());
@@ -282,7 +269,7 @@ std::ptrdiff_t tensIn(const Pauses& pauses) {
 
 TEST(VideoCheckSlate, UntilReadyEndsAtTheEndOfTheData) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 60, options(QAPauses::untilReady));
+  TestRun run(tenSeconds(folder), 60, pausing(QAPauses::untilReady));
   EXPECT_TRUE(run.go());
   EXPECT_TRUE(run.measurement.indices.empty());
   EXPECT_EQ(run.outcome.reason, "the file ends within the slate of 60 s");
@@ -303,7 +290,7 @@ TEST(VideoCheckSlate, FixedPausesNeverGiveUp) {
     stop.request_stop();
   });
   EXPECT_TRUE(run.go());
-  EXPECT_GE(tensIn(run.callerPauses), 150);
+  EXPECT_GE(tensIn(run.pauses), 150);
 }
 
 TEST(VideoCheckEarlyReturn, OfAFileThatDoesNotOpen) {
@@ -312,7 +299,7 @@ TEST(VideoCheckEarlyReturn, OfAFileThatDoesNotOpen) {
   EXPECT_EQ(run.logged, "QATest: Beginning Test.\nQATest: Failed to load file...\n");
   EXPECT_TRUE(run.listener.messages.empty());
   EXPECT_EQ(run.listener.failures, 0);
-  EXPECT_TRUE(run.callerPauses.empty());
+  EXPECT_TRUE(run.pauses.empty());
   EXPECT_FALSE(run.outcome.opened);
   EXPECT_FALSE(run.outcome.measured);
 }
@@ -325,7 +312,7 @@ TEST(VideoCheckEarlyReturn, OfAFileWithoutVideo) {
             "QATest: Beginning Test.\nQATest: Buffering...\nQATest: No video stream.\n");
   EXPECT_EQ(run.listener.messages, std::vector<std::string>{"QATest: No video stream."});
   EXPECT_EQ(run.listener.failures, 0);
-  EXPECT_EQ(run.callerPauses, Pauses{500});
+  EXPECT_EQ(run.pauses, Pauses{500});
   EXPECT_TRUE(run.measurement.budgets.empty());
   EXPECT_TRUE(run.outcome.opened);
   EXPECT_FALSE(run.outcome.measured);
@@ -341,7 +328,7 @@ TEST(VideoCheckEarlyReturn, OfAnotherPixelFormat) {
               "QATest: Beginning Test.\nQATest: Buffering...\nQATest: Detected Other\n");
     EXPECT_EQ(run.listener.failures, 1);
     EXPECT_TRUE(run.listener.messages.empty());
-    EXPECT_EQ(run.callerPauses, Pauses{500}) << "the wrapper is torn down without a stop";
+    EXPECT_EQ(run.pauses, Pauses{500}) << "the wrapper is torn down without a stop";
     EXPECT_TRUE(run.measurement.budgets.empty());
   }
 }
@@ -364,7 +351,7 @@ TEST(VideoCheckAudio, ThatIsDiscardedHoldsNoPicturesBack) {
   TestRun run(qatest::makeClip(folder, "clip.nut", qatest::muchAudio()), 0, {}, kManyFrames);
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.outcome.count, qatest::kFramesBesideMuchAudio);
-  EXPECT_EQ(run.callerPauses, (Pauses{500, 100}));
+  EXPECT_EQ(run.pauses, (Pauses{500, 100}));
 }
 
 TEST(VideoCheckAudio, ThatIsKeptHoldsThePicturesBackUnlessUntilReady) {
@@ -379,18 +366,18 @@ TEST(VideoCheckAudio, ThatIsKeptHoldsThePicturesBackUnlessUntilReady) {
   }
   EXPECT_GT(fixed.outcome.count, 0);
   EXPECT_LT(fixed.outcome.count, qatest::kFramesBesideMuchAudio);
-  EXPECT_EQ(tensIn(fixed.callerPauses), 100);
-  TestRun ready(file, 0, options(QAPauses::untilReady), kManyFrames);
+  EXPECT_EQ(tensIn(fixed.pauses), 100);
+  TestRun ready(file, 0, pausing(QAPauses::untilReady), kManyFrames);
   EXPECT_TRUE(ready.go(keeping));
   EXPECT_EQ(ready.outcome.count, qatest::kFramesBesideMuchAudio);
-  EXPECT_EQ(ready.callerPauses, Pauses{});
+  EXPECT_EQ(ready.pauses, Pauses{});
 }
 
 TEST(VideoCheckUnreadable, PictureIsAFrameThatDoesNotCount) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=10\n");
+  TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=10\n");
   run.measurement.judge = [](int index) {
-    return index % 2 == 0 ? qatester::Added::measured : qatester::Added::unreadable;
+    return index % 2 == 0 ? Taken::measured : Taken::leftOut;
   };
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
@@ -404,9 +391,9 @@ TEST(VideoCheckUnreadable, PictureIsAFrameThatDoesNotCount) {
 
 TEST(VideoCheckUnreadable, PictureMayEndTheLoopWithoutProgress) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=10\n");
+  TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=10\n");
   run.measurement.judge = [](int index) {
-    return index < 4 ? qatester::Added::measured : qatester::Added::unreadableEndsCheck;
+    return index < 4 ? Taken::measured : Taken::endsCheck;
   };
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4}));
@@ -418,8 +405,8 @@ TEST(VideoCheckUnreadable, PictureMayEndTheLoopWithoutProgress) {
 
 TEST(VideoCheckUnreadable, PicturesAloneAreNoMeasurement) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=3\n");
-  run.measurement.judge = [](int) { return qatester::Added::unreadable; };
+  TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=3\n");
+  run.measurement.judge = [](int) { return Taken::leftOut; };
   EXPECT_TRUE(run.go());
   EXPECT_FALSE(run.outcome.measured);
   EXPECT_EQ(run.outcome.count, 0);
@@ -429,10 +416,10 @@ TEST(VideoCheckUnreadable, PicturesAloneAreNoMeasurement) {
 TEST(VideoCheckOutcome, TellsTheLimitsOfTheMeasurementAlsoWhenItCannotRun) {
   const TempDir folder;
   for (const std::string& file : {tenSeconds(folder), folder.file("none.mov")}) {
-    TestRun run(file, 1, options(QAPauses::untilReady));
+    TestRun run(file, 1, pausing(QAPauses::untilReady));
     run.go();
     ASSERT_EQ(run.outcome.limits.size(), 1U);
-    EXPECT_EQ(run.outcome.limits[0].channels, "RGB");
+    EXPECT_EQ(run.outcome.limits[0].of, "RGB");
     EXPECT_EQ(run.outcome.limits[0].min, 3);
     EXPECT_EQ(run.outcome.limits[0].max, 7);
   }
@@ -443,7 +430,7 @@ TEST(VideoCheckOrder, CheckThatStartsEarlyReadsItsBudgetLate) {
   VideoCheckProfile early = kProfile;
   early.skipsSlate = false;
   early.startsBeforeBudget = true;
-  TestRun run(tenSeconds(folder), 5, options(QAPauses::untilReady), "TestFrameChecks=2\n");
+  TestRun run(tenSeconds(folder), 5, pausing(QAPauses::untilReady), "TestFrameChecks=2\n");
   EXPECT_TRUE(run.go(early));
   EXPECT_EQ(run.logged,
             "QATest: Beginning Test.\n"
@@ -458,10 +445,10 @@ TEST(VideoCheckOrder, CheckThatStartsEarlyReadsItsBudgetLate) {
 TEST(VideoCheckWords, OfTheFirstAndTheLastLineMayBeOthers) {
   const TempDir folder;
   VideoCheckProfile profile = kProfile;
-  profile.beginning = "Starting Test...";
-  profile.stopTag = "QAOther";
-  profile.logsCompletion = false;
-  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=2\n");
+  profile.check.beginning = "Starting Test...";
+  profile.check.stopTag = "QAOther";
+  profile.check.complete = nullptr;
+  TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=2\n");
   EXPECT_TRUE(run.go(profile));
   EXPECT_EQ(run.logged,
             "QATest: Starting Test...\n"
@@ -470,7 +457,8 @@ TEST(VideoCheckWords, OfTheFirstAndTheLastLineMayBeOthers) {
             "QATest: Dumping slate...\n"
             "QATest: Starting Checks.\n"
             "QAOther: Stopping Test...\n");
-  EXPECT_EQ(run.outcome.check, "QATest") << "the outcome has the tag";
+  EXPECT_EQ(run.outcome.tag, "QATest") << "the outcome has the tag";
+  EXPECT_EQ(run.outcome.name, "test");
   EXPECT_EQ(run.outcome.count, 2);
 }
 
@@ -499,7 +487,7 @@ TEST(VideoCheckBound, MayBeTheProfilesOwn) {
   const TempDir folder;
   VideoCheckProfile profile = kProfile;
   profile.bound = four;
-  TestRun run(tenSeconds(folder), 2, options(QAPauses::untilReady), "TestFrameChecks=30\n");
+  TestRun run(tenSeconds(folder), 2, pausing(QAPauses::untilReady), "TestFrameChecks=30\n");
   EXPECT_TRUE(run.go(profile));
   EXPECT_EQ(asked.budget, 30);
   EXPECT_EQ(asked.fps, 10.0F);
@@ -515,10 +503,10 @@ TEST(VideoCheckBound, ThatFailsIsLoggedAndLeavesTheBudgetAsItIs) {
   const TempDir folder;
   const std::string file = tenSeconds(folder);
   VideoCheckProfile profile = kProfile;
-  profile.boundFailure = ": Could not find the end.";
+  profile.boundFailure = "Could not find the end.";
   for (const auto bound : {noBound, noBoundEither}) {
     profile.bound = bound;
-    TestRun run(file, 1, options(QAPauses::untilReady), "TestFrameChecks=5\n");
+    TestRun run(file, 1, pausing(QAPauses::untilReady), "TestFrameChecks=5\n");
     EXPECT_TRUE(run.go(profile));
     EXPECT_EQ(run.logged,
               "QATest: Beginning Test.\n"
@@ -533,7 +521,7 @@ TEST(VideoCheckBound, ThatFailsIsLoggedAndLeavesTheBudgetAsItIs) {
     EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 5));
   }
   profile.bound = four;
-  TestRun run(file, 1, options(QAPauses::untilReady));
+  TestRun run(file, 1, pausing(QAPauses::untilReady));
   EXPECT_TRUE(run.go(profile));
   EXPECT_EQ(run.logged.find("Could not"), std::string::npos) << "only of one that fails";
 }
@@ -542,7 +530,7 @@ TEST(VideoCheckBound, ThatFailsUnannouncedLeavesTheCheck) {
   const TempDir folder;
   VideoCheckProfile profile = kProfile;
   profile.bound = noBound;
-  TestRun run(tenSeconds(folder), 0, options(QAPauses::untilReady));
+  TestRun run(tenSeconds(folder), 0, pausing(QAPauses::untilReady));
   EXPECT_THROW(run.go(profile), std::runtime_error);
   EXPECT_TRUE(run.measurement.budgets.empty());
 }
@@ -550,11 +538,11 @@ TEST(VideoCheckBound, ThatFailsUnannouncedLeavesTheCheck) {
 TEST(VideoCheckBound, WithoutABudgetKeyMakesTheBudgetOfNone) {
   const TempDir folder;
   VideoCheckProfile profile = kProfile;
-  profile.budgetKey = nullptr;
+  profile.check.budget = nullptr;
   profile.bound = four;
   for (const bool early : {false, true}) {
     profile.startsBeforeBudget = early;
-    TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=9\n");
+    TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=9\n");
     EXPECT_TRUE(run.go(profile));
     EXPECT_EQ(asked.budget, 0);
     EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 4));
@@ -563,9 +551,9 @@ TEST(VideoCheckBound, WithoutABudgetKeyMakesTheBudgetOfNone) {
 
 TEST(VideoCheckGathered, PicturesCountButBringNoProgress) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=10\n");
+  TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=10\n");
   run.measurement.judge = [](int index) {
-    return index % 5 == 4 ? qatester::Added::measured : qatester::Added::gathered;
+    return index % 5 == 4 ? Taken::measured : Taken::waits;
   };
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
@@ -578,8 +566,8 @@ TEST(VideoCheckGathered, PicturesCountButBringNoProgress) {
 
 TEST(VideoCheckGathered, PicturesAloneAreNoMeasurement) {
   const TempDir folder;
-  TestRun run(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=3\n");
-  run.measurement.judge = [](int) { return qatester::Added::gathered; };
+  TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=3\n");
+  run.measurement.judge = [](int) { return Taken::waits; };
   EXPECT_TRUE(run.go());
   EXPECT_FALSE(run.outcome.measured);
   EXPECT_EQ(run.outcome.count, 3);
@@ -600,12 +588,12 @@ TEST(VideoCheckUnconvertible, PictureIsAMissThatIsFollowedByAPauseAndKeepsTheInd
   int calls = 0;
   run.measurement.judge = [&](int) {
     ++calls;
-    return calls == 2 || calls == 3 ? qatester::Added::unconvertible : qatester::Added::measured;
+    return calls == 2 || calls == 3 ? Taken::missed : Taken::measured;
   };
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 1, 1, 2, 3}));
   EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 6)) << "each time the next picture";
-  EXPECT_EQ(run.callerPauses, (Pauses{500, 10, 10, 100}));
+  EXPECT_EQ(run.pauses, (Pauses{500, 10, 10, 100}));
   EXPECT_EQ(run.listener.progress["tearing"], (std::vector<float>{25, 50, 75}));
   EXPECT_EQ(run.outcome.count, 4);
   EXPECT_EQ(run.outcome.reason, "");
@@ -613,8 +601,8 @@ TEST(VideoCheckUnconvertible, PictureIsAMissThatIsFollowedByAPauseAndKeepsTheInd
 
 TEST(VideoCheckUnconvertible, PicturesEndTheLoopWithTheHundredAndFirstInARow) {
   const TempDir folder;
-  TestRun run(manyPictures(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=150\n");
-  run.measurement.judge = [](int) { return qatester::Added::unconvertible; };
+  TestRun run(manyPictures(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=150\n");
+  run.measurement.judge = [](int) { return Taken::missed; };
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.indices, std::vector<int>(101, 0));
   EXPECT_FALSE(run.outcome.measured);
@@ -626,35 +614,35 @@ TEST(VideoCheckUnconvertible, PicturesEndTheLoopWithTheHundredAndFirstInARow) {
 
 /// How many pictures are asked for when the first hundred are misses, the next one is judged so,
 /// and all others are misses.
-std::size_t picturesAround(qatester::Added between) {
+std::size_t picturesAround(Taken between) {
   const TempDir folder;
-  TestRun run(manyPictures(folder), 0, options(QAPauses::untilReady), "TestFrameChecks=150\n");
+  TestRun run(manyPictures(folder), 0, pausing(QAPauses::untilReady), "TestFrameChecks=150\n");
   int calls = 0;
   run.measurement.judge = [&](int) {
-    return ++calls == 101 ? between : qatester::Added::unconvertible;
+    return ++calls == 101 ? between : Taken::missed;
   };
   EXPECT_TRUE(run.go());
   return run.measurement.indices.size();
 }
 
 TEST(VideoCheckUnconvertible, PicturesAreCountedOnOverOneThatIsGathered) {
-  EXPECT_EQ(picturesAround(qatester::Added::gathered), 100U + 1U + 1U);
+  EXPECT_EQ(picturesAround(Taken::waits), 100U + 1U + 1U);
 }
 
 TEST(VideoCheckUnconvertible, PicturesAreCountedAnewBehindOneThatCounts) {
   // 199 pictures are left behind the slate: 98 misses, then none come, which are misses too.
-  EXPECT_EQ(picturesAround(qatester::Added::measured), 100U + 1U + 98U);
-  EXPECT_EQ(picturesAround(qatester::Added::unreadable), 100U + 1U + 98U);
+  EXPECT_EQ(picturesAround(Taken::measured), 100U + 1U + 98U);
+  EXPECT_EQ(picturesAround(Taken::leftOut), 100U + 1U + 98U);
 }
 
 TEST(VideoCheckOutcome, IsDescribedOnceBeforeItsReasonIsFound) {
   const TempDir folder;
-  TestRun whole(tenSeconds(folder), 1, options(QAPauses::untilReady), "TestFrameChecks=2\n");
+  TestRun whole(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=2\n");
   whole.go();
   EXPECT_EQ(whole.measurement.reasonsFound, std::vector<std::string>{""});
   EXPECT_EQ(whole.outcome.reason, "");
 
-  TestRun nothing(tenSeconds(folder), 9, options(QAPauses::untilReady));
+  TestRun nothing(tenSeconds(folder), 9, pausing(QAPauses::untilReady));
   nothing.go();
   EXPECT_EQ(nothing.measurement.reasonsFound, std::vector<std::string>{""});
   EXPECT_EQ(nothing.outcome.reason,
@@ -662,7 +650,7 @@ TEST(VideoCheckOutcome, IsDescribedOnceBeforeItsReasonIsFound) {
 
   const std::string sound =
       qatest::makeClip(folder, "clip.wav", {.audio = qatest::audioStreams(1)});
-  TestRun withoutVideo(sound, 1, options(QAPauses::untilReady));
+  TestRun withoutVideo(sound, 1, pausing(QAPauses::untilReady));
   withoutVideo.go();
   EXPECT_EQ(withoutVideo.measurement.reasonsFound, std::vector<std::string>{"no video stream"});
 }
@@ -670,7 +658,7 @@ TEST(VideoCheckOutcome, IsDescribedOnceBeforeItsReasonIsFound) {
 TEST(VideoCheckOutcome, MeasurementMayGiveAReasonOfItsOwn) {
   const TempDir folder;
   for (const int slate : {1, 9}) {
-    TestRun run(tenSeconds(folder), slate, options(QAPauses::untilReady), "TestFrameChecks=20\n");
+    TestRun run(tenSeconds(folder), slate, pausing(QAPauses::untilReady), "TestFrameChecks=20\n");
     run.measurement.ownReason = "all black";
     run.go();
     EXPECT_EQ(run.outcome.measured, slate == 1);

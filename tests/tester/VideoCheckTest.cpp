@@ -4,14 +4,16 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
 #include <vector>
 
+#include "foundation/Settings.h"
 #include "support/RecordingListener.h"
+#include "visual/Displays.h"
 
 namespace {
 
 using qatester::boundBudget;
-using qatester::Progress;
 using qatester::slateFrames;
 
 constexpr float kNtsc = 30000.0F / 1001.0F;
@@ -89,14 +91,51 @@ TEST(BoundBudget, OfAnAbsurdLengthIsTheBudget) {
   EXPECT_EQ(boundBudget(100, std::numeric_limits<float>::infinity(), 10.0, 0), 100);
 }
 
-std::vector<float> percentsOf(int budget) {
-  qatest::RecordingListener listener;
-  Progress progress(&listener, &QAListener::onGamutProgress, budget);
-  for (int i = 0; i < budget; ++i) {
-    progress.measured(i);
+/// A run that only counts.
+class Counting final : public qatester::CheckRun {
+ public:
+  using CheckRun::advance;
+  using CheckRun::CheckRun;
+
+ private:
+  void describe() override {}
+};
+
+/// A run that has counted to its budget, and what its listener heard.
+struct Counted {
+  explicit Counted(int budget, bool isHeard = true)
+      : context_{name_,     isHeard ? &listener : nullptr, nullptr, &settings_, displays_, 0,
+                 options_},
+        run(context_, kProfile) {
+    for (int i = 0; i < budget; ++i) {
+      run.advance(i, budget);
+    }
   }
-  EXPECT_EQ(listener.progress.size(), listener.progress.count("gamut"));
-  return listener.progress["gamut"];
+
+ private:
+  static constexpr qatester::CheckProfile kProfile{
+      .name = "test", .tag = "QATest", .progress = &QAListener::onGamutProgress};
+
+  const std::string name_;
+  Settings settings_{nullptr, nullptr};
+  qatester::Displays displays_{QADisplays::nowhere, false, "", {}};
+  const QATesterOptions options_;
+  const qatester::CheckContext context_;
+
+ public:
+  qatest::RecordingListener listener;
+  Counting run;
+};
+
+std::vector<float> percentsOf(int budget) {
+  Counted counted(budget);
+  EXPECT_EQ(counted.listener.progress.size(), counted.listener.progress.count("gamut"));
+  const std::vector<float>& percents = counted.listener.progress["gamut"];
+  EXPECT_EQ(std::vector<float>(counted.run.outcome().progress.begin(),
+                               counted.run.outcome().progress.end()),
+            percents)
+      << "the outcome has them too";
+  return percents;
 }
 
 TEST(Progress, OfTenFramesCountsByTens) {
@@ -128,8 +167,8 @@ TEST(Progress, OfOneFrameIsNeverSent) {
 }
 
 TEST(Progress, NeedsNoListener) {
-  Progress progress(nullptr, &QAListener::onGamutProgress, 10);
-  progress.measured(5);
+  const Counted counted(10, false);
+  EXPECT_EQ(counted.run.outcome().progress, (std::vector<int>{10, 20, 30, 40, 50, 60, 70, 80, 90}));
 }
 
 }  // namespace
