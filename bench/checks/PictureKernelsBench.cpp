@@ -51,7 +51,7 @@ class Pictures {
       if (!yuv.valid) {
         throw std::runtime_error(name + ": too few pictures");
       }
-      qatester::PictureMaker maker(*video);
+      qatester::PictureMaker maker;
       const qatester::DecodedPicture picture(maker, yuv);
       const GreyPicture& grey = greys_.emplace_back(*picture.grey());
       Image& greyImage = greyImages_.emplace_back(

@@ -30,7 +30,7 @@ void feed(Measurement& measurement, const std::string& file, bool interrupted) {
   wrap.startBuffering();
   OxVideoStream* video = wrap.getVideoStream();
   ASSERT_NE(video, nullptr);
-  PictureMaker maker(*video);
+  PictureMaker maker;
   measurement.begin(25.0F, kFrames);
   for (int index = 0; index < kFrames; ++index) {
     OxVideoFrameYUV none;

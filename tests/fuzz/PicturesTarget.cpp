@@ -16,11 +16,8 @@
 #include "checks/video/FieldComparison.h"
 #include "checks/video/FieldDominance.h"
 #include "checks/video/FrameFields.h"
-#include "visual/FramePlot.h"
 #include "checks/video/FrameRate.h"
 #include "checks/video/FrameRelationship.h"
-#include "media/GreyPicture.h"
-#include "media/GreyValues.h"
 #include "checks/video/Pulldown.h"
 #include "checks/video/RelationSum.h"
 #include "checks/video/Tearing.h"
@@ -29,10 +26,13 @@
 #include "checks/video/Transitions.h"
 #include "checks/video/VerticalChanges.h"
 #include "fuzz/Input.h"
+#include "media/GreyPicture.h"
+#include "media/GreyValues.h"
 #include "support/PaddedBytes.h"
 #include "support/TempDir.h"
 #include "support/Values.h"
 #include "visual/ColourDisplays.h"
+#include "visual/FramePlot.h"
 #include "visual/TimecodeDisplay.h"
 #include "visual/WaveformDisplay.h"
 
@@ -184,8 +184,7 @@ double figure(const VideoMeasurement& measurement, const char* name) {
 }
 
 int feed(VideoMeasurement& measurement, Input& input) {
-  Converter converter;
-  PictureMaker maker(converter.stream());
+  PictureMaker maker;
   measurement.begin(static_cast<float>(input.number()), kMostPictures);
   int index = 0;
   for (int i = 0; i < kMostPictures && !input.empty(); ++i) {
@@ -249,7 +248,7 @@ void convert(Input& input) {
   for (int i = 0; i < 3 && !input.empty(); ++i) {
     Picture picture(input);
     OxVideoFrameYUV record = picture.record();
-    PictureMaker maker(converter.stream());
+    PictureMaker maker;
     const DecodedPicture decoded(maker, record);
     const OxVideoFrameRGB& whole = decoded.converted().record();
     const std::size_t rowBytes = static_cast<std::size_t>(picture.width()) * 3;
@@ -258,11 +257,10 @@ void convert(Input& input) {
       require(rows.first == next && rows.count > 0, "slices follow each other");
       next += rows.count;
       for (int y = 0; y < rows.count; ++y) {
-        require(
-            std::memcmp(rows.bytes + rows.stride * y,
-                        whole.buffer + rowBytes * static_cast<std::size_t>(rows.first + y),
-                        rowBytes) == 0,
-            "slices have the bytes of the whole picture");
+        require(std::memcmp(rows.bytes + rows.stride * y,
+                            whole.buffer + rowBytes * static_cast<std::size_t>(rows.first + y),
+                            rowBytes) == 0,
+                "slices have the bytes of the whole picture");
       }
     });
     require(sliced == whole.valid, "a picture can be converted in both ways or in none");
@@ -392,8 +390,7 @@ void draw(Input& input) {
   for (const UniqueCanvas& canvas : displays) {
     require((canvas != nullptr) == picture.isPlanar(), "what can be read can be drawn");
   }
-  Converter converter;
-  PictureMaker maker(converter.stream());
+  PictureMaker maker;
   const DecodedPicture decoded(maker, record);
   const OxVideoFrameRGB& converted = decoded.converted().record();
   require((drawImageData(converted) != nullptr) == converted.valid,

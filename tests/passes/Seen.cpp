@@ -5,78 +5,13 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <memory>
-#include <sstream>
-#include <type_traits>
-#include <variant>
 
+#include "support/CheckNames.h"
 #include "support/LoggedTester.h"
+#include "support/Outcomes.h"
 
 namespace qatest {
 namespace {
-
-void print(std::ostream& out, const QAValues& values);
-
-void print(std::ostream& out, const QAValue& value) {
-  out << value.key << " [" << value.unit << "] ";
-  std::visit(
-      [&](const auto& held) {
-        using Held = std::decay_t<decltype(held)>;
-        if constexpr (std::is_same_v<Held, std::monostate>) {
-          out << "none";
-        } else if constexpr (std::is_same_v<Held, std::vector<double>>) {
-          for (const double one : held) {
-            out << one << ' ';
-          }
-        } else if constexpr (std::is_same_v<Held, std::vector<QAValues>>) {
-          for (const QAValues& one : held) {
-            out << "{ ";
-            print(out, one);
-            out << "} ";
-          }
-        } else {
-          out << held;
-        }
-      },
-      value.value);
-  out << '\n';
-}
-
-void print(std::ostream& out, const QAValues& values) {
-  for (const QAValue& value : values) {
-    print(out, value);
-  }
-}
-
-std::string textOf(const QACheckOutcome& outcome) {
-  std::ostringstream out;
-  out << std::hexfloat;
-  out << outcome.name << ' ' << outcome.tag << ' ' << getStateText(outcome.state) << '\n';
-  print(out, outcome.values);
-  out << "summary " << outcome.summary << "\nreason " << outcome.reason << ' '
-      << outcome.reasonIsOfFile << '\n';
-  for (const QALimits& limits : outcome.limits) {
-    out << limits.of << ' ' << limits.min << ' ' << limits.max << ' ' << limits.unit << '\n';
-  }
-  for (const QAEvent& event : outcome.events) {
-    out << event.what << ' ' << event.startSeconds.value_or(-1.0) << ' '
-        << event.startFrame.value_or(-1) << '\n';
-  }
-  out << outcome.opened << outcome.began << outcome.measured << outcome.stopped
-      << outcome.reachedEnd << ' ' << outcome.count << " of " << outcome.budget << ' '
-      << outcome.startSeconds << ' ' << outcome.endSeconds << '\n';
-  for (const std::string& message : outcome.messages) {
-    out << message << '\n';
-  }
-  out << outcome.failures << " failures, percents";
-  for (const int percent : outcome.progress) {
-    out << ' ' << percent;
-  }
-  if (outcome.error != nullptr) {
-    out << "\nan exception";
-  }
-  return out.str();
-}
 
 std::vector<std::string> callsOf(const RecordingListener& listener) {
   std::vector<std::string> calls(listener.messages);
@@ -117,11 +52,7 @@ Seen runAll(const std::string& file, const std::string& settings, QAPasses passe
   options.displays = withDisplays ? QADisplays::pictures : QADisplays::nowhere;
   options.displayFolder = displayFolder.empty() ? pictures.path().string() : displayFolder;
   LoggedTester tester(file, options, settings);
-  std::vector<std::string> names;
-  for (const QACheck* check : allChecks()) {
-    names.push_back(check->name);
-  }
-  const auto outcomes = tester.run([&](QATester& t) { return t.runChecks(names); });
+  const auto outcomes = tester.run([&](QATester& t) { return t.runChecks(checkNames()); });
   Seen seen;
   for (const QACheckOutcome& outcome : outcomes) {
     seen.checks.push_back(textOf(outcome));
