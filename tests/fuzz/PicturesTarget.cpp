@@ -15,11 +15,8 @@
 #include "checks/video/FieldComparison.h"
 #include "checks/video/FieldDominance.h"
 #include "checks/video/FrameFields.h"
-#include "visual/FramePlot.h"
 #include "checks/video/FrameRate.h"
 #include "checks/video/FrameRelationship.h"
-#include "media/GreyPicture.h"
-#include "media/GreyValues.h"
 #include "checks/video/Pulldown.h"
 #include "checks/video/RelationSum.h"
 #include "checks/video/Tearing.h"
@@ -28,9 +25,12 @@
 #include "checks/video/Transitions.h"
 #include "checks/video/VerticalChanges.h"
 #include "fuzz/Input.h"
+#include "media/GreyPicture.h"
+#include "media/GreyValues.h"
 #include "support/TempDir.h"
 #include "support/Values.h"
 #include "visual/ColourDisplays.h"
+#include "visual/FramePlot.h"
 #include "visual/TimecodeDisplay.h"
 #include "visual/WaveformDisplay.h"
 
@@ -249,11 +249,10 @@ void convert(Input& input) {
       require(rows.first == next && rows.count > 0, "slices follow each other");
       next += rows.count;
       for (int y = 0; y < rows.count; ++y) {
-        require(
-            std::memcmp(rows.bytes + rows.stride * y,
-                        whole.buffer + rowBytes * static_cast<std::size_t>(rows.first + y),
-                        rowBytes) == 0,
-            "slices have the bytes of the whole picture");
+        require(std::memcmp(rows.bytes + rows.stride * y,
+                            whole.buffer + rowBytes * static_cast<std::size_t>(rows.first + y),
+                            rowBytes) == 0,
+                "slices have the bytes of the whole picture");
       }
     });
     require(sliced == whole.valid, "a picture can be converted in both ways or in none");
