@@ -27,8 +27,9 @@ double presentationSeconds(const OxVideoFrameYUV& picture, const OxVideoStream& 
   if (stamp == AV_NOPTS_VALUE) {
     return picture.time;
   }
-  const AVRational unit = video.stream->time_base;
-  return static_cast<double>(stamp) * unit.num / unit.den;
+  const double unit = static_cast<double>(video.stream->time_base.num) /
+                      static_cast<double>(video.stream->time_base.den);
+  return unit * static_cast<double>(stamp);
 }
 
 }  // namespace qatester

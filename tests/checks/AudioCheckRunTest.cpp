@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -145,34 +146,40 @@ TEST(AudioCheckRun, PlainLookUpGivesTheDefaultsWhateverTheSettingsFileHolds) {
 }
 
 TEST(AudioCheckRun, LimitsInEffectAreTold) {
+  constexpr double kNone = -std::numeric_limits<double>::infinity();
   struct {
     const char* settings;
-    std::vector<std::pair<int, int>> limits;  ///< of levels, loudness and phase
+    std::vector<std::pair<double, double>> limits;  ///< of levels, loudness, mono and phase
   } const cases[] = {
-      {"", {{-100, 0}, {0, 0}, {0, 200}}},
+      {"", {{-100, 0}, {0, 0}, {kNone, 0.01F}, {kNone, 200}}},
       {"LevelPeakThreshold=-3\nLevelLowThreshold=-40\nLoudnessMaxThreshold=-22\n"
-       "LoudnessMinThreshold=-24\nPhaseSampleOffsetThreshold=12\n",
-       {{-40, -3}, {-24, -22}, {0, 12}}},
+       "LoudnessMinThreshold=-24\nMonoSimilarSampleCountThreshold=0.5\n"
+       "PhaseSampleOffsetThreshold=12\n",
+       {{-40, -3}, {-24, -22}, {kNone, 0.5}, {kNone, 12}}},
       {"LevelPeakThreshold=7\nLevelLowThreshold=2000000000\nLoudnessMaxThreshold=1\n"
-       "LoudnessMinThreshold=9\nPhaseSampleOffsetThreshold=-7\n",
-       {{0, 0}, {0, 0}, {0, 1}}},
+       "LoudnessMinThreshold=9\nMonoSimilarSampleCountThreshold=2\n"
+       "PhaseSampleOffsetThreshold=-7\n",
+       {{0, 0}, {0, 0}, {kNone, 1}, {kNone, 1}}},
       {"LevelPeakThreshold=x\nLevelLowThreshold=x\nLoudnessMaxThreshold=x\n"
-       "LoudnessMinThreshold=x\nPhaseSampleOffsetThreshold=x\n",
-       {{0, 0}, {0, 0}, {0, 1}}},
+       "LoudnessMinThreshold=x\nMonoSimilarSampleCountThreshold=x\n"
+       "PhaseSampleOffsetThreshold=x\n",
+       {{0, 0}, {0, 0}, {kNone, 0.01F}, {kNone, 1}}},
   };
   const TempDir folder;
   const std::string file = clip(folder, 2.5);
   for (const auto& c : cases) {
     LoggedTester tester(file, stored(), std::string("QATesterSlateSeconds=0\n") + c.settings);
-    std::vector<std::pair<int, int>> limits;
+    std::vector<std::pair<double, double>> limits;
+    std::vector<std::string> of;
     forEachCheck([&](const AudioCheck& check, std::size_t) {
       run(check, tester);
       for (const QALimits& one : tester.outcomes.back().limits) {
-        EXPECT_EQ(one.of, "");
+        of.push_back(one.of);
         limits.emplace_back(one.min, one.max);
       }
     });
     EXPECT_EQ(limits, c.limits) << c.settings;
+    EXPECT_EQ(of, (std::vector<std::string>{"maxLevel", "loudness", "matchingBlocks", "meanLag"}));
   }
 }
 

@@ -358,7 +358,6 @@ TEST(PairMeasurement, BlocksOfOtherLengthsArePassedOver) {
   QACheckOutcome outcome;
   mono.describe(outcome);
   EXPECT_EQ(outcome.reason, "the blocks of the two streams differ in length");
-  EXPECT_TRUE(std::isnan(qatest::numberOf(outcome, "matchingBlocks")));
   mono.add(1, 0, block(std::vector<int16_t>(64, 7)));
   EXPECT_EQ(mono.add(1, 1, block(std::vector<int16_t>(64, 20000))), Taken::measured);
   EXPECT_TRUE(mono.verdict());
@@ -387,6 +386,7 @@ TEST(PhaseMeasurement, TheThresholdIsStrict) {
     phase.add(0, 1, block(sound));
     EXPECT_EQ(phase.verdict(), threshold == 9);
     QACheckOutcome outcome;
+    outcome.began = true;
     phase.describe(outcome);
     EXPECT_EQ(qatest::numberOf(outcome, "meanLag"), 8.0);  // the first whole period
   }

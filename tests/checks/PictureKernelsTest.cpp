@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "checks/video/FieldComparison.h"
-#include "media/GreyValues.h"
 #include "checks/video/RelationSum.h"
 #include "checks/video/VerticalChanges.h"
+#include "media/GreyValues.h"
 #include "support/InstructionSets.h"
 
 namespace {

@@ -87,7 +87,8 @@ TEST_F(TearingCheck, HugeThresholdIsTheLargestNumber) {
   for (const char* threshold : {"1e39", "1e400", "inf"}) {
     EXPECT_TRUE(measureCombs({kNone, kFull, kNone, kFull}, kBudget,
                              "TearingThreshold=" + std::string(threshold) + "\n"));
-    EXPECT_EQ(numberOf(outcome, "threshold"), static_cast<double>(std::numeric_limits<float>::max()));
+    EXPECT_EQ(numberOf(outcome, "threshold"),
+              static_cast<double>(std::numeric_limits<float>::max()));
   }
 }
 

@@ -35,13 +35,14 @@ inline std::string textOf(const QACheckOutcome& outcome) {
                      "\nvalues: " + textOf(outcome.values) + "\nsummary: " + outcome.summary +
                      "\nreason: " + outcome.reason + (outcome.reasonIsOfFile ? " (of file)" : "");
   for (const QALimits& one : outcome.limits) {
-    text += "\nlimits of " + one.of + ": " + exactly(one.min) + " to " + exactly(one.max) + one.unit;
+    text +=
+        "\nlimits of " + one.of + ": " + exactly(one.min) + " to " + exactly(one.max) + one.unit;
   }
   for (const QAEvent& event : outcome.events) {
     text += "\nevent: " + textOf(event);
   }
-  for (const bool flag : {outcome.opened, outcome.began, outcome.measured, outcome.stopped,
-                          outcome.reachedEnd}) {
+  for (const bool flag :
+       {outcome.opened, outcome.began, outcome.measured, outcome.stopped, outcome.reachedEnd}) {
     text += flag ? "\nyes" : "\nno";
   }
   text += "\n" + std::to_string(outcome.count) + " of " + std::to_string(outcome.budget) +

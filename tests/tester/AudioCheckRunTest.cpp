@@ -283,10 +283,10 @@ TEST(AudioCheckSlate, CountsTheValuesOfAllChannels) {
     int slateSeconds;
     int blocks;  ///< skipped of each stream
   } const cases[] = {
-      {1, 2, 0, 0},   {1, 2, -4, 0}, {1, 1, 1, 125},  // 8000 / 64
+      {1, 2, 0, 0},  {1, 2, -4, 0},  {1, 1, 1, 125},  // 8000 / 64
       {1, 6, 1, 21},                                  // 8000 / 384 = 20.8
-      {3, 2, 1, 63},  {8, 1, 1, 125},
-      {1, 2, 2, 0},   {1, 2, 3, 0},  // not longer than the slate: nothing is skipped
+      {3, 2, 1, 63}, {8, 1, 1, 125}, {1, 2, 2, 0},
+      {1, 2, 3, 0},  // not longer than the slate: nothing is skipped
   };
   const TempDir folder;
   for (const auto& c : cases) {
@@ -405,15 +405,11 @@ TEST(AudioCheckBound, CutsTheBudgetDownToTheSoundAfterTheSlate) {
     int slateSeconds;
     int budget;
   } const cases[] = {
-      {Bound::none, 2, 1, kHuge},
-      {Bound::instants, 2, 0, 16000},
-      {Bound::instants, 2, 1, 8000},
-      {Bound::instants, 6, 1, 8000},
-      {Bound::instants, 2, 2, 0},
-      {Bound::instants, 2, 3, -8000},
+      {Bound::none, 2, 1, kHuge},        {Bound::instants, 2, 0, 16000},
+      {Bound::instants, 2, 1, 8000},     {Bound::instants, 6, 1, 8000},
+      {Bound::instants, 2, 2, 0},        {Bound::instants, 2, 3, -8000},
       {Bound::blocks, 2, 0, kHuge},  // no block of the slate is known
-      {Bound::blocks, 2, 1, 8000 / 128},
-      {Bound::blocks, 6, 1, 8000 / 384},
+      {Bound::blocks, 2, 1, 8000 / 128}, {Bound::blocks, 6, 1, 8000 / 384},
       {Bound::blocks, 2, 2, kHuge},
   };
   const TempDir folder;
@@ -704,8 +700,8 @@ TEST(AudioCheckException, OfTheListenerIsLoggedThereAsWell) {
   TestRun run(clip(folder), 0, TestRun::untilReady(), "TestFrameChecks=10\n");
   Settings settings(run.folder.file("settings").c_str(), &run.logger, QALookup::stored);
   qatester::Displays displays(QADisplays::nowhere, false, "", {});
-  const qatester::CheckContext context{
-      run.fileName, &listener, &run.logger, &settings, displays, 0, run.options};
+  const qatester::CheckContext context{run.fileName, &listener, &run.logger, &settings,
+                                       displays,     0,         run.options};
   EXPECT_TRUE(runAudioCheck(context, loggingExceptions(), run.measurement));
   EXPECT_EQ(run.outcome.reason, "cut short by an exception: deaf");
   EXPECT_EQ(run.outcome.count, 2) << "the first percent is that of the second block";

@@ -88,6 +88,7 @@ Session run(const std::string& file, const Wish& wish = {}) {
   options.pauses = wish.pauses;
   options.lookup = QALookup::stored;
   options.passes = wish.passes;
+  options.colourThreads = QAColourThreads::none;
   options.displays = wish.displays;
   options.displayFolder = wish.displayFolder;
   options.stop = wish.stop;
@@ -138,8 +139,15 @@ void expectSameBut(const Session& found, const Session& expected, const Names& w
 class RunChecks : public testing::Test {
  protected:
   TempDir folder_;
-  std::string clip_ = makeClip(folder_, "clip.mkv",
-                               {.video = {ffv1(60)}, .audio = audioStreams(1, audio("pcm_s16le"))});
+  static VideoSpec small() {
+    VideoSpec video = ffv1(60);
+    video.width = 32;
+    video.height = 16;
+    return video;
+  }
+
+  std::string clip_ =
+      makeClip(folder_, "clip.mkv", {.video = {small()}, .audio = {audio("pcm_s16le", 2, 2.4)}});
 };
 
 class RunChecksPasses : public RunChecks, public testing::WithParamInterface<QAPasses> {};
@@ -152,9 +160,8 @@ INSTANTIATE_TEST_SUITE_P(, RunChecksPasses, testing::Values(QAPasses::one, QAPas
 TEST_P(RunChecksPasses, OutcomesComeInTheOrderOfTheNames) {
   Names backwards = checkNames();
   std::reverse(backwards.begin(), backwards.end());
-  for (const Names& names :
-       {checkNames(), backwards, Names{"phase", "chroma", "valid", "levels"}, Names{"timecode"},
-        Names{"drop-no-drop"}, Names{}}) {
+  for (const Names& names : {checkNames(), backwards, Names{"phase", "chroma", "valid", "levels"},
+                             Names{"timecode"}, Names{"drop-no-drop"}, Names{}}) {
     const Session all = run(clip_, {.names = names, .passes = GetParam()});
     EXPECT_EQ(namesOf(all.outcomes), names);
     EXPECT_EQ(textsOf(all.sunk), textsOf(all.outcomes));
@@ -204,11 +211,10 @@ TEST_P(RunChecksPasses, StopOnTheWayEndsWhatRunsAndWhatHasNotBegun) {
   std::stop_source stop;
   ActingListener listener;
   listener.actions["tearing"] = [&] { stop.request_stop(); };
-  const Session stopped =
-      run(clip_, {.names = {"valid", "tearing", "levels"},
-                  .passes = GetParam(),
-                  .listener = &listener,
-                  .stop = stop.get_token()});
+  const Session stopped = run(clip_, {.names = {"valid", "tearing", "levels"},
+                                      .passes = GetParam(),
+                                      .listener = &listener,
+                                      .stop = stop.get_token()});
   EXPECT_EQ(outcomeOf(stopped, "valid").state, QAState::pass);
   EXPECT_EQ(outcomeOf(stopped, "tearing").reason, "stopped before the check was complete");
   EXPECT_EQ(outcomeOf(stopped, "tearing").count, 2) << "the first percent is of the second frame";
@@ -264,7 +270,8 @@ TEST_F(RunChecks, OneReadingFindsTheSameInFilesThatAreCutOrNone) {
         makeClip(folder_, "silent.mkv", {.video = {ffv1(20)}})}) {
     for (const int slate : {0, 1, 9}) {
       const Session one = run(file, {.settings = smallBudgets(30, slate)});
-      const Session each = run(file, {.passes = QAPasses::each, .settings = smallBudgets(30, slate)});
+      const Session each =
+          run(file, {.passes = QAPasses::each, .settings = smallBudgets(30, slate)});
       EXPECT_EQ(textsOf(one.outcomes), textsOf(each.outcomes)) << file;
       EXPECT_EQ(one.console, each.console) << file;
     }
@@ -285,7 +292,10 @@ TEST_F(RunChecks, FixedPausesAreThoseOfChecksThatAreRunOneByOne) {
 /// The members by the names of their checks, each record as values.
 const std::map<std::string, std::function<QAValues(QATester&)>>& members() {
   static const std::map<std::string, std::function<QAValues(QATester&)>> all{
-      {"valid", [](QATester& t) { return QAValues{{"valid", t.isValidFile(), ""}}; }},
+      {"valid",
+       [](QATester& t) {
+         return QAValues{{"valid", t.isValidFile(), ""}};
+       }},
       {"frame-rate",
        [](QATester& t) {
          const QA_FrameRate r = t.checkFrameRate();
@@ -307,8 +317,14 @@ const std::map<std::string, std::function<QAValues(QATester&)>>& members() {
                          {"confidence", static_cast<double>(r.confidence), ""},
                          {"detected", r.detected, ""}};
        }},
-      {"tearing", [](QATester& t) { return QAValues{{"passed", t.checkTearing(), ""}}; }},
-      {"timecode", [](QATester& t) { return QAValues{{"completed", t.checkTimecode(), ""}}; }},
+      {"tearing",
+       [](QATester& t) {
+         return QAValues{{"passed", t.checkTearing(), ""}};
+       }},
+      {"timecode",
+       [](QATester& t) {
+         return QAValues{{"completed", t.checkTimecode(), ""}};
+       }},
       {"transitions",
        [](QATester& t) {
          return QAValues{{"transitions", int64_t{t.checkVideoTransitions()}, ""}};
@@ -345,9 +361,18 @@ const std::map<std::string, std::function<QAValues(QATester&)>>& members() {
          const QA_Loudness r = t.checkITUR1770Loudness();
          return QAValues{{"loudness", r.loudness, "LKFS"}, {"passed", r.passed, ""}};
        }},
-      {"mono", [](QATester& t) { return QAValues{{"passed", t.checkMono(), ""}}; }},
-      {"phase", [](QATester& t) { return QAValues{{"passed", t.checkAudioPhase(), ""}}; }},
-      {"drop-no-drop", [](QATester& t) { return QAValues{{"result", t.checkDropNoDrop(), ""}}; }},
+      {"mono",
+       [](QATester& t) {
+         return QAValues{{"passed", t.checkMono(), ""}};
+       }},
+      {"phase",
+       [](QATester& t) {
+         return QAValues{{"passed", t.checkAudioPhase(), ""}};
+       }},
+      {"drop-no-drop",
+       [](QATester& t) {
+         return QAValues{{"result", t.checkDropNoDrop(), ""}};
+       }},
   };
   return all;
 }
@@ -431,11 +456,12 @@ TEST_P(RunChecksPasses, ProgressSinkThatThrowsEndsTheCheckThatHasComeFurther) {
 
 TEST_P(RunChecksPasses, OutcomeSinkThatThrowsIsInThatOutcomeAndNowhereElse) {
   const Session whole = run(clip_, {.passes = GetParam()});
-  const Session cut = run(clip_, {.passes = GetParam(), .onOutcome = [](const QACheckOutcome& outcome) {
-                                if (outcome.name == "tearing") {
-                                  throw std::runtime_error("full");
-                                }
-                              }});
+  const Session cut =
+      run(clip_, {.passes = GetParam(), .onOutcome = [](const QACheckOutcome& outcome) {
+                    if (outcome.name == "tearing") {
+                      throw std::runtime_error("full");
+                    }
+                  }});
   EXPECT_EQ(cut.sunk.size(), whole.sunk.size());
   for (std::size_t i = 0; i < cut.outcomes.size(); ++i) {
     EXPECT_EQ(cut.outcomes[i].error != nullptr, cut.outcomes[i].name == "tearing");
@@ -446,8 +472,8 @@ TEST_P(RunChecksPasses, OutcomeSinkThatThrowsIsInThatOutcomeAndNowhereElse) {
 TEST_P(RunChecksPasses, PictureFileThatCannotBeWrittenIsReportedOnce) {
   writeFile(folder_.file("shots"), "");
   const Session drawn = run(clip_, {.passes = GetParam(),
-                                .displays = QADisplays::pictures,
-                                .displayFolder = folder_.file("shots")});
+                                    .displays = QADisplays::pictures,
+                                    .displayFolder = folder_.file("shots")});
   const Session plain = run(clip_, {.passes = GetParam()});
   EXPECT_EQ(textsOf(drawn.outcomes), textsOf(plain.outcomes));
   const std::size_t first = drawn.console.find("displays: cannot write the picture \"");

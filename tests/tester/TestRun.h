@@ -38,8 +38,7 @@ struct TestRun {
       : fileName(file), options(std::move(runOptions)), slate(slateSeconds) {
     writeFile(folder.file("settings"), settingsText);
     options.outcome = [this](const QACheckOutcome& o) { outcome = o; };
-    logger.SetConsole(
-        [this](const std::string& line) { logged += withoutTimes(line).substr(4); });
+    logger.SetConsole([this](const std::string& line) { logged += withoutTimes(line).substr(4); });
   }
 
   /// Whether the measurement was begun.
@@ -48,8 +47,12 @@ struct TestRun {
     Settings settings(folder.file("settings").c_str(), &logger, QALookup::stored);
     clearPauses();
     qatester::Displays displays(QADisplays::nowhere, false, "", {});
-    const qatester::CheckContext context{fileName, isHeard ? &listener : nullptr,
-                                         isHeard ? &logger : nullptr, &settings, displays, slate,
+    const qatester::CheckContext context{fileName,
+                                         isHeard ? &listener : nullptr,
+                                         isHeard ? &logger : nullptr,
+                                         &settings,
+                                         displays,
+                                         slate,
                                          options};
     const bool began = runCheck(context, profile, measurement);
     pauses = callerPauses();

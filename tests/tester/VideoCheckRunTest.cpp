@@ -108,8 +108,8 @@ TEST(VideoCheckListener, AndLoggerMayBeMissing) {
   run.isHeard = false;
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.outcome.progress, (std::vector<int>{25, 50, 75})) << "the outcome has them";
-  for (const ClipSpec& spec : {ClipSpec{.audio = qatest::audioStreams(1)},
-                               ClipSpec{.video = {qatest::proRes(5)}}}) {
+  for (const ClipSpec& spec :
+       {ClipSpec{.audio = qatest::audioStreams(1)}, ClipSpec{.video = {qatest::proRes(5)}}}) {
     TestRun refused(qatest::makeClip(folder, "clip.mov", spec), 1);
     refused.isHeard = false;
     EXPECT_FALSE(refused.go());
@@ -392,9 +392,7 @@ TEST(VideoCheckUnreadable, PictureIsAFrameThatDoesNotCount) {
 TEST(VideoCheckUnreadable, PictureMayEndTheLoopWithoutProgress) {
   const TempDir folder;
   TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=10\n");
-  run.measurement.judge = [](int index) {
-    return index < 4 ? Taken::measured : Taken::endsCheck;
-  };
+  run.measurement.judge = [](int index) { return index < 4 ? Taken::measured : Taken::endsCheck; };
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4}));
   EXPECT_EQ(run.listener.progress["tearing"], (std::vector<float>{10, 20, 30}));
@@ -552,9 +550,7 @@ TEST(VideoCheckBound, WithoutABudgetKeyMakesTheBudgetOfNone) {
 TEST(VideoCheckGathered, PicturesCountButBringNoProgress) {
   const TempDir folder;
   TestRun run(tenSeconds(folder), 1, pausing(QAPauses::untilReady), "TestFrameChecks=10\n");
-  run.measurement.judge = [](int index) {
-    return index % 5 == 4 ? Taken::measured : Taken::waits;
-  };
+  run.measurement.judge = [](int index) { return index % 5 == 4 ? Taken::measured : Taken::waits; };
   EXPECT_TRUE(run.go());
   EXPECT_EQ(run.measurement.indices, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
   EXPECT_EQ(run.measurement.firstLuma, lumaOfPictures(10, 10));
@@ -618,9 +614,7 @@ std::size_t picturesAround(Taken between) {
   const TempDir folder;
   TestRun run(manyPictures(folder), 0, pausing(QAPauses::untilReady), "TestFrameChecks=150\n");
   int calls = 0;
-  run.measurement.judge = [&](int) {
-    return ++calls == 101 ? between : Taken::missed;
-  };
+  run.measurement.judge = [&](int) { return ++calls == 101 ? between : Taken::missed; };
   EXPECT_TRUE(run.go());
   return run.measurement.indices.size();
 }

@@ -104,8 +104,7 @@ class Counting final : public qatester::CheckRun {
 /// A run that has counted to its budget, and what its listener heard.
 struct Counted {
   explicit Counted(int budget, bool isHeard = true)
-      : context_{name_,     isHeard ? &listener : nullptr, nullptr, &settings_, displays_, 0,
-                 options_},
+      : context_{name_, isHeard ? &listener : nullptr, nullptr, &settings_, displays_, 0, options_},
         run(context_, kProfile) {
     for (int i = 0; i < budget; ++i) {
       run.advance(i, budget);
