@@ -19,6 +19,9 @@ std::string withoutBlanks(const std::string& text) {
 
 }  // namespace
 
+Settings::Settings(const char* settingsFile, Logger* logger, QALookup lookup)
+    : Settings(settingsFile, logger, lookup, {}) {}
+
 Settings::Settings(const char* settingsFile, Logger* logger, QALookup lookup,
                    std::function<void(const std::string&)> trouble)
     : logger_(logger),

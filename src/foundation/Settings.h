@@ -25,9 +25,11 @@ class QATESTER_API Settings {
  public:
   /// Reads `settingsFile`; null or empty means an empty store and no message. The logger is not
   /// owned, may be null, and must outlive this object.
-  /// `trouble` (may be empty) hears what is reported as well, during this call alone.
-  Settings(const char* settingsFile, Logger* logger, QALookup lookup = QALookup::defaults,
-           std::function<void(const std::string& text)> trouble = {});
+  Settings(const char* settingsFile, Logger* logger, QALookup lookup = QALookup::defaults);
+
+  /// The same; `trouble` (may be empty) hears what is reported as well, during this call alone.
+  Settings(const char* settingsFile, Logger* logger, QALookup lookup,
+           std::function<void(const std::string& text)> trouble);
   ~Settings();
 
   Settings(const Settings&) = delete;

@@ -38,14 +38,14 @@ void HeldLog::complain(const std::string& problem) {
 
 void HeldLog::release() {
   held_ = false;
-  for (const Entry& entry : entries_) {
+  const std::vector<Entry> entries = std::exchange(entries_, {});
+  for (const Entry& entry : entries) {
     if (entry.stamp.empty()) {
       complain_(entry.text);
     } else {
       logger_->LogStamped(entry.stamp, entry.text);
     }
   }
-  entries_.clear();
 }
 
 }  // namespace qatester

@@ -34,6 +34,16 @@ struct QALimits {
   std::string unit = {};
 };
 
+/// No value.
+struct QANothing {
+  QANothing() = default;
+  // By its own hand: a variant all of whose types the library of g++ 12 takes for "never valueless"
+  // is destroyed with a wrong index when copying it throws.
+  QANothing(const QANothing&) noexcept {}
+  QANothing& operator=(const QANothing&) noexcept { return *this; }
+  ~QANothing() = default;
+};
+
 struct QAValue;
 using QAValues = std::vector<QAValue>;
 
@@ -42,7 +52,7 @@ struct QAValue {
   /// The name of the record's field, or of a figure beside it, such as "meanShare".
   std::string key;
   /// Nothing, a flag, a whole number, a number, a text, a list of numbers, or a list of records.
-  std::variant<std::monostate, bool, int64_t, double, std::string, std::vector<double>,
+  std::variant<QANothing, bool, int64_t, double, std::string, std::vector<double>,
                std::vector<QAValues>>
       value;
   /// Such as "fps" or "s"; empty for flags, texts, counts and code values.

@@ -62,14 +62,14 @@ struct Member {
 /// reading of its own. Their outcomes and log lines come out in the order of the members.
 class Group final : public Steps {
  public:
-  Group(const CheckContext& context, std::deque<Member>& members)
-      : context_(context), members_(members) {}
+  Group(const CheckContext& context, std::deque<Member>& members, QAPasses passes)
+      : context_(context), members_(members), passes_(passes) {}
 
-  std::vector<QACheckOutcome> run(QAPasses passes) {
+  std::vector<QACheckOutcome> run() {
     outcomes_.reserve(members_.size());
     passTurns();
     try {
-      passes == QAPasses::one ? readTogether() : readEach();
+      passes_ == QAPasses::one ? readTogether() : readEach();
     } catch (...) {
       // A reading itself ran out of memory: what it feeds is lost.
       loseTheRest(std::current_exception());
@@ -180,13 +180,28 @@ class Group final : public Steps {
   void passTurns() {
     for (; turn_ < members_.size(); ++turn_) {
       Member& member = members_[turn_];
-      if (member.log != nullptr) {
-        member.log->release();
-      }
+      letOut(member);
       if (!member.run->hasEnded()) {
         return;
       }
       giveOut(member.run->outcome());
+    }
+  }
+
+  /// The log lines that a check has had to hold.
+  void letOut(Member& member) {
+    if (member.log == nullptr) {
+      return;
+    }
+    try {
+      member.log->release();
+    } catch (...) {
+      const std::exception_ptr error = std::current_exception();
+      if (member.run->hasEnded()) {
+        member.run->outcome().error = error;
+      } else {
+        loseBecause(*member.run, error);
+      }
     }
   }
 
@@ -201,24 +216,32 @@ class Group final : public Steps {
     }
   }
 
-  /// Of all checks, in percent: pictures are read until the last check has what it wants.
+  /// Of all checks, in percent. In one pass pictures are read until the last check has what it
+  /// wants.
   int wholePercent() {
-    double pictures = 1.0;
+    double least = 1.0;
+    double pictures = 0.0;
     double sound = 0.0;
     int ofPictures = 0;
     int ofSound = 0;
     for (const Member& member : members_) {
+      const double share = member.run->share();
       if (isOfPictures(*member.run)) {
-        pictures = std::min(pictures, member.run->share());
+        least = std::min(least, share);
+        pictures += share;
         ++ofPictures;
       } else if (isOfSound(*member.run)) {
-        sound += member.run->share();
+        sound += share;
         ++ofSound;
       }
     }
-    sound = ofSound > 0 ? sound / ofSound : 1.0;
-    const double weight = ofSound == 0 ? 1.0 : ofPictures == 0 ? 0.0 : kPicturesShare;
-    return static_cast<int>(100.0 * (weight * pictures + (1.0 - weight) * sound));
+    if (ofPictures == 0 || ofSound == 0 || passes_ == QAPasses::each) {
+      const int all = ofPictures + ofSound;
+      const bool inStep = ofSound == 0 && passes_ == QAPasses::one;
+      return static_cast<int>(100.0 * (inStep ? least : (pictures + sound) / std::max(1, all)));
+    }
+    return static_cast<int>(100.0 *
+                            (kPicturesShare * least + (1.0 - kPicturesShare) * sound / ofSound));
   }
 
   void tellProgress(const CheckRun& run) {
@@ -241,6 +264,7 @@ class Group final : public Steps {
 
   const CheckContext& context_;
   std::deque<Member>& members_;
+  QAPasses passes_;
   std::vector<QACheckOutcome> outcomes_;
   /// The first member whose outcome is not out.
   std::size_t turn_ = 0;
@@ -290,7 +314,7 @@ std::vector<QACheckOutcome> QATester::runChecks(const std::vector<std::string>& 
     }
     members.push_back({&contexts.back(), log, check->make(contexts.back())});
   }
-  std::vector<QACheckOutcome> outcomes = qatester::Group(shared, members).run(passes);
+  std::vector<QACheckOutcome> outcomes = qatester::Group(shared, members, passes).run();
   if (passes == QAPasses::one) {
     displays_->close();
   }

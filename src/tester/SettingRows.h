@@ -30,6 +30,13 @@ constexpr QASetting blockBudget(const char* key, const char* defaultValue = "100
           "how many blocks of each stream are measured"};
 }
 
+/// The same of a check that compares two channels.
+constexpr QASetting pairBudget(const char* key) {
+  QASetting row = blockBudget(key);
+  row.meaning = "how many pairs of blocks, one of each channel, are compared";
+  return row;
+}
+
 /// A limit in code values or dB.
 constexpr QASetting wholeLimit(const char* key, const char* defaultValue, double max,
                                const char* unit, const char* meaning) {

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "checks/video/Images.h"
+#include "visual/Images.h"
 
 namespace qatester {
 

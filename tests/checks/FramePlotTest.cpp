@@ -7,7 +7,7 @@
 #include <limits>
 #include <vector>
 
-#include "checks/video/Images.h"
+#include "visual/Images.h"
 
 namespace {
 

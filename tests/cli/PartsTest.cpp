@@ -75,7 +75,7 @@ TEST(CheckJson, HoldsWhatTheListenerHeardAndTheReason) {
 TEST(CheckJson, HoldsValuesOfAllKindsInTheirOrder) {
   QACheckOutcome outcome = outcomeOf(QAState::info);
   outcome.values = {
-      {"z", std::monostate(), ""},
+      {"z", QANothing(), ""},
       {"flag", true, ""},
       {"count", int64_t{-9007199254740993}, ""},
       {"rate", 26.0, "fps"},

@@ -28,6 +28,7 @@
 #include "fuzz/Input.h"
 #include "media/GreyPicture.h"
 #include "media/GreyValues.h"
+#include "support/PaddedBytes.h"
 #include "support/TempDir.h"
 #include "support/Values.h"
 #include "visual/ColourDisplays.h"

@@ -87,7 +87,7 @@ inline std::string textOf(const QAValues& values) {
             }
           } else if constexpr (std::is_same_v<Value, double>) {
             text += exactly(value);
-          } else if constexpr (!std::is_same_v<Value, std::monostate>) {
+          } else if constexpr (!std::is_same_v<Value, QANothing>) {
             text += std::to_string(value);
           }
         },

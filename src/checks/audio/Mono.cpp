@@ -14,7 +14,7 @@ namespace qatester {
 namespace {
 
 constexpr QASetting kSettings[] = {
-    blockBudget("MonoFrameChecks"),
+    pairBudget("MonoFrameChecks"),
     {"MonoSingleSampleThreshold", "0.01", QASetting::Kind::real, 0.0001, 1.0, "",
      "share of the samples' range within which two samples match, exclusive"},
     {"MonoSimilarSampleCountThreshold", "0.01", QASetting::Kind::real, 0.01, 1.0, "",
@@ -61,7 +61,9 @@ void MonoMeasurement::describe(QACheckOutcome& outcome) const {
   const auto threshold = static_cast<double>(threshold_);
   outcome.values = {{"passed", passed, ""}};
   if (outcome.began) {
-    outcome.values.push_back({"matchingBlocks", int64_t{monoBlocks_}, "blocks"});
+    if (compared() > 0) {
+      outcome.values.push_back({"matchingBlocks", int64_t{monoBlocks_}, "blocks"});
+    }
     outcome.values.push_back({"threshold", threshold, ""});
   }
   addBlockCounts(outcome);

@@ -13,7 +13,7 @@ namespace qatester {
 namespace {
 
 constexpr QASetting kSettings[] = {
-    blockBudget("PhaseFrameChecks"),
+    pairBudget("PhaseFrameChecks"),
     {"PhaseSampleOffsetThreshold", "200", QASetting::Kind::whole, 1, QASetting::kMost, "samples",
      "mean lag between the channels, exclusive"},
 };
@@ -54,8 +54,9 @@ void PhaseMeasurement::describe(QACheckOutcome& outcome) const {
   const bool passed = recordOf(*this, outcome.began);
   outcome.values = {{"passed", passed, ""}};
   if (outcome.began) {
-    outcome.values.push_back(
-        {"meanLag", compared() > 0 ? static_cast<double>(meanLag()) : 0.0, "samples"});
+    if (compared() > 0) {
+      outcome.values.push_back({"meanLag", static_cast<double>(meanLag()), "samples"});
+    }
     outcome.values.push_back({"threshold", int64_t{threshold_}, "samples"});
   }
   addBlockCounts(outcome);

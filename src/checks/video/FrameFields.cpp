@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "checks/video/FieldComparison.h"
-#include "checks/video/Images.h"
+#include "visual/Images.h"
 #include "media/GreyValues.h"
 #include "visual/Canvas.h"
 

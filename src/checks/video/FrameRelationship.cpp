@@ -1,6 +1,6 @@
 #include "checks/video/FrameRelationship.h"
 
-#include "checks/video/Images.h"
+#include "visual/Images.h"
 #include "checks/video/RelationSum.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "checks/video/Images.h"
+#include "visual/Images.h"
 #include "checks/video/VerticalChanges.h"
 #include "visual/Canvas.h"
 #include "visual/WindowSystem.h"
