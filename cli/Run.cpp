@@ -148,7 +148,7 @@ class Run {
     for (const std::string& output : {options_.log, options_.json}) {
       for (const std::string& input : inputs) {
         if (isSameFile(output, input)) {
-          complain(output + " is to be read and written");
+          complain(output + " cannot be both read and written");
           return false;
         }
       }

@@ -24,8 +24,9 @@ class SharedBuffering final : public Buffering {
 
   void start() override {
     if (!started_) {
-      started_ = true;
+      // A run whose start ends in an exception leaves the next one to try.
       wrap_.startBuffering();
+      started_ = true;
     }
   }
   void stop() override {

@@ -151,13 +151,13 @@ TEST_F(Outputs, StandardOutputByItsDeviceNameIsStandardOutput) {
 
 TEST_F(Outputs, AnInputIsNeverWrittenTo) {
   const std::string content = readFile(clip_);
-  expectRefusal({"--json", clip_, clip_}, clip_ + " is to be read and written");
-  expectRefusal({"--log", clip_, clip_}, clip_ + " is to be read and written");
+  expectRefusal({"--json", clip_, clip_}, clip_ + " cannot be both read and written");
+  expectRefusal({"--log", clip_, clip_}, clip_ + " cannot be both read and written");
   EXPECT_EQ(readFile(clip_), content);
   const std::string settings = dir_.file("qa.settings");
   writeFile(settings, "a=b\n");
   expectRefusal({"--settings", settings, "--log", settings, clip_},
-                settings + " is to be read and written");
+                settings + " cannot be both read and written");
   EXPECT_EQ(readFile(settings), "a=b\n");
 }
 
