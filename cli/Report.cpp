@@ -40,7 +40,7 @@ int checked(int result) {
 Json valuesJson(const QAValues& values);
 
 struct ValueToJson {
-  Json operator()(QANothing) const { return nullptr; }
+  Json operator()(const QANothing&) const { return nullptr; }
   Json operator()(double number) const { return numberJson(number); }
   Json operator()(const std::vector<double>& numbers) const {
     Json list = Json::array();

@@ -351,7 +351,8 @@ void readSound(const CheckContext& context, const std::vector<AudioRun*>& runs, 
       wrap.bufferOnly(containerIndices(wrap, streams));
     }
   }
-  SoundReading(wrap, std::move(fed), steps).read(streams);
+  SoundReading reading(wrap, std::move(fed), steps);
+  reading.read(streams);
 }
 
 void readForOne(const CheckContext& context, CheckRun& run, Steps& steps) {

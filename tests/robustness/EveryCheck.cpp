@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-
 long entriesOf(const char* folder) {
   return static_cast<long>(std::distance(fs::directory_iterator(folder), {}));
 }

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "checks/video/FieldComparison.h"
-#include "visual/Images.h"
 #include "media/GreyValues.h"
 #include "visual/Canvas.h"
+#include "visual/Images.h"
 
 using qatester::hasBytes;
 using qatester::rowOf;

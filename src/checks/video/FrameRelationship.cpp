@@ -1,7 +1,7 @@
 #include "checks/video/FrameRelationship.h"
 
-#include "visual/Images.h"
 #include "checks/video/RelationSum.h"
+#include "visual/Images.h"
 
 namespace {
 

@@ -129,7 +129,8 @@ std::string PulldownMeasurement::summary(const QA_PullDown& record,
     text = "2:2, no repeated fields, in " + in22;
   }
   // The confidence is a share of these, whether or not all of them came.
-  text += " of " + counted(budget_ / kFramesOfAGroup, "group") + " of five frames";
+  const int groups = budget_ / kFramesOfAGroup;
+  text += " of " + counted(groups, "group") + " of five frames";
   addWords(text, "; ", shortfall(outcome, "frames"));
   return text;
 }

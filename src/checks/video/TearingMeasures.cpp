@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "visual/Images.h"
 #include "checks/video/VerticalChanges.h"
 #include "visual/Canvas.h"
+#include "visual/Images.h"
 #include "visual/WindowSystem.h"
 
 using qatester::hasBytes;
