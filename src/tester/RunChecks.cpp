@@ -238,7 +238,7 @@ class Group final : public Steps {
     if (ofPictures == 0 || ofSound == 0 || passes_ == QAPasses::each) {
       const int all = ofPictures + ofSound;
       const bool inStep = ofSound == 0 && passes_ == QAPasses::one;
-      return static_cast<int>(100.0 * (inStep ? least : (pictures + sound) / std::max(1, all)));
+      return static_cast<int>(100.0 * (inStep || all == 0 ? least : (pictures + sound) / all));
     }
     return static_cast<int>(100.0 *
                             (kPicturesShare * least + (1.0 - kPicturesShare) * sound / ofSound));

@@ -173,7 +173,8 @@ double VideoRun::share() const {
     return 0.0;
   }
   const double wanted = static_cast<double>(slate_) + std::max(1, budget_);
-  const double left = phase_ == Phase::slate ? slateLeft_ + budget_ : budget_ - index_;
+  const double left = phase_ == Phase::slate ? static_cast<double>(slateLeft_) + budget_
+                                             : static_cast<double>(budget_) - index_;
   return std::clamp(1.0 - left / wanted, 0.0, 1.0);
 }
 

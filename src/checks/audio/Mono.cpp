@@ -61,9 +61,7 @@ void MonoMeasurement::describe(QACheckOutcome& outcome) const {
   const auto threshold = static_cast<double>(threshold_);
   outcome.values = {{"passed", passed, ""}};
   if (outcome.began) {
-    if (compared() > 0) {
-      outcome.values.push_back({"matchingBlocks", int64_t{monoBlocks_}, "blocks"});
-    }
+    outcome.values.push_back({"matchingBlocks", int64_t{monoBlocks_}, "blocks"});
     outcome.values.push_back({"threshold", threshold, ""});
   }
   addBlockCounts(outcome);

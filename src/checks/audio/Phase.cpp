@@ -54,9 +54,8 @@ void PhaseMeasurement::describe(QACheckOutcome& outcome) const {
   const bool passed = recordOf(*this, outcome.began);
   outcome.values = {{"passed", passed, ""}};
   if (outcome.began) {
-    if (compared() > 0) {
-      outcome.values.push_back({"meanLag", static_cast<double>(meanLag()), "samples"});
-    }
+    const double lag = compared() > 0 ? static_cast<double>(meanLag()) : 0.0;
+    outcome.values.push_back({"meanLag", lag, "samples"});
     outcome.values.push_back({"threshold", int64_t{threshold_}, "samples"});
   }
   addBlockCounts(outcome);
