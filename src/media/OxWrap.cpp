@@ -167,8 +167,9 @@ void OxWrap::Buffering::reportChangesOf(PacketQueue* queue) {
   }
   queue->changed = [this, queue] {
     // A reader that waits for a full queue is not woken before there is room, and one that has read
-    // everything not at all: nobody waits for packets then.
-    if (!isFull(*queue) && !ended) {
+    // everything not at all: nobody waits for packets then. The first packet may fill the queue
+    // alone; the start waits for it.
+    if (!ended && (!isFull(*queue) || loadShared(queue->nb_packets) == 1)) {
       noteChange();
     }
   };

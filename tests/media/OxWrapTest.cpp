@@ -753,6 +753,19 @@ TEST_F(UntilReady, TheStartEndsWithTheFirstPacket) {
             0);
 }
 
+TEST_F(UntilReady, TheStartEndsWithAFirstPacketThatFillsTheQueueAlone) {
+  VideoSpec spec;
+  spec.encoder = "rawvideo";
+  spec.width = 2048;
+  spec.height = 1632;
+  spec.frames = 3;
+  OxWrap wrap(makeClip(dir, "huge.avi", {{spec}, {}}), kReady);
+  wrap.startBuffering();
+  PacketQueue* queue = wrap.getVideoStream()->packetQueue;
+  EXPECT_GT(loadShared(queue->size), kLimit);
+  EXPECT_EQ(drain(queue).size(), 3U);
+}
+
 TEST_F(UntilReady, TheStartDoesNotWaitForPacketsThatNobodyKeeps) {
   OxWrap wrap(large(), kReady);
   wrap.discardAudio(true);
