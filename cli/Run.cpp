@@ -409,7 +409,7 @@ class Run {
   Table table_;
   std::unique_ptr<ReportFile> report_;
   std::vector<FileReport> files_;
-  /// Troubles already told: every file's tester meets them anew.
+  /// Troubles already reported: every file's tester meets them anew.
   std::set<std::string> told_;
   /// Something other than a file.
   bool trouble_ = false;

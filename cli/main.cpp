@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
   occupyStandardStreams();
   // A reader of the table that goes away is no reason to lose the report.
   signal(SIGPIPE, SIG_IGN);
-  // Nor is a limit on the size of files: writing then fails, and that is told.
+  // Nor is a limit on the size of files: writing then fails, which is reported.
   signal(SIGXFSZ, SIG_IGN);
   cli::tellOfMissingMemory();
   try {

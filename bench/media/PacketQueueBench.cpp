@@ -91,7 +91,7 @@ void betweenTwoThreads(benchmark::State& state) {
 }
 BENCHMARK(betweenTwoThreads)->Threads(2)->UseRealTime();
 
-/// The same with somebody to be told of every change, as in an until-ready wrapper.
+/// The same with a watcher that hears of every change, as in an until-ready wrapper.
 void betweenTwoThreadsWatched(benchmark::State& state) {
   static std::mutex mutex;
   static std::condition_variable changed;

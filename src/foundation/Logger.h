@@ -35,7 +35,7 @@ class QATESTER_API Logger {
   /// Leaves the log file present and zero bytes long; silent when it cannot be opened.
   void EmptyLog();
 
-  /// Logs `message` unchanged behind a time stamp and a blank; a null or empty message is dropped.
+  /// Logs `message` unchanged after a time stamp and a blank; a null or empty message is dropped.
   void Log(const char* message);
 
   /// Logs without testing for an empty message.

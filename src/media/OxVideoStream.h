@@ -72,7 +72,8 @@ class QATESTER_API OxVideoStream {
   OxVideoFrameYUV getNextYUVFrame();
 
   /// Converts a picture of this stream. The caller owns the new record (`delete`) and its buffer
-  /// (`free`); `valid` is false when there is nothing to convert or no memory.
+  /// (`free`); `valid` is false when there is nothing to convert or no memory. Each plane must be
+  /// readable for 32 bytes after its last row, as those of decoders are.
   OxVideoFrameRGB* getRGBFromYUV(OxVideoFrameYUV* yuv);
 
   /// Converts a picture of this stream to the same bytes, a few rows at a time from top to bottom,

@@ -35,7 +35,7 @@ constexpr unsigned kFullQueuePauseSeconds = 10;
 constexpr unsigned kPausedPauseSeconds = 1000;
 constexpr int kDestructorWaitMilliseconds = 2000;
 
-/// How often until-ready mode reads on behind damage before it takes it for the end of the data:
+/// How often until-ready mode reads on after damage before it takes it for the end of the data:
 /// about as many polls as the fixed pauses of a patient check leave time for.
 constexpr int kMaxFailedReads = 16;
 
@@ -80,7 +80,7 @@ struct OxWrap::Buffering {
   bool discardAudioPackets = false;
   /// Set when the wrapper is gone: what the thread still reads is of no use to anybody.
   std::atomic<bool> abandoned{false};
-  /// Set when the reader has told the queues that the data has ended.
+  /// Set when the reader has reported the end of the data to the queues.
   std::atomic<bool> ended{false};
   /// Container streams to keep; all when unset. Guarded by the route lock.
   std::optional<std::vector<int>> onlyStreams;
@@ -90,7 +90,7 @@ struct OxWrap::Buffering {
   /// Lets a change of the queue end the pauses that wait for one.
   void reportChangesOf(PacketQueue* queue);
   bool isFull(const PacketQueue& queue) const;
-  /// Allocates nothing: the end is told even when memory is short.
+  /// Allocates nothing: the end is reported even when memory is short.
   template <typename Action>
   void forEachQueue(Action action) const;
   bool isKept(int streamIndex) const;

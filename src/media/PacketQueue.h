@@ -20,7 +20,7 @@ struct PacketNode {
 
 /// What a queue's producer is doing, as far as it tells.
 enum class PacketSupply {
-  /// Not told: a blocking get gives up after two timed waits.
+  /// Not known: a blocking get gives up after two timed waits.
   unknown,
   /// Packets are being read: a blocking get waits for the next one.
   flowing,

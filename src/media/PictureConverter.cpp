@@ -22,7 +22,7 @@ std::size_t roomyStride(const AVFrame& picture) {
   return ((packedRowBytes(picture) + 15) / 16 + 4) * 16;
 }
 
-/// Whether rows of the picture can be told from its planes: what other formats need is not known.
+/// Whether the planes show where rows of the picture begin: for other formats this is not known.
 bool isSliceable(const AVFrame& picture) {
   return picture.format == AV_PIX_FMT_YUV420P || picture.format == AV_PIX_FMT_YUV422P ||
          picture.format == AV_PIX_FMT_YUV444P;

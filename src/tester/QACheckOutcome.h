@@ -118,7 +118,8 @@ struct QACheckOutcome {
   bool measured = false;
   /// A stop was asked for while the check ran: the result covers what came before.
   bool stopped = false;
-  /// The data ended cleanly before the budget was measured: there is no more of it in the file.
+  /// Of audio checks: the sound ended at the declared duration before the budget was measured, so
+  /// there is no more of it. False of video checks, whose budget is bounded by the duration.
   bool reachedEnd = false;
   /// Frames or blocks that were to be measured, and that were. 0 where a check counts none.
   int budget = 0;

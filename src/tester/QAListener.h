@@ -9,7 +9,7 @@
 /// `std::exception` that comes while it measures: it logs that and concludes.
 class QAListener {
  public:
-  /// The file's pixel format is none that the video checks measure.
+  /// The video checks do not measure the file's pixel format.
   virtual void onFailure() = 0;
   /// No suitable stream, or an unsupported audio layout.
   virtual void onMessage(const std::string& text) = 0;

@@ -27,7 +27,7 @@ constexpr int kFirstColumnOfRight = 256;
 
 constexpr int kScaledWhite = 128;
 
-/// Places count along the rows. A point may lie below the last row, and in the column behind the
+/// Places count along the rows. A point may lie below the last row, and in the column after the
 /// last one, which is the first of the next row.
 constexpr std::size_t kPlaces = (kHeight + 1) * kWidth + 1;
 

@@ -215,7 +215,7 @@ std::vector<int16_t> signedBytes(const OxAudioSample& block, int count) {
   return values;
 }
 
-/// The distances, counted from `count`, at which a value of `first` lies behind a value of `second`
+/// The distances, counted from `count`, at which a value of `first` comes after a value of `second`
 /// so far away that their difference wraps to -2^31. Empty when there is none.
 std::vector<bool> wrappingDistances(const int32_t* first, const int32_t* second, int count) {
   // Most values of `second` have no partner, which a table of hashes tells without a search.
