@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "foundation/Export.h"
+#include "tester/QACheckOutcome.h"
 
 namespace qatester {
 class CheckRun;
@@ -31,13 +32,13 @@ enum class QANeeds {
 
 /// A setting, by which a line `key=value` of a settings file goes.
 struct QASetting {
-  enum class Kind { whole, real };
+  enum class Kind { whole, real, text };
 
   const char* key;
   /// As text. Empty counts as 0.
   const char* defaultValue;
   Kind kind;
-  /// Values outside are taken as the nearest of these.
+  /// Values outside are taken as the nearest of these. Texts have none.
   double min;
   double max;
   /// Such as "frames" or "dB"; empty for code values.
@@ -62,6 +63,9 @@ struct QACheck {
   QANeeds needs;
   /// False: its outcome says nothing about the file.
   bool saysSomething;
+  /// What it counts for in the profile "general". Of classic checks that are named, or run without
+  /// a profile, a broken limit is a failure.
+  QASeverity severity = QASeverity::info;
   std::span<const QASetting> settings;
   /// Titles of its displays; empty where it has none.
   std::span<const char* const> displays;

@@ -22,6 +22,17 @@ enum class QAState {
 /// The state in reports: "not-measured", "pass", "info", "warn", "fail".
 QATESTER_API const char* getStateText(QAState state);
 
+/// How much weight a finding of a check has.
+enum class QASeverity {
+  off,   ///< the check is not run
+  info,  ///< it says what it finds, and nothing is judged by it
+  warn,
+  fail,
+};
+
+/// "off", "info", "warn" or "fail".
+QATESTER_API const char* getSeverityText(QASeverity severity);
+
 /// What a check compared its measures with. Both limits are outside: what lies between them is
 /// good.
 struct QALimits {
@@ -93,6 +104,10 @@ struct QACheckOutcome {
   std::string tag;
 
   QAState state = QAState::notMeasured;
+  /// What a broken limit counts for.
+  QASeverity severity = QASeverity::fail;
+  /// A limit was broken, whatever the severity makes of it.
+  bool broken = false;
   /// The result record, field by field under the fields' names, then figures beside it: counts,
   /// budgets and what else the check came to. Zero values, as the record has them, when the check
   /// could not run. Empty when there is no record at all.
@@ -104,10 +119,14 @@ struct QACheckOutcome {
   std::string reason;
   /// The reason holds for the whole file, whatever the check: it did not open, say.
   bool reasonIsOfFile = false;
+  /// What the check looks at is not there, such as sound: not being measured harms nothing then.
+  bool subjectAbsent = false;
   /// The limits in effect; empty where a check has none.
   std::vector<QALimits> limits;
-  /// In the order of time.
+  /// In the order of time; the worst of them where there are too many.
   std::vector<QAEvent> events;
+  /// How many there were in all.
+  int64_t eventCount = 0;
 
   /// Whether the file opened as a media file.
   bool opened = false;

@@ -12,6 +12,7 @@
 #include "tester/QAListener.h"
 #include "tester/QAResults.h"
 #include "tester/QATesterOptions.h"
+#include "tester/QAVerdict.h"
 
 class Logger;
 class OxWrap;
@@ -59,6 +60,12 @@ class QATESTER_API QATester {
   /// exception, and the others go on. Throws `std::invalid_argument` for a name that no check has,
   /// and `std::bad_alloc` when there is no memory for the outcomes themselves.
   std::vector<QACheckOutcome> runChecks(const std::vector<std::string>& names);
+
+  /// The severity of a check by the settings, the profile and its row.
+  QASeverity severityOf(const QACheck& check) const;
+
+  /// What the last call of `runChecks` learned of the file.
+  const QAFileFacts& fileFacts() const;
 
   /// Whether the file can be tested: video in planar 4:2:0, 4:2:2 or 4:4:4 with 8 bits, and 1, 3, 4
   /// or 8 audio streams.

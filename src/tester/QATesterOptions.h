@@ -3,6 +3,8 @@
 #include <functional>
 #include <stop_token>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "foundation/QAPauses.h"
 #include "foundation/Settings.h"
@@ -51,6 +53,17 @@ struct QATrouble {
 struct QATesterOptions {
   QAPauses pauses = QAPauses::fixed;
   QALookup lookup = QALookup::defaults;
+
+  /// The profile by name (see `QAProfile`), or the path of a settings file that stands for one: its
+  /// settings hold where the settings file has none, and the severities of the checks with them.
+  /// Empty: none. Classic checks then judge as they always did.
+  std::string profile;
+
+  /// Settings that win over those of the file and the profile, as keys and values.
+  std::vector<std::pair<std::string, std::string>> settings;
+
+  /// Threads for decoding whole programmes; 0: as many as there are processors. Changes time only.
+  int threads = 0;
 
   QAColourThreads colourThreads = QAColourThreads::eight;
 

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What a file says of its pictures, and what its decoder makes of them.
+struct QAVideoFacts {
+  int width = 0;   ///< pixels
+  int height = 0;  ///< pixels
+  /// Of a pixel and of the whole picture, such as "16:15" and "4:3"; empty when undeclared.
+  std::string sampleAspect = {};
+  std::string displayAspect = {};
+  /// Frames per second as declared; 0 when undeclared. The fraction is exact.
+  double frameRate = 0.0;
+  int rateNumerator = 0;
+  int rateDenominator = 0;
+  /// In FFmpeg's words, such as "yuv422p10le"; empty when unknown.
+  std::string pixelFormat = {};
+  int bits = 0;             ///< of a component; 0 when unknown
+  std::string chroma = {};  ///< "4:2:0", "4:2:2", "4:4:4", "4:1:1", "4:1:0", "4:4:0", "grey", "RGB"
+  /// "progressive", "tff", "bff" or "unknown", by the container and the codec.
+  std::string scan = {};
+  /// As flagged; empty when not flagged.
+  std::string matrix = {};
+  std::string primaries = {};
+  std::string transfer = {};
+  /// "video" or "full"; empty when not flagged.
+  std::string range = {};
+};
+
+/// What a file says of its sound.
+struct QAAudioFacts {
+  int sampleRate = 0;  ///< Hz
+  int channels = 0;
+  /// In FFmpeg's words, such as "stereo"; the usual one for the number of channels where none is
+  /// declared.
+  std::string layout = {};
+  bool layoutDeclared = false;
+  int bits = 0;                   ///< of a sample as coded; 0 when the codec has none
+  std::string sampleFormat = {};  ///< as decoded, in FFmpeg's words
+};
+
+/// A stream of a file, as probing leaves it.
+struct QAStreamFacts {
+  int index = 0;  ///< in the container
+  /// "video", "audio", "subtitle", "data", "cover" (an attached picture) or "other".
+  std::string kind = {};
+  std::string codec = {};  ///< empty when unknown
+  std::string profile = {};
+  int64_t bitRate = 0;  ///< bits per second; 0 when unknown
+  std::string language = {};
+  std::string title = {};
+  /// From the file's start; empty when undeclared.
+  std::optional<double> startSeconds = {};
+  std::optional<double> durationSeconds = {};
+  std::optional<QAVideoFacts> video = {};
+  std::optional<QAAudioFacts> audio = {};
+};
+
+/// What a file says of itself.
+struct QAMedia {
+  std::string container = {};  ///< in FFmpeg's words, such as "mov,mp4,m4a,3gp,3g2,mj2"
+  std::optional<double> durationSeconds = {};
+  /// With ";" before the frames where it is drop-frame; empty when there is none.
+  std::string startTimecode = {};
+  std::vector<QAStreamFacts> streams = {};
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "foundation/Export.h"
+#include "media/QAMedia.h"
+#include "tester/QACheckOutcome.h"
+
+/// What a run of checks learned of a file beside their outcomes.
+struct QAFileFacts {
+  /// The file opened, and `media` holds what it says of itself.
+  bool opened = false;
+  QAMedia media = {};
+  /// Of the reading of the whole file; 0 without programme checks.
+  int64_t pictures = 0;
+  double pictureSeconds = 0.0;
+  double soundSeconds = 0.0;  ///< of the longest audio stream
+  /// All of the file was looked at, to its last picture and sample.
+  bool wholeFile = false;
+};
+
+/// What a file comes to: the worst of its checks that judge, `fail`, `warn` or `pass`;
+/// `notMeasured` when none of all checks could measure. A check that is not measured because its
+/// subject is absent harms nothing.
+QATESTER_API QAState getVerdict(const std::vector<QACheckOutcome>& outcomes);
