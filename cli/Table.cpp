@@ -4,6 +4,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
+#include <optional>
+#include <string_view>
+#include <utility>
 
 #include "ExitCode.h"
 #include "Facts.h"
@@ -150,21 +154,28 @@ QAState resultOf(const FileReport& file, bool named) {
   return verdict != QAState::fail && isInTrouble(file, named) ? QAState::notMeasured : verdict;
 }
 
-/// The names of the checks that made the verdict less than "pass".
-std::string blameOf(const FileReport& file, bool named) {
+/// Why a file came to `result`: the checks in that state, then those in other states that matter.
+std::string blameOf(const FileReport& file, bool named, QAState result) {
   if (!file.error.empty()) {
     return file.error;
   }
-  const auto part = [](const char* word, const std::string& names) {
-    return names.empty() ? "" : word + (": " + names);
+  const bool nothing = getVerdict(file.checks) == QAState::notMeasured;
+  const std::pair<QAState, std::string> parts[] = {
+      {QAState::fail, namesInState(file, QAState::fail)},
+      {QAState::warn, namesInState(file, QAState::warn)},
+      {QAState::notMeasured,
+       nothing ? namesInState(file, QAState::notMeasured) : missedNames(file, named)},
   };
-  std::string text = joined(part("fail", namesInState(file, QAState::fail)), "; ",
-                            part("warn", namesInState(file, QAState::warn)));
-  std::string missed = missedNames(file, named);
-  if (text.empty() && missed.empty() && getVerdict(file.checks) == QAState::notMeasured) {
-    missed = namesInState(file, QAState::notMeasured);
+  std::string first;
+  std::string others;
+  for (const auto& [state, names] : parts) {
+    if (state == result) {
+      first = names;
+    } else if (!names.empty()) {
+      others = joined(others, "; ", getStateText(state) + (": " + names));
+    }
   }
-  return joined(text, "; ", part("not measured", missed));
+  return joined(first, "; ", others);
 }
 
 std::string figure(double value) {
@@ -206,26 +217,22 @@ std::string eventLine(const QAEvent& event) {
 std::string linesOfStates(const std::vector<const QACheckOutcome*>& outcomes,
                           std::initializer_list<QAState> states, std::size_t nameWidth,
                           const TableStyle& style, bool inOneLine) {
+  const bool whole = !inOneLine || style.columns == 0;
+  const std::size_t stateColumn = 2 * std::strlen(kMargin) + nameWidth;
+  const std::size_t textColumn = stateColumn + kStateWidth + std::strlen(kMargin);
   std::string lines;
-  for (const QAState state : states) {
-    for (const QACheckOutcome* outcome : outcomes) {
-      if (outcome->state != state) {
-        continue;
-      }
-      const bool whole = !inOneLine || style.columns == 0;
-      std::string line = tableLine(*outcome, nameWidth, {false, whole ? style.columns : 0});
-      line = whole ? line : cut(line, std::max(style.columns, nameWidth + kNarrow));
-      if (style.colour) {
-        // After the margin, the name and the margin.
-        const std::size_t at = 2 * std::strlen(kMargin) + nameWidth;
-        line.replace(at, std::strlen(getStateText(state)), stateWord(state, true));
-      }
-      lines += line + "\n";
-      if (state == QAState::fail || state == QAState::warn) {
-        const std::size_t indent = 3 * std::strlen(kMargin) + nameWidth + kStateWidth;
-        for (const std::string& event : eventLines(*outcome)) {
-          lines += std::string(indent, ' ') + broken(event, indent, style.columns) + "\n";
-        }
+  for (const QACheckOutcome* outcome : outcomes) {
+    const QAState state = outcome->state;
+    if (std::find(states.begin(), states.end(), state) == states.end()) {
+      continue;
+    }
+    std::string line = tableLine(*outcome, nameWidth, {false, whole ? style.columns : 0});
+    line = whole ? line : cut(line, std::max(style.columns, textColumn + kNarrow));
+    line.replace(stateColumn, std::strlen(getStateText(state)), stateWord(state, style.colour));
+    lines += line + "\n";
+    if (state == QAState::fail || state == QAState::warn) {
+      for (const std::string& event : eventLines(*outcome)) {
+        lines += std::string(textColumn, ' ') + broken(event, textColumn, style.columns) + "\n";
       }
     }
   }
@@ -258,12 +265,12 @@ std::string unmeasuredGroups(const std::vector<const QACheckOutcome*>& outcomes,
 }
 
 std::string verdictLine(const FileReport& file, bool named, bool colour) {
-  std::string line =
-      std::string(kMargin) + "verdict: " + stateWord(getVerdict(file.checks), colour);
+  const QAState verdict = getVerdict(file.checks);
+  std::string line = std::string(kMargin) + "verdict: " + stateWord(verdict, colour);
   if (!file.profile.empty()) {
-    line += " by the profile " + printable(file.profile);
+    line += " (profile " + printable(file.profile) + ")";
   }
-  const std::string missed = missedNames(file, named);
+  const std::string missed = verdict != QAState::notMeasured ? missedNames(file, named) : "";
   return line + (missed.empty() ? "" : "; not measured: " + missed);
 }
 
@@ -314,7 +321,8 @@ std::string fileLines(const FileReport& file, bool named, const TableStyle& styl
              "\n";
   }
   lines += verdictLine(file, named, style.colour) + "\n";
-  lines += linesOfStates(shown, {QAState::fail, QAState::warn}, nameWidth, style, false);
+  lines += linesOfStates(shown, {QAState::fail}, nameWidth, style, false);
+  lines += linesOfStates(shown, {QAState::warn}, nameWidth, style, false);
   lines += linesOfStates(shown, {QAState::pass, QAState::info}, nameWidth, style, !named);
   return lines + unmeasuredGroups(shown, style);
 }
@@ -324,7 +332,7 @@ std::string shortLine(const FileReport& file, bool named, bool colour) {
   const std::size_t widest = std::strlen(getStateText(QAState::notMeasured));
   return stateWord(verdict, colour) +
          std::string(widest - std::strlen(getStateText(verdict)), ' ') + kMargin +
-         printable(joined(file.file, kMargin, blameOf(file, named)));
+         printable(joined(file.file, ": ", blameOf(file, named, verdict)));
 }
 
 std::string tableLine(const QACheckOutcome& outcome, std::size_t nameWidth,
@@ -381,10 +389,10 @@ std::string summaryLines(const std::vector<FileReport>& files, bool named, bool 
                                                   : passed;
     ++count;
     if (result != QAState::pass && list) {
-      const std::string checks = file.error.empty() ? blameOf(file, named) : "";
+      const std::string checks = file.error.empty() ? blameOf(file, named, result) : "";
       const std::string gap(widest - std::strlen(getStateText(result)), ' ');
       names += kMargin + stateWord(result, colour) + gap + kMargin +
-               printable(joined(file.file.substr(folder), kMargin, checks)) + "\n";
+               printable(joined(file.file.substr(folder), ": ", checks)) + "\n";
     }
   }
   std::string text = std::to_string(files.size()) + " files: " + std::to_string(passed) + " passed";
