@@ -20,6 +20,8 @@ constexpr std::size_t kLongestQuote = 40;
 /// Keys that differ in more characters are not taken for each other.
 constexpr std::size_t kFewEdits = 3;
 constexpr const char* kByteOrderMark = "\xef\xbb\xbf";
+constexpr const char* kNotUsed = "the line is not used";
+constexpr const char* kSeverityPrefix = "Severity.";
 
 std::string withoutBlanks(const std::string& text) {
   const std::size_t first = text.find_first_not_of(" \t\r");
@@ -55,8 +57,11 @@ std::size_t editsBetween(const std::string& one, const std::string& other) {
   return row.back();
 }
 
-std::map<std::string, const QASetting*, std::less<>> knownSettings() {
-  std::map<std::string, const QASetting*, std::less<>> known;
+/// What a key of a settings file is: a row, or, where there is none, the severity of a check.
+using KnownKeys = std::map<std::string, const QASetting*, std::less<>>;
+
+KnownKeys knownKeys() {
+  KnownKeys known;
   const auto add = [&](std::span<const QASetting> settings) {
     for (const QASetting& setting : settings) {
       known.emplace(setting.key, &setting);
@@ -65,6 +70,7 @@ std::map<std::string, const QASetting*, std::less<>> knownSettings() {
   add(testerSettings());
   for (const QACheck* check : allChecks()) {
     add(check->settings);
+    known.emplace(std::string(kSeverityPrefix) + check->name, nullptr);
   }
   return known;
 }
@@ -101,98 +107,145 @@ std::string numberText(const QASetting& setting, double value) {
   return text;
 }
 
-/// What is wrong with a value; empty when nothing is.
-std::string valueRemark(const QASetting& setting, const std::string& text) {
+/// What is wrong, and what holds instead. Both empty when nothing is wrong.
+struct Remark {
+  std::string problem = {};
+  std::string holds = {};
+
+  bool isEmpty() const { return problem.empty(); }
+};
+
+bool isSeverity(const std::string& text) {
+  const std::vector<std::string> words = severityWords();
+  return std::find(words.begin(), words.end(), text) != words.end();
+}
+
+Remark severityRemark(const std::string& text) {
+  if (isSeverity(text)) {
+    return {};
+  }
+  std::string words;
+  for (const std::string& word : severityWords()) {
+    words += (words.empty() ? "" : ", ") + word;
+  }
+  const std::string problem = text.empty() ? "no value" : quoted(text) + " is no severity";
+  return {problem + " (" + words + ")", kNotUsed};
+}
+
+Remark valueRemark(const QASetting& setting, const std::string& text) {
+  if (setting.kind == QASetting::Kind::text) {
+    const bool lost = text.empty() && setting.defaultValue[0] != '\0';
+    return lost ? Remark{"no value", "the default " + defaultText(setting) + " holds"} : Remark{};
+  }
   if (text.empty()) {
-    return "no value: the default " + defaultText(setting) + " holds";
+    return {"no value", "the default " + defaultText(setting) + " holds"};
   }
   const Reading reading = read(setting, text);
-  const std::string holds = ": " + numberText(setting, reading.held) + " holds";
+  const std::string holds = numberText(setting, reading.held) + " holds";
   if (!reading.clean) {
     const bool whole = setting.kind == QASetting::Kind::whole;
-    return quoted(text) + (whole ? " is no whole number" : " is no number") + holds;
+    return {quoted(text) + (whole ? " is no whole number" : " is no number"), holds};
   }
   if (reading.held != reading.value) {
     const std::string range = rangeText(setting);
-    return quoted(text) + " is out of range" + (range.empty() ? "" : " (" + range + ")") + holds;
+    return {quoted(text) + " is out of range" + (range.empty() ? "" : " (" + range + ")"), holds};
   }
-  return "";
+  return {};
+}
+
+Remark unknownRemark(const KnownKeys& known, const std::string& key) {
+  if (key.empty()) {
+    return {"no key before '='", kNotUsed};
+  }
+  const std::string lower = lowerCase(key);
+  std::string nearest;
+  std::size_t fewest = std::min(kFewEdits, key.size() / 2) + 1;
+  for (const auto& [name, setting] : known) {
+    // Lengths that differ by more need more edits.
+    if (name.size() + fewest <= key.size() || key.size() + fewest <= name.size()) {
+      continue;
+    }
+    const std::size_t edits = editsBetween(lower, lowerCase(name));
+    if (edits < fewest) {
+      fewest = edits;
+      nearest = name;
+    }
+  }
+  std::string problem = quoted(key) + " is no key";
+  if (!nearest.empty()) {
+    problem += fewest == 0 ? ", it is written " + nearest : ", perhaps " + nearest;
+  }
+  return {problem, kNotUsed};
+}
+
+/// Of a key that is known or not, and its value.
+Remark remarkOn(const KnownKeys& known, const std::string& key, const std::string& value) {
+  const auto found = known.find(key);
+  if (found == known.end()) {
+    return unknownRemark(known, key);
+  }
+  Remark remark =
+      found->second != nullptr ? valueRemark(*found->second, value) : severityRemark(value);
+  if (!remark.isEmpty()) {
+    remark.problem = key + ": " + remark.problem;
+  }
+  return remark;
 }
 
 class Review {
  public:
-  /// What is to be said of a line; empty when nothing is.
-  std::string remarkOn(std::string line, int number) {
+  Remark of(const std::string& line, int number) {
     const bool marked = number == 1 && line.rfind(kByteOrderMark, 0) == 0;
     const std::string content = withoutBlanks(marked ? line.substr(3) : line);
     if (content.empty() || content[0] == '#') {
-      return "";
+      return {};
     }
     const auto equals = std::count(line.begin(), line.end(), '=');
     if (equals != 1) {
-      return quoted(content) + " has " + (equals == 0 ? "no" : "more than one") +
-             " '=': the line is not used";
+      return {quoted(content) + " has " + (equals == 0 ? "no" : "more than one") + " '='",
+              kNotUsed};
     }
     const std::size_t middle = line.find('=');
     const std::string key = withoutBlanks(line.substr(0, middle));
     const std::string value = withoutBlanks(line.substr(middle + 1));
     if (marked) {
-      return "a byte order mark stands before " + quoted(withoutBlanks(key.substr(3))) +
-             ": the line is not used";
+      return {"a byte order mark stands before " + quoted(withoutBlanks(key.substr(3))), kNotUsed};
     }
-    const auto known = known_.find(key);
-    if (known == known_.end()) {
-      return unknownRemark(key);
+    if (known_.count(key) > 0) {
+      const auto [first, isFirst] = lines_.emplace(key, number);
+      if (!isFirst) {
+        return {key + " again", "line " + std::to_string(first->second) + " holds"};
+      }
     }
-    const auto [first, isFirst] = lines_.emplace(key, number);
-    if (!isFirst) {
-      return key + " again: line " + std::to_string(first->second) + " holds";
-    }
-    const std::string remark = valueRemark(*known->second, value);
-    return remark.empty() ? "" : key + ": " + remark;
+    return remarkOn(known_, key, value);
   }
 
  private:
-  std::string unknownRemark(const std::string& key) const {
-    if (key.empty()) {
-      return "no key before '=': the line is not used";
-    }
-    const std::string lower = lowerCase(key);
-    std::string nearest;
-    std::size_t fewest = std::min(kFewEdits, key.size() / 2) + 1;
-    for (const auto& [name, setting] : known_) {
-      // Lengths that differ by more need more edits.
-      if (name.size() + fewest <= key.size() || key.size() + fewest <= name.size()) {
-        continue;
-      }
-      const std::size_t edits = editsBetween(lower, lowerCase(name));
-      if (edits < fewest) {
-        fewest = edits;
-        nearest = name;
-      }
-    }
-    std::string text = quoted(key) + " is no key";
-    if (!nearest.empty()) {
-      text += fewest == 0 ? ", it is written " + nearest : ", perhaps " + nearest;
-    }
-    return text + ": the line is not used";
-  }
-
-  const std::map<std::string, const QASetting*, std::less<>> known_ = knownSettings();
+  const KnownKeys known_ = knownKeys();
   /// Of the first entry of each key.
   std::map<std::string, int> lines_;
 };
 
 }  // namespace
 
+std::string whyNoSetting(const std::string& text) {
+  const std::size_t middle = text.find('=');
+  if (middle == std::string::npos) {
+    return quoted(text) + " has no '='";
+  }
+  return remarkOn(knownKeys(), withoutBlanks(text.substr(0, middle)),
+                  withoutBlanks(text.substr(middle + 1)))
+      .problem;
+}
+
 std::vector<SettingsRemark> reviewSettings(std::istream& file, std::size_t most) {
   std::vector<SettingsRemark> remarks;
   Review review;
   std::string line;
   for (int number = 1; remarks.size() < most && std::getline(file, line); ++number) {
-    std::string text = review.remarkOn(line, number);
-    if (!text.empty()) {
-      remarks.push_back({number, std::move(text)});
+    const Remark remark = review.of(line, number);
+    if (!remark.isEmpty()) {
+      remarks.push_back({number, remark.problem + ": " + remark.holds});
     }
   }
   return remarks;

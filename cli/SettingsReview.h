@@ -15,8 +15,12 @@ struct SettingsRemark {
   std::string text;
 };
 
+/// Why a setting of the command line, `key=value`, is none: no such key, or a value that it cannot
+/// have. Empty when nothing speaks against it.
+std::string whyNoSetting(const std::string& text);
+
 /// Reads a settings file as the library does with `QALookup::stored`, by the rows of all checks and
-/// of the tester. At most `most` remarks are made.
+/// of the tester, and the severities of the checks. At most `most` remarks are made.
 std::vector<SettingsRemark> reviewSettings(std::istream& file, std::size_t most);
 
 }  // namespace cli

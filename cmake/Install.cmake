@@ -16,6 +16,9 @@ if(TARGET qatester_cli)
   install(TARGETS qatester_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
+# For people to read and to copy: the library has them within.
+install(FILES ${QATESTER_PROFILES} DESTINATION ${CMAKE_INSTALL_DATADIR}/qatester/profiles)
+
 install(EXPORT qatesterTargets NAMESPACE qatester:: DESTINATION ${QATESTER_INSTALL_PACKAGE})
 configure_package_config_file(
   ${CMAKE_CURRENT_LIST_DIR}/qatesterConfig.cmake.in ${PROJECT_BINARY_DIR}/qatesterConfig.cmake

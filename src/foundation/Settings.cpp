@@ -109,19 +109,51 @@ const Settings::Entry* Settings::findExact(const std::string& key) const {
   return found != entries_.end() ? &*found : nullptr;
 }
 
+void Settings::SetOverrides(const std::vector<std::pair<std::string, std::string>>& entries) {
+  overrides_.clear();
+  for (const auto& [key, value] : entries) {
+    overrides_[withoutBlanks(key)] = withoutBlanks(value);
+  }
+}
+
+void Settings::SetFallbacks(const std::vector<std::pair<std::string, std::string>>& entries) {
+  fallbacks_.clear();
+  for (const auto& [key, value] : entries) {
+    fallbacks_[withoutBlanks(key)] = withoutBlanks(value);
+  }
+}
+
+/// The value that an override, the file or a fallback has for a key, in this order; null without
+/// one. An empty value is none.
+const std::string* Settings::heldValue(const std::string& key) const {
+  const auto in = [&](const std::map<std::string, std::string>& values) -> const std::string* {
+    const auto found = values.find(key);
+    return found != values.end() && !found->second.empty() ? &found->second : nullptr;
+  };
+  if (const std::string* held = in(overrides_)) {
+    return held;
+  }
+  if (lookup_ == QALookup::stored) {
+    const Entry* entry = findExact(key);
+    if (entry != nullptr && !withoutBlanks(entry->second).empty()) {
+      return &entry->second;
+    }
+  }
+  return in(fallbacks_);
+}
+
 const char* Settings::GetValueOf(const char* key, const char* defaultValue) {
   const std::string lookedUp = key != nullptr ? key : "";
   std::string value = defaultValue != nullptr ? defaultValue : "";
   std::size_t room = value.size();
-  if (lookup_ == QALookup::stored) {
-    const Entry* entry = findExact(lookedUp);
-    if (entry != nullptr && !withoutBlanks(entry->second).empty()) {
-      value = withoutBlanks(entry->second);
-      room = value.size();
+  if (const std::string* held = heldValue(lookedUp)) {
+    value = withoutBlanks(*held);
+    room = value.size();
+  } else if (lookup_ == QALookup::defaults) {
+    if (const Entry* entry = findByPrefix(lookedUp)) {
+      // A stored value decides how much room is reserved, never the text.
+      room = std::max(room, entry->second.size());
     }
-  } else if (const Entry* entry = findByPrefix(lookedUp)) {
-    // A stored value decides how much room is reserved, never the text.
-    room = std::max(room, entry->second.size());
   }
   char* text = new char[room + 1];
   std::memcpy(text, value.c_str(), value.size() + 1);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -41,6 +42,11 @@ class QATESTER_API Settings {
   /// Stores one line's entry, or reports the line.
   void ParseLine(const std::string& line);
 
+  /// Values that win over those of the file, and values that hold where the file has none: of both
+  /// the last one of a key. They answer whatever `QALookup` says.
+  void SetOverrides(const std::vector<std::pair<std::string, std::string>>& entries);
+  void SetFallbacks(const std::vector<std::pair<std::string, std::string>>& entries);
+
   /// Returns a new zero-terminated text, allocated with array `new`; the caller releases it with
   /// array `delete`. With `QALookup::defaults` it is always the default's text: clients rely on
   /// runs that no stray settings file can change.
@@ -49,6 +55,7 @@ class QATESTER_API Settings {
  private:
   using Entry = std::pair<std::string, std::string>;
 
+  const std::string* heldValue(const std::string& key) const;
   const Entry* findByPrefix(const std::string& key) const;
   const Entry* findExact(const std::string& key) const;
   void reportLine(const std::string& line);
@@ -58,5 +65,7 @@ class QATESTER_API Settings {
   std::function<void(const std::string&)> trouble_;
   std::string fileName_;
   std::vector<Entry> entries_;
+  std::map<std::string, std::string> overrides_;
+  std::map<std::string, std::string> fallbacks_;
   QALookup lookup_;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <sstream>
 
 namespace qatester {
 
@@ -15,6 +16,23 @@ float realSetting(Settings& settings, const QASetting& row) {
   const std::unique_ptr<const char[]> text(settings.GetValueOf(row.key, row.defaultValue));
   return std::clamp(static_cast<float>(std::atof(text.get())), static_cast<float>(row.min),
                     static_cast<float>(row.max));
+}
+
+std::string textSetting(Settings& settings, const QASetting& row) {
+  const std::unique_ptr<const char[]> text(settings.GetValueOf(row.key, row.defaultValue));
+  return text.get();
+}
+
+std::vector<std::string> listSetting(Settings& settings, const QASetting& row) {
+  std::vector<std::string> pieces;
+  std::istringstream text(textSetting(settings, row));
+  for (std::string piece; std::getline(text, piece, ',');) {
+    const std::size_t first = piece.find_first_not_of(" \t");
+    if (first != std::string::npos) {
+      pieces.push_back(piece.substr(first, piece.find_last_not_of(" \t") - first + 1));
+    }
+  }
+  return pieces;
 }
 
 void HeldLog::log(const std::string& message) {

@@ -20,6 +20,12 @@ int wholeSetting(Settings& settings, const QASetting& row);
 /// The same by `atof`, in single precision.
 float realSetting(Settings& settings, const QASetting& row);
 
+/// The same as text, without blanks around it.
+std::string textSetting(Settings& settings, const QASetting& row);
+
+/// The pieces of a list with commas, without blanks around them; empty ones are left out.
+std::vector<std::string> listSetting(Settings& settings, const QASetting& row);
+
 /// The log lines of one check of several that run at once, and what it has to complain of. They are
 /// held, each line with the time at which it came, until those of the checks before are out.
 class HeldLog {
@@ -80,6 +86,8 @@ struct CheckContext {
 
   int whole(const QASetting& row) const { return wholeSetting(*settings, row); }
   float real(const QASetting& row) const { return realSetting(*settings, row); }
+  std::string text(const QASetting& row) const { return textSetting(*settings, row); }
+  std::vector<std::string> list(const QASetting& row) const { return listSetting(*settings, row); }
 };
 
 }  // namespace qatester

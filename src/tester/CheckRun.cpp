@@ -1,5 +1,7 @@
 #include "tester/CheckRun.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <utility>
 
 #include "media/OxWrap.h"
@@ -83,6 +85,7 @@ void CheckRun::finish(Buffering& buffering) {
 void CheckRun::end() {
   outcome_.stopped = context_.stopped();
   describe();
+  outcome_.eventCount = std::max(outcome_.eventCount, static_cast<int64_t>(outcome_.events.size()));
   settleState();
   ended_ = true;
 }

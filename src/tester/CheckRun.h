@@ -13,6 +13,7 @@ class OxWrap;
 namespace qatester {
 
 class AudioRun;
+class ProgrammeRun;
 class VideoRun;
 
 /// What all checks have in common before they measure anything.
@@ -63,6 +64,7 @@ class CheckRun {
   /// The run as what it is; null otherwise. A run that is neither answers by itself, see `answer`.
   virtual VideoRun* asVideo() { return nullptr; }
   virtual AudioRun* asAudio() { return nullptr; }
+  virtual ProgrammeRun* asProgramme() { return nullptr; }
 
   /// Says the first line and reads the budget. Once, before the file is opened.
   virtual void begin();

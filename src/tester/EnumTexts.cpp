@@ -47,3 +47,16 @@ const char* getStateText(QAState state) {
 const char* getFamilyText(QAFamily family) {
   return family == QAFamily::programme ? "programme" : "classic";
 }
+
+const char* getSeverityText(QASeverity severity) {
+  switch (severity) {
+    case QASeverity::off:
+      return "off";
+    case QASeverity::info:
+      return "info";
+    case QASeverity::warn:
+      return "warn";
+    default:
+      return "fail";
+  }
+}

@@ -1,8 +1,14 @@
 #include "tester/QATester.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "foundation/Logger.h"
@@ -10,6 +16,8 @@
 #include "media/OxWrap.h"
 #include "tester/CheckContext.h"
 #include "tester/EnumTexts.h"
+#include "tester/ProgrammeRun.h"
+#include "tester/QAProfile.h"
 #include "tester/StreamSetup.h"
 #include "visual/WindowSystem.h"
 
@@ -26,11 +34,42 @@ constexpr QASetting kSettings[] = {
      "log lines on standard output: above 0 on"},
     {"QATesterFileOutput", "1", Kind::whole, QASetting::kLeast, QASetting::kMost, "",
      "log lines in the log file: above 0 on"},
+    {"EventsPerCheck", "1000", Kind::whole, 1, 1000000, "",
+     "events of a programme check that are kept, the worst of them"},
 };
 constexpr const QASetting& kSlateSeconds = kSettings[0];
 constexpr const QASetting& kVisual = kSettings[1];
 constexpr const QASetting& kConsoleOutput = kSettings[2];
 constexpr const QASetting& kFileOutput = kSettings[3];
+constexpr const QASetting& kEventsPerCheck = kSettings[4];
+
+constexpr const char* kSeverityKey = "Severity.";
+
+/// The lines of a settings file that stands for a profile.
+std::vector<std::pair<std::string, std::string>> entriesOf(std::istream& text) {
+  std::vector<std::pair<std::string, std::string>> entries;
+  for (std::string line; std::getline(text, line);) {
+    const std::size_t middle = line.find('=');
+    if (!line.empty() && line[0] != '#' && middle != std::string::npos &&
+        line.find('=', middle + 1) == std::string::npos) {
+      entries.emplace_back(line.substr(0, middle), line.substr(middle + 1));
+    }
+  }
+  return entries;
+}
+
+/// By its name or, of a settings file of the client's own, by its path.
+std::vector<std::pair<std::string, std::string>> profileEntries(const std::string& profile) {
+  if (const QAProfile* found = findProfile(profile)) {
+    std::istringstream text(found->text);
+    return entriesOf(text);
+  }
+  std::ifstream file(profile);
+  if (!file.is_open()) {
+    throw std::invalid_argument("unknown profile '" + profile + "'");
+  }
+  return entriesOf(file);
+}
 
 std::string orEmpty(const char* text) {
   return text != nullptr ? text : "";
@@ -91,6 +130,10 @@ QATester::QATester(const char* fileName, QAListener* listener, const char* setti
   settings_ = std::make_unique<Settings>(
       settingsName.c_str(), logger_.get(), options_.lookup,
       [this](const std::string& text) { tellTrouble(QATrouble::Kind::settings, text); });
+  if (!options_.profile.empty()) {
+    settings_->SetFallbacks(profileEntries(options_.profile));
+  }
+  settings_->SetOverrides(options_.settings);
   log("Testing File:\t" + fileName_);
   log("Test Date:\t\t" + todaysDate());
 
@@ -154,6 +197,24 @@ qatester::CheckContext QATester::context() const {
           *displays_, slateSeconds_, options_};
 }
 
+QASeverity QATester::severityOf(const QACheck& check) const {
+  const bool judgesAsNamed = options_.profile.empty() && check.family == QAFamily::classic;
+  const QASeverity usual = judgesAsNamed ? QASeverity::fail : check.severity;
+  const std::string key = std::string(kSeverityKey) + check.name;
+  const std::unique_ptr<const char[]> text(
+      settings_->GetValueOf(key.c_str(), getSeverityText(usual)));
+  constexpr QASeverity kAll[] = {QASeverity::off, QASeverity::info, QASeverity::warn,
+                                 QASeverity::fail};
+  const auto* found = std::find_if(std::begin(kAll), std::end(kAll), [&](QASeverity severity) {
+    return std::string_view(text.get()) == getSeverityText(severity);
+  });
+  return found != std::end(kAll) ? *found : usual;
+}
+
+const QAFileFacts& QATester::fileFacts() const {
+  return fileFacts_;
+}
+
 QA_StreamSetup QATester::getAudioStreamSetup(OxWrap* wrap) {
   return qatester::streamSetupOf(wrap != nullptr ? wrap->getNumberOfAudioStreams() : 0);
 }
@@ -183,6 +244,10 @@ void QATester::release(void** buffer) {
 
 bool QATester::canShowWindows() {
   return qatester::windowSystemAvailable();
+}
+
+int qatester::eventsPerCheck(const CheckContext& context) {
+  return context.whole(kEventsPerCheck);
 }
 
 std::span<const QASetting> testerSettings() {

@@ -40,7 +40,7 @@ class QATESTER_API QATester {
   QATester(const char* fileName, QAListener* listener, const char* settingsFile,
            const char* logFile);
 
-  /// The same with `options`.
+  /// The same with `options`. Throws `std::invalid_argument` for a profile that is not found.
   QATester(const char* fileName, QAListener* listener, const char* settingsFile,
            const char* logFile, const QATesterOptions& options);
 
@@ -178,6 +178,7 @@ class QATESTER_API QATester {
   std::unique_ptr<Settings> settings_;
   std::unique_ptr<Logger> logger_;
   std::unique_ptr<qatester::Displays> displays_;
+  QAFileFacts fileFacts_;
   int slateSeconds_ = 0;
   bool visualisations_ = false;
   bool toConsole_ = true;

@@ -33,7 +33,7 @@ void readPictures(const CheckContext& context, const std::vector<CheckRun*>& run
 /// alone, and has not ended.
 void readSound(const CheckContext& context, const std::vector<AudioRun*>& runs, Steps& steps);
 
-/// Opens the file for one run, which has begun, and feeds it to its end.
+/// Opens the file for one run of a classic check, which has begun, and feeds it to its end.
 void readForOne(const CheckContext& context, CheckRun& run, Steps& steps);
 
 /// Begins a run, reads the file for it alone and reports its outcome. What the run throws leaves

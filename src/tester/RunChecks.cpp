@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "tester/ProgrammeReading.h"
 #include "tester/QATester.h"
 #include "tester/Readings.h"
 
@@ -18,8 +19,9 @@ namespace qatester {
 namespace {
 
 /// How much of the time of a run of checks reading the pictures takes, where sound is read as well:
-/// enough for a figure to look at.
+/// enough for a figure to look at. And what reading the whole file takes beside that.
 constexpr double kPicturesShare = 0.9;
+constexpr double kProgrammeShare = 0.8;
 
 /// Of a text this short no memory is asked for.
 constexpr const char* kOutOfMemory = "out of memory";
@@ -55,6 +57,7 @@ struct Member {
   const CheckContext* context;
   HeldLog* log;  ///< null: its lines go out as they come
   std::unique_ptr<CheckRun> run;
+  QASeverity severity = QASeverity::fail;
   int percentTold = 0;
 };
 
@@ -62,8 +65,9 @@ struct Member {
 /// reading of its own. Their outcomes and log lines come out in the order of the members.
 class Group final : public Steps {
  public:
-  Group(const CheckContext& context, std::deque<Member>& members, QAPasses passes)
-      : context_(context), members_(members), passes_(passes) {}
+  Group(const CheckContext& context, std::deque<Member>& members, QAPasses passes,
+        QAFileFacts& facts)
+      : context_(context), members_(members), passes_(passes), facts_(facts) {}
 
   std::vector<QACheckOutcome> run() {
     outcomes_.reserve(members_.size());
@@ -96,19 +100,52 @@ class Group final : public Steps {
   void ended(CheckRun&) override { passTurns(); }
 
  private:
-  static bool isOfPictures(CheckRun& run) { return run.needsFile() && run.asAudio() == nullptr; }
+  static bool isOfPictures(CheckRun& run) {
+    return run.needsFile() && run.asAudio() == nullptr && run.asProgramme() == nullptr;
+  }
   static bool isOfSound(CheckRun& run) { return run.asAudio() != nullptr; }
+  static bool isOfProgramme(CheckRun& run) { return run.asProgramme() != nullptr; }
 
   void readEach() {
     for (Member& member : members_) {
       if (begin(*member.run)) {
-        readForOne(*member.context, *member.run, *this);
+        readAlone(member);
       }
       passTurns();
     }
   }
 
+  void readAlone(Member& member) {
+    ProgrammeRun* wholeFile = member.run->asProgramme();
+    if (wholeFile == nullptr) {
+      readForOne(*member.context, *member.run, *this);
+      return;
+    }
+    ProgrammeReading reading(*member.context, {wholeFile});
+    reading.start(*this);
+    reading.finish(*this);
+    if (!facts_.wholeFile) {
+      facts_ = reading.facts();
+    }
+  }
+
   void readTogether() {
+    std::vector<ProgrammeRun*> wholeFile;
+    for (CheckRun* run : begunWhere(isOfProgramme)) {
+      wholeFile.push_back(run->asProgramme());
+    }
+    if (wholeFile.empty() && context_.options.profile.empty()) {
+      readForClassicChecks();
+      return;
+    }
+    ProgrammeReading reading(context_, std::move(wholeFile));
+    reading.start(*this);
+    readForClassicChecks();
+    reading.finish(*this);
+    facts_ = reading.facts();
+  }
+
+  void readForClassicChecks() {
     for (Member& member : members_) {
       if (!member.run->needsFile() && begin(*member.run)) {
         readForOne(*member.context, *member.run, *this);
@@ -184,7 +221,20 @@ class Group final : public Steps {
       if (!member.run->hasEnded()) {
         return;
       }
+      applySeverity(member.run->outcome(), member.severity);
       giveOut(member.run->outcome());
+    }
+  }
+
+  /// What a broken limit counts for.
+  static void applySeverity(QACheckOutcome& outcome, QASeverity severity) {
+    outcome.severity = severity;
+    outcome.broken = outcome.broken || outcome.state == QAState::fail;
+    const bool judged = outcome.state == QAState::pass || outcome.state == QAState::fail;
+    if (judged && (severity == QASeverity::info || severity == QASeverity::off)) {
+      outcome.state = QAState::info;
+    } else if (outcome.state == QAState::fail && severity == QASeverity::warn) {
+      outcome.state = QAState::warn;
     }
   }
 
@@ -222,8 +272,10 @@ class Group final : public Steps {
     double least = 1.0;
     double pictures = 0.0;
     double sound = 0.0;
+    double whole = 1.0;
     int ofPictures = 0;
     int ofSound = 0;
+    int ofProgramme = 0;
     for (const Member& member : members_) {
       const double share = member.run->share();
       if (isOfPictures(*member.run)) {
@@ -233,15 +285,23 @@ class Group final : public Steps {
       } else if (isOfSound(*member.run)) {
         sound += share;
         ++ofSound;
+      } else if (isOfProgramme(*member.run)) {
+        whole = std::min(whole, share);
+        ++ofProgramme;
       }
     }
+    const int classic = ofPictures + ofSound;
+    double done = 1.0;
     if (ofPictures == 0 || ofSound == 0 || passes_ == QAPasses::each) {
-      const int all = ofPictures + ofSound;
       const bool inStep = ofSound == 0 && passes_ == QAPasses::one;
-      return static_cast<int>(100.0 * (inStep || all == 0 ? least : (pictures + sound) / all));
+      done = inStep || classic == 0 ? least : (pictures + sound) / classic;
+    } else {
+      done = kPicturesShare * least + (1.0 - kPicturesShare) * sound / ofSound;
     }
-    return static_cast<int>(100.0 *
-                            (kPicturesShare * least + (1.0 - kPicturesShare) * sound / ofSound));
+    if (ofProgramme > 0) {
+      done = classic == 0 ? whole : kProgrammeShare * whole + (1.0 - kProgrammeShare) * done;
+    }
+    return static_cast<int>(100.0 * done);
   }
 
   void tellProgress(const CheckRun& run) {
@@ -265,6 +325,7 @@ class Group final : public Steps {
   const CheckContext& context_;
   std::deque<Member>& members_;
   QAPasses passes_;
+  QAFileFacts& facts_;
   std::vector<QACheckOutcome> outcomes_;
   /// The first member whose outcome is not out.
   std::size_t turn_ = 0;
@@ -286,6 +347,7 @@ std::vector<QACheckOutcome> QATester::runChecks(const std::vector<std::string>& 
     }
     checks.push_back(check);
   }
+  fileFacts_ = {};
   const CheckContext shared = context();
   const QAPasses passes = shared.untilReady() ? options_.passes : QAPasses::each;
 
@@ -312,9 +374,9 @@ std::vector<QACheckOutcome> QATester::runChecks(const std::vector<std::string>& 
     } else {
       contexts.push_back(shared);
     }
-    members.push_back({&contexts.back(), log, check->make(contexts.back())});
+    members.push_back({&contexts.back(), log, check->make(contexts.back()), severityOf(*check)});
   }
-  std::vector<QACheckOutcome> outcomes = qatester::Group(shared, members, passes).run();
+  std::vector<QACheckOutcome> outcomes = qatester::Group(shared, members, passes, fileFacts_).run();
   if (passes == QAPasses::one) {
     displays_->close();
   }

@@ -43,4 +43,25 @@ constexpr QASetting wholeLimit(const char* key, const char* defaultValue, double
   return {key, defaultValue, QASetting::Kind::whole, QASetting::kLeast, max, unit, meaning};
 }
 
+/// A number from 0 on.
+constexpr QASetting realLimit(const char* key, const char* defaultValue, const char* unit,
+                              const char* meaning) {
+  return {key, defaultValue, QASetting::Kind::real, 0.0, QASetting::kNoLimit, unit, meaning};
+}
+
+/// A count from 0 on.
+constexpr QASetting countLimit(const char* key, const char* defaultValue, const char* meaning) {
+  return {key, defaultValue, QASetting::Kind::whole, 0, QASetting::kMost, "", meaning};
+}
+
+/// Off at 0, on above.
+constexpr QASetting onOrOff(const char* key, const char* defaultValue, const char* meaning) {
+  return {key, defaultValue, QASetting::Kind::whole, 0, 1, "", meaning};
+}
+
+/// A text, or a list with commas; empty: anything will do.
+constexpr QASetting demand(const char* key, const char* meaning) {
+  return {key, "", QASetting::Kind::text, 0.0, 0.0, "", meaning};
+}
+
 }  // namespace qatester

@@ -1,0 +1,226 @@
+#include "checks/programme/Decoding.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "checks/CheckList.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
+
+namespace qatester {
+
+namespace {
+
+constexpr QASetting kSettings[] = {
+    countLimit("DecodingErrors", "0", "how many errors of demultiplexing and decoding may be"),
+};
+
+constexpr CheckProfile kProfile{.name = "decoding", .tag = "QADecoding"};
+
+/// Complaints that are further apart are events of their own.
+constexpr double kMergeSeconds = 1.0;
+/// A capture that begins in the middle of a group of pictures is whole after so long.
+constexpr double kStartSeconds = 10.0;
+constexpr std::size_t kMostTroubles = 100000;
+
+std::unique_ptr<ProgrammeCheck<DecodingMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<ProgrammeCheck<DecodingMeasurement>>(context, kProfile,
+                                                               context.whole(kSettings[0]));
+}
+
+}  // namespace
+
+bool DecodingMeasurement::hasSubject(const ProgrammeFacts& facts, std::string& reason) const {
+  reason = "no video stream and no audio stream";
+  return facts.videoStream >= 0 || !facts.audioStreams.empty();
+}
+
+void DecodingMeasurement::begin(const ProgrammeFacts& facts) {
+  videoStream_ = facts.videoStream;
+  audioStreams_ = facts.audioStreams;
+  if (videoStream_ >= 0) {
+    streams_[videoStream_].name = "picture";
+  }
+  for (std::size_t i = 0; i < audioStreams_.size(); ++i) {
+    Stream& stream = streams_[audioStreams_[i]];
+    stream.number = static_cast<int>(i);
+    stream.name = audioStreams_.size() == 1 ? "sound" : "audio " + std::to_string(i + 1);
+  }
+}
+
+DecodingMeasurement::Stream* DecodingMeasurement::find(int stream) {
+  const auto found = streams_.find(stream);
+  return found != streams_.end() ? &found->second : nullptr;
+}
+
+void DecodingMeasurement::take(const ProgrammePacket& packet) {
+  Stream* stream = find(packet.stream);
+  if (stream == nullptr) {
+    return;
+  }
+  if (!std::exchange(stream->sawPacket, true)) {
+    stream->beginsWithKey = packet.key;
+  }
+  if (packet.key && !stream->firstKeySeconds.has_value()) {
+    stream->firstKeySeconds = packet.seconds;
+  }
+  corruptPackets_ += packet.corrupt ? 1 : 0;
+}
+
+void DecodingMeasurement::take(const ProgrammePicture& picture) {
+  ++pictures_;
+  if (picture.damage != kNoDamage) {
+    ++corruptPictures_;
+    return;
+  }
+  Stream* stream = find(videoStream_);
+  if (stream != nullptr && picture.seconds.has_value()) {
+    stream->firstGoodSeconds =
+        std::min(stream->firstGoodSeconds.value_or(*picture.seconds), *picture.seconds);
+  }
+}
+
+void DecodingMeasurement::take(const ProgrammeBlock& block) {
+  ++blocks_;
+  const auto index = static_cast<std::size_t>(block.stream);
+  if (block.damage != kNoDamage || index >= audioStreams_.size()) {
+    return;
+  }
+  Stream* stream = find(audioStreams_[index]);
+  if (stream != nullptr && !stream->firstGoodSeconds.has_value()) {
+    stream->firstGoodSeconds = block.seconds.value_or(0.0);
+  }
+}
+
+void DecodingMeasurement::take(const ProgrammeComplaint& complaint) {
+  const auto last = lastOf_.find(complaint.stream);
+  if (last != lastOf_.end()) {
+    Trouble& trouble = troubles_[last->second];
+    const bool close = !complaint.seconds.has_value() || !trouble.end.has_value() ||
+                       (*complaint.seconds <= *trouble.end + kMergeSeconds &&
+                        *complaint.seconds >= *trouble.start - kMergeSeconds);
+    if (close) {
+      ++trouble.count;
+      if (complaint.seconds.has_value()) {
+        trouble.start = std::min(trouble.start.value_or(*complaint.seconds), *complaint.seconds);
+        trouble.end = std::max(trouble.end.value_or(*complaint.seconds), *complaint.seconds);
+      }
+      return;
+    }
+  }
+  if (troubles_.size() >= kMostTroubles) {
+    ++troubles_.back().count;
+    return;
+  }
+  Stream* stream = find(complaint.stream);
+  lastOf_[complaint.stream] = troubles_.size();
+  troubles_.push_back({.stream = complaint.stream,
+                       .start = complaint.seconds,
+                       .end = complaint.seconds,
+                       .count = 1,
+                       .text = complaint.text,
+                       .beforeGood = stream != nullptr && !stream->firstGoodSeconds.has_value()});
+}
+
+void DecodingMeasurement::end(const ProgrammeEnd& end) {
+  end_ = end;
+  truncated_ = !end.readCleanly && !end.stopped;
+}
+
+/// What a capture that begins in the middle of a group of pictures, or of a block of sound, makes a
+/// decoder say until its first whole picture or block.
+bool DecodingMeasurement::isAtStart(const Trouble& trouble) const {
+  const auto found = streams_.find(trouble.stream);
+  if (found == streams_.end()) {
+    return false;
+  }
+  const Stream& stream = found->second;
+  if (!trouble.end.has_value()) {
+    return trouble.beforeGood && stream.firstGoodSeconds.has_value() && !stream.beginsWithKey;
+  }
+  if (*trouble.end > kStartSeconds || !stream.firstGoodSeconds.has_value()) {
+    return false;
+  }
+  if (stream.number >= 0) {
+    return *trouble.end < *stream.firstGoodSeconds;
+  }
+  // Of an open group the pictures before its first one are shown before it.
+  return *trouble.end < *stream.firstGoodSeconds &&
+         (!stream.beginsWithKey || (stream.firstKeySeconds.has_value() &&
+                                    *trouble.end < *stream.firstKeySeconds));
+}
+
+void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
+  int64_t errors = 0;
+  int64_t atStart = 0;
+  for (const Trouble& trouble : troubles_) {
+    const bool begins = isAtStart(trouble);
+    (begins ? atStart : errors) += trouble.count;
+    QAEvent event;
+    event.startSeconds = trouble.start;
+    event.endSeconds = trouble.end;
+    event.value = static_cast<double>(trouble.count);
+    event.limit = allowed_;
+    event.unit = "errors";
+    const auto stream = streams_.find(trouble.stream);
+    const std::string name = stream != streams_.end() ? stream->second.name : "container";
+    event.what = begins ? name + ": begins in the middle of a group of pictures"
+                        : name + ": " + trouble.text;
+    if (begins && stream->second.number >= 0) {
+      event.what = name + ": begins in the middle of a block";
+    }
+    event.breaks = !begins;
+    if (stream != streams_.end() && stream->second.number >= 0) {
+      event.stream = stream->second.number;
+    }
+    outcome.events.push_back(std::move(event));
+  }
+  outcome.values = {{"errors", errors, ""},
+                    {"corruptPictures", corruptPictures_, "frames"},
+                    {"corruptPackets", corruptPackets_, ""},
+                    {"truncated", truncated_, ""}};
+  outcome.limits = {{.of = "errors", .max = static_cast<double>(allowed_), .unit = ""}};
+  outcome.broken = errors > allowed_ || truncated_;
+  for (QAEvent& event : outcome.events) {
+    event.breaks = event.breaks && outcome.broken;
+  }
+  std::string decoded = videoStream_ >= 0 ? counted(static_cast<double>(pictures_), "frame") : "";
+  if (!audioStreams_.empty()) {
+    addWords(decoded, ", ", counted(static_cast<double>(blocks_), "block") + " of sound");
+  }
+  if (errors == 0 && !truncated_) {
+    outcome.summary = decoded + " decoded without an error";
+  } else {
+    outcome.summary = counted(static_cast<double>(errors), "error");
+    if (corruptPictures_ > 0) {
+      outcome.summary += ", " + counted(static_cast<double>(corruptPictures_), "frame") + " damaged";
+    }
+    if (truncated_) {
+      outcome.summary += ", the file is cut: " + end_.readError;
+    }
+    const auto first = std::find_if(outcome.events.begin(), outcome.events.end(),
+                                    [](const QAEvent& event) { return event.breaks; });
+    if (first != outcome.events.end()) {
+      addWords(outcome.summary, "; ", first->what);
+    }
+  }
+  if (atStart > 0) {
+    outcome.summary += "; begins in the middle of a group of pictures";
+  }
+}
+
+constinit const QACheck decodingCheck{
+    .name = kProfile.name,
+    .tag = kProfile.tag,
+    .family = QAFamily::programme,
+    .question = "Can every picture and every block of sound be decoded without an error?",
+    .needs = QANeeds::pictures,
+    .saysSomething = true,
+    .severity = QASeverity::fail,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
+
+}  // namespace qatester

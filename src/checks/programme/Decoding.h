@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tester/ProgrammeRun.h"
+
+namespace qatester {
+
+/// What demultiplexer and decoders complain of, gathered in the order in which it comes.
+class DecodingMeasurement final : public ProgrammeMeasurement {
+ public:
+  explicit DecodingMeasurement(int errorsAllowed) : allowed_(errorsAllowed) {}
+
+  bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const override;
+  ProgrammeWants wants() const override {
+    return {.pictures = true, .sound = true, .packets = true};
+  }
+  void begin(const ProgrammeFacts& facts) override;
+  void take(const ProgrammePicture& picture) override;
+  void take(const ProgrammeBlock& block) override;
+  void take(const ProgrammePacket& packet) override;
+  void take(const ProgrammeComplaint& complaint) override;
+  void end(const ProgrammeEnd& end) override;
+  void describe(QACheckOutcome& outcome) const override;
+
+ private:
+  /// A stream, and how far the file is known to begin in the middle of what it carries.
+  struct Stream {
+    std::string name;
+    int number = -1;  ///< among the audio streams
+    bool sawPacket = false;
+    bool beginsWithKey = true;
+    std::optional<double> firstKeySeconds;
+    std::optional<double> firstGoodSeconds;
+  };
+  /// Complaints that come close together.
+  struct Trouble {
+    int stream = -1;
+    std::optional<double> start;
+    std::optional<double> end;
+    int64_t count = 0;
+    std::string text;  ///< of the first
+    /// Before the first good picture or block of the stream.
+    bool beforeGood = false;
+  };
+
+  bool isAtStart(const Trouble& trouble) const;
+  Stream* find(int stream);
+
+  int allowed_;
+  std::map<int, Stream> streams_;
+  std::vector<int> audioStreams_;
+  int videoStream_ = -1;
+  int64_t pictures_ = 0;
+  int64_t blocks_ = 0;
+  int64_t corruptPictures_ = 0;
+  int64_t corruptPackets_ = 0;
+  bool truncated_ = false;
+  std::vector<Trouble> troubles_;
+  std::map<int, std::size_t> lastOf_;  ///< the last trouble of each stream
+  ProgrammeEnd end_;
+};
+
+}  // namespace qatester

@@ -1,0 +1,118 @@
+#include "tester/ProgrammeRun.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "tester/TimecodeClock.h"
+
+namespace qatester {
+
+namespace {
+
+/// Times of pictures are rounded to the stream's time base.
+constexpr double kShareOfAFrame = 0.05;
+
+const QAVideoFacts* videoOf(const ProgrammeFacts& facts) {
+  if (facts.videoStream < 0) {
+    return nullptr;
+  }
+  const auto& video = facts.media.streams[static_cast<std::size_t>(facts.videoStream)].video;
+  return video.has_value() ? &*video : nullptr;
+}
+
+int64_t frameAt(double seconds, double framesPerSecond) {
+  const double frame = std::floor(seconds * framesPerSecond + kShareOfAFrame);
+  return static_cast<int64_t>(std::clamp(frame, 0.0, 1e15));
+}
+
+}  // namespace
+
+ProgrammeRun::ProgrammeRun(const CheckContext& context, const CheckProfile& profile,
+                           ProgrammeMeasurement& measurement)
+    : CheckRun(context, profile), measurement_(measurement) {}
+
+void ProgrammeRun::refuseFile(const std::string& reason) {
+  log("Failed to load file...");
+  refuse(reason);
+}
+
+void ProgrammeRun::open(const ProgrammeFacts& facts) {
+  outcome_.opened = true;
+  std::string reason;
+  if (!measurement_.hasSubject(facts, reason)) {
+    outcome_.subjectAbsent = true;
+    refuse(reason);
+    return;
+  }
+  facts_ = &facts;
+  beginMeasuring();
+}
+
+void ProgrammeRun::finish(const ProgrammeEnd& end) {
+  outcome_.measured = !end.stopped;
+  if (end.stopped) {
+    outcome_.reason = "stopped before the end of the file";
+  }
+  log(check_.complete);
+  CheckRun::end();
+}
+
+void ProgrammeRun::describe() {
+  if (!outcome_.began) {
+    return;
+  }
+  outcome_.state = QAState::notMeasured;
+  measurement_.describe(outcome_);
+  if (outcome_.state != QAState::info) {
+    outcome_.state = judged(!outcome_.broken);
+  }
+  outcome_.eventCount = static_cast<int64_t>(outcome_.events.size());
+  keepTheWorst();
+  addTimecodes();
+}
+
+/// Those that break come before those that are only reported.
+void ProgrammeRun::keepTheWorst() {
+  const auto most = static_cast<std::size_t>(eventsPerCheck(context_));
+  std::vector<QAEvent>& events = outcome_.events;
+  const auto start = [](const QAEvent& event) { return event.startSeconds.value_or(-1.0); };
+  if (events.size() > most) {
+    std::stable_sort(events.begin(), events.end(), [](const QAEvent& one, const QAEvent& other) {
+      if (one.breaks != other.breaks) {
+        return one.breaks;
+      }
+      return std::abs(one.value.value_or(0.0)) > std::abs(other.value.value_or(0.0));
+    });
+    events.resize(most);
+  }
+  std::stable_sort(events.begin(), events.end(), [&](const QAEvent& one, const QAEvent& other) {
+    return start(one) < start(other);
+  });
+}
+
+void ProgrammeRun::addTimecodes() {
+  const QAVideoFacts* video = facts_ != nullptr ? videoOf(*facts_) : nullptr;
+  if (video == nullptr || !(video->frameRate > 0.0)) {
+    return;
+  }
+  const TimecodeClock clock(facts_->media.startTimecode, video->frameRate);
+  const auto add = [&](const std::optional<double>& seconds, std::optional<int64_t>& frame,
+                       std::string& timecode) {
+    if (!frame.has_value() && seconds.has_value()) {
+      frame = frameAt(*seconds, video->frameRate);
+    }
+    if (frame.has_value()) {
+      timecode = clock.at(*frame);
+    }
+  };
+  for (QAEvent& event : outcome_.events) {
+    add(event.startSeconds, event.startFrame, event.startTimecode);
+    add(event.endSeconds, event.endFrame, event.endTimecode);
+  }
+}
+
+std::string ProgrammeRun::reasonForNothing() const {
+  return context_.stopped() ? "stopped before the end of the file" : "nothing was measured";
+}
+
+}  // namespace qatester

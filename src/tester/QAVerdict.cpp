@@ -1,0 +1,16 @@
+#include "tester/QAVerdict.h"
+
+#include <algorithm>
+
+QAState getVerdict(const std::vector<QACheckOutcome>& outcomes) {
+  const auto any = [&](QAState state) {
+    return std::any_of(outcomes.begin(), outcomes.end(),
+                       [&](const QACheckOutcome& outcome) { return outcome.state == state; });
+  };
+  for (const QAState worse : {QAState::fail, QAState::warn}) {
+    if (any(worse)) {
+      return worse;
+    }
+  }
+  return any(QAState::pass) || any(QAState::info) ? QAState::pass : QAState::notMeasured;
+}
