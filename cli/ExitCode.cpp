@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tester/QACheck.h"
+#include "tester/QAVerdict.h"
 
 namespace cli {
 
@@ -25,14 +26,14 @@ bool nothingMeasured(const FileReport& file) {
 
 }  // namespace
 
-bool hasFailure(const FileReport& file) {
-  return std::any_of(file.checks.begin(), file.checks.end(),
-                     [](const QACheckOutcome& outcome) { return outcome.state == QAState::fail; });
+bool isMissed(const QACheckOutcome& outcome, bool named) {
+  const bool judges = outcome.severity == QASeverity::warn || outcome.severity == QASeverity::fail;
+  return isNotMeasured(outcome) && (named || (judges && !outcome.subjectAbsent));
 }
 
 bool isInTrouble(const FileReport& file, bool named) {
   const auto isTrouble = [&](const QACheckOutcome& outcome) {
-    return outcome.error != nullptr || (named && isNotMeasured(outcome));
+    return outcome.error != nullptr || isMissed(outcome, named);
   };
   return !file.error.empty() || nothingMeasured(file) ||
          std::any_of(file.checks.begin(), file.checks.end(), isTrouble);
@@ -42,15 +43,20 @@ int exitCodeOfSignal(int signal) {
   return 128 + signal;
 }
 
-int exitCode(const std::vector<FileReport>& files, bool named, bool otherTrouble, int signal) {
+int exitCode(const std::vector<FileReport>& files, const Demands& demands, bool otherTrouble,
+             int signal) {
   if (signal != 0) {
     return exitCodeOfSignal(signal);
   }
-  const auto troubled = [&](const FileReport& file) { return isInTrouble(file, named); };
+  const auto troubled = [&](const FileReport& file) { return isInTrouble(file, demands.named); };
   if (otherTrouble || std::any_of(files.begin(), files.end(), troubled)) {
     return kTrouble;
   }
-  return std::any_of(files.begin(), files.end(), hasFailure) ? kCheckFailed : kNothingFailed;
+  const auto fails = [&](const FileReport& file) {
+    const QAState verdict = getVerdict(file.checks);
+    return verdict == QAState::fail || (demands.warningsFail && verdict == QAState::warn);
+  };
+  return std::any_of(files.begin(), files.end(), fails) ? kCheckFailed : kNothingFailed;
 }
 
 }  // namespace cli

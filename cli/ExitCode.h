@@ -10,16 +10,26 @@ constexpr int kNothingFailed = 0;
 constexpr int kCheckFailed = 1;
 constexpr int kTrouble = 2;
 
-/// Whether the file is not what it should be.
-bool hasFailure(const FileReport& file);
+/// How much of an outcome makes the process end with something other than 0.
+struct Demands {
+  /// The checks were asked for by name: each one must be measured.
+  bool named = false;
+  /// Warnings count as failures.
+  bool warningsFail = false;
+};
 
-/// Whether the file cannot be read, nothing of it was measured, a check was ended by an error, or,
-/// where the checks were asked for by name (`named`), one of them could not be measured.
+/// Whether a check could not be measured that should have been: one that was asked for by name, or
+/// one that judges and whose subject is there.
+bool isMissed(const QACheckOutcome& outcome, bool named);
+
+/// Whether the file cannot be read, nothing of it was measured, a check was ended by an error, or
+/// one is missed.
 bool isInTrouble(const FileReport& file, bool named);
 
 /// What the process says at its end. `otherTrouble`: beside the files, such as a report that could
 /// not be written. `signal`: the one that ended the run, or 0.
-int exitCode(const std::vector<FileReport>& files, bool named, bool otherTrouble, int signal);
+int exitCode(const std::vector<FileReport>& files, const Demands& demands, bool otherTrouble,
+             int signal);
 
 /// As shells give it for a process that a signal ended.
 int exitCodeOfSignal(int signal);

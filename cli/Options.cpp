@@ -10,6 +10,9 @@
 #include "ExitCode.h"
 #include "Lists.h"
 #include "Output.h"
+#include "Preflight.h"
+#include "SettingsReview.h"
+#include "tester/QAProfile.h"
 #include "tester/QAVersion.h"
 
 namespace cli {
@@ -20,23 +23,26 @@ const std::map<std::string, QAPauses> kPauses{{"fixed", QAPauses::fixed},
                                               {"ready", QAPauses::untilReady}};
 const std::map<std::string, QALookup> kLookups{{"defaults", QALookup::defaults},
                                                {"stored", QALookup::stored}};
-
+const std::map<std::string, TableKind> kTables{{"full", TableKind::full},
+                                               {"short", TableKind::shortened}};
 const std::map<std::string, QAPasses> kPasses{{"each", QAPasses::each}, {"one", QAPasses::one}};
 
-constexpr std::size_t kHelpColumns = 80;
 constexpr std::size_t kOptionColumns = 28;
+
+constexpr int kMostThreads = 1024;
+constexpr const char* kDefaultProfile = "general";
 
 constexpr const char* kExitCodes =
     R"(Exit code:
   0    nothing failed
-  1    a check failed
-  2    usage error; a file that cannot be read, or with nothing measured;
-       a check that ended in an error, or that --checks names and that could not
-       be measured; an output that could not be written
+  1    a check failed (with --warnings-fail: or warned)
+  2    usage error; a file that cannot be read, or with nothing measured; a check
+       that judges or was named, and could not be measured; an error; an output
+       that could not be written
   130  stopped by Ctrl-C (143: by a termination request, 129: by a hang-up)
 
 Example:
-  qatester --checks valid,frame-rate --json report.json programme.mov)";
+  qatester --profile archive --json report.json programme.mov)";
 
 class HelpFormatter : public CLI::Formatter {
  public:
@@ -53,33 +59,12 @@ std::string knownChecks() {
   return names;
 }
 
-/// Words, each after a comma, in lines that fit the help.
-std::string brokenList(const std::string& title, const std::vector<std::string>& words) {
-  std::string text = title;
-  std::size_t used = title.size();
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    const std::string word = words[i] + (i + 1 < words.size() ? "," : "");
-    if (used + 1 + word.size() > kHelpColumns) {
-      text += "\n ";
-      used = 1;
-    }
-    text += " " + word;
-    used += 1 + word.size();
+std::string knownProfiles() {
+  std::string names;
+  for (const QAProfile& profile : allProfiles()) {
+    names += (names.empty() ? "" : ", ") + std::string(profile.name);
   }
-  return text + "\n";
-}
-
-std::string footer() {
-  std::vector<std::string> names;
-  std::vector<std::string> withDisplays;
-  for (const QACheck* check : allChecks()) {
-    names.emplace_back(check->name);
-    if (!check->displays.empty()) {
-      withDisplays.emplace_back(check->name);
-    }
-  }
-  return brokenList("Checks:", names) + brokenList("With displays:", withDisplays) + "\n" +
-         kExitCodes;
+  return names;
 }
 
 std::string versions() {
@@ -104,6 +89,34 @@ std::vector<const QACheck*> parseChecks(const std::string& list) {
     checks.push_back(check);
   }
   return checks;
+}
+
+/// Settings of the command line, each `key=value`.
+std::vector<std::pair<std::string, std::string>> parseSettings(
+    const std::vector<std::string>& texts) {
+  std::vector<std::pair<std::string, std::string>> settings;
+  for (const std::string& text : texts) {
+    const std::string problem = whyNoSetting(text);
+    if (!problem.empty()) {
+      throw std::invalid_argument("--set: " + problem);
+    }
+    const std::size_t middle = text.find('=');
+    settings.emplace_back(CLI::detail::trim_copy(text.substr(0, middle)),
+                          CLI::detail::trim_copy(text.substr(middle + 1)));
+  }
+  return settings;
+}
+
+/// A name that is no profile's must lead to a settings file.
+void requireProfile(const std::string& profile) {
+  if (findProfile(profile) != nullptr) {
+    return;
+  }
+  const std::string problem = whyNotReadable(profile);
+  if (!problem.empty()) {
+    throw std::invalid_argument("--profile: '" + profile + "' is neither a profile (" +
+                                knownProfiles() + ") nor a settings file: " + problem);
+  }
 }
 
 Reply usageError(const std::string& message) {
@@ -145,6 +158,10 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   std::string pauses = "ready";
   std::string lookup = "stored";
   std::string passes = "one";
+  std::string table = "full";
+  std::vector<std::string> set;
+  std::string profileShown;
+  bool listProfiles = false;
   bool listChecks = false;
   bool listSettings = false;
   bool version = false;
@@ -156,14 +173,25 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   const auto formatter = std::make_shared<HelpFormatter>();
   formatter->column_width(kOptionColumns);
   app.formatter(formatter);
-  app.footer(footer());
+  app.footer(kExitCodes);
   app.set_help_flag("-h,--help", "Print this help");
   app.add_option("FILE", options.files, "Media files to test")->group("");
-  app.add_option("--checks", checks, "Checks, comma-separated, in this order; default all")
+  app.add_option("--profile", options.profile,
+                 "What is demanded: a profile's name (default general), or\n"
+                 "the path of a settings file")
+      ->check(named)
+      ->type_name("NAME");
+  app.add_option("--checks", checks,
+                 "Checks, comma-separated, in this order; default those\n"
+                 "of the profile; without --profile, by no profile")
       ->type_name("LIST");
   app.add_option("--settings", options.settings, "Settings of the checks: key=value a line")
       ->check(named)
       ->type_name("FILE");
+  app.add_option("--set", set, "A setting that wins over the file and the profile")
+      ->type_name("KEY=VALUE")
+      ->expected(1)
+      ->take_all();
   addChoice(app, "--lookup", lookup, kLookups, "Settings: as stored there (default), or defaults");
   app.add_option("--log", options.log, "Log file to append to")->check(named)->type_name("FILE");
   app.add_option("--json", options.json, "Write a JSON report; - is standard output")
@@ -175,8 +203,16 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   app.add_flag("--visual", options.visual, "Displays in windows; default as the settings say");
   addChoice(app, "--passes", passes, kPasses, "Read a file once (default), or for each check");
   addChoice(app, "--pauses", pauses, kPauses, "Pauses of fixed length, or until ready (default)");
+  app.add_option("--threads", options.threads, "For decoding; default as many as processors")
+      ->check(CLI::Range(0, kMostThreads).description(""))
+      ->type_name("N");
+  app.add_flag("--warnings-fail", options.warningsFail, "Warnings too make the exit code 1");
+  addChoice(app, "--table", table, kTables, "A line a check (default), or a line a file");
   app.add_flag("-q,--quiet", options.quiet, "No table and no progress");
   app.add_flag("-v,--verbose", options.verbose, "Log lines on standard error as they come");
+  app.add_flag("--list-profiles", listProfiles, "Print the profiles");
+  app.add_option("--show-profile", profileShown, "Print a profile: its settings, with sources")
+      ->type_name("NAME");
   app.add_flag("--list-checks", listChecks, "Print the checks");
   app.add_flag("--list-settings", listSettings, "Print all settings, as a settings file");
   app.add_flag("--version", version, "Print the version, also of the libraries");
@@ -197,13 +233,26 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   if (listSettings) {
     return Reply{0, settingsList(), ""};
   }
+  if (listProfiles) {
+    return Reply{0, profileList(), ""};
+  }
+  if (app.count("--show-profile") > 0) {
+    const QAProfile* profile = findProfile(profileShown);
+    return profile != nullptr ? Reply{0, profile->text, ""}
+                              : usageError("--show-profile: unknown profile '" + profileShown +
+                                           "'; known are: " + knownProfiles());
+  }
   try {
     options.checksNamed = app.count("--checks") > 0;
     if (options.checksNamed) {
       options.checks = parseChecks(checks);
-    } else {
-      options.checks.assign(allChecks().begin(), allChecks().end());
+    } else if (options.profile.empty()) {
+      options.profile = kDefaultProfile;
     }
+    if (!options.profile.empty()) {
+      requireProfile(options.profile);
+    }
+    options.set = parseSettings(set);
   } catch (const std::invalid_argument& error) {
     return usageError(error.what());
   }
@@ -216,6 +265,7 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   options.pauses = kPauses.at(pauses);
   options.lookup = kLookups.at(lookup);
   options.passes = kPasses.at(passes);
+  options.table = kTables.at(table);
   if (options.json == "/dev/stdout") {
     options.json = "-";
   }

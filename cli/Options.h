@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -11,21 +12,35 @@
 
 namespace cli {
 
+/// How much the table says.
+enum class TableKind {
+  full,       ///< of a file: what it is, and a line a check
+  shortened,  ///< a line a file
+};
+
 /// What a run is to do.
 struct Options {
+  /// Asked for by name; empty: those that the profile and the settings leave on.
   std::vector<const QACheck*> checks;
-  /// They were asked for by name.
   bool checksNamed = false;
+  /// A profile's name, or the path of a settings file; empty: none.
+  std::string profile;
   std::string settings;
+  /// They win over those of the profile and the file.
+  std::vector<std::pair<std::string, std::string>> set;
   std::string log;
   std::string json;
   QAPauses pauses = QAPauses::untilReady;
   QALookup lookup = QALookup::stored;
   QAPasses passes = QAPasses::one;
+  /// For decoding; 0: as many as there are processors.
+  int threads = 0;
   /// Displays in on-screen windows, whatever the settings say.
   bool visual = false;
   /// Where displays go as picture files; empty: they do not.
   std::string displays;
+  TableKind table = TableKind::full;
+  bool warningsFail = false;
   bool quiet = false;
   bool verbose = false;
   std::vector<std::string> files;

@@ -24,6 +24,8 @@ namespace cli {
 namespace {
 
 constexpr int kMaxNameAttempts = 100;
+/// Of a stream whose scan is not known.
+constexpr const char* kUnknown = "unknown";
 
 [[noreturn]] void fail(int error) {
   throw std::system_error(error, std::generic_category());
@@ -116,6 +118,14 @@ Json eventJson(const QAEvent& event) {
   return json;
 }
 
+/// Undeclared: not there.
+template <typename Number>
+void addPositive(Json& json, const char* key, Number number) {
+  if (number > 0) {
+    json[key] = number;
+  }
+}
+
 template <typename Item>
 Json listJson(const std::vector<Item>& items, Json (*toJson)(const Item&)) {
   Json list = Json::array();
@@ -130,12 +140,13 @@ Json checkJson(const QACheckOutcome& outcome) {
   if (const QACheck* check = findCheck(outcome.name)) {
     json["family"] = getFamilyText(check->family);
   }
+  json["severity"] = getSeverityText(outcome.severity);
   json["state"] = getStateText(outcome.state);
   addText(json, "reason", outcome.reason);
   json["result"] = outcome.values.empty() ? Json(nullptr) : valuesJson(outcome.values);
   json["limits"] = listJson(outcome.limits, limitsJson);
   json["events"] = listJson(outcome.events, eventJson);
-  json["eventCount"] = outcome.events.size();
+  json["eventCount"] = outcome.eventCount;
   json["messages"] = outcome.messages;
   json["failures"] = outcome.failures;
   json["progress"] = outcome.progress;
@@ -143,9 +154,71 @@ Json checkJson(const QACheckOutcome& outcome) {
   return json;
 }
 
+void addVideo(Json& json, const QAVideoFacts& video) {
+  addPositive(json, "width", video.width);
+  addPositive(json, "height", video.height);
+  addText(json, "sampleAspect", video.sampleAspect);
+  addText(json, "displayAspect", video.displayAspect);
+  addPositive(json, "frameRate", video.frameRate);
+  addText(json, "pixelFormat", video.pixelFormat);
+  addPositive(json, "bits", video.bits);
+  addText(json, "chroma", video.chroma);
+  addText(json, "scan", video.scan == kUnknown ? "" : video.scan);
+  addText(json, "matrix", video.matrix);
+  addText(json, "primaries", video.primaries);
+  addText(json, "transfer", video.transfer);
+  addText(json, "range", video.range);
+}
+
+void addAudio(Json& json, const QAAudioFacts& audio) {
+  addPositive(json, "sampleRate", audio.sampleRate);
+  addPositive(json, "channels", audio.channels);
+  addText(json, "layout", audio.layoutDeclared ? audio.layout : "");
+  addPositive(json, "bits", audio.bits);
+  addText(json, "sampleFormat", audio.sampleFormat);
+}
+
+Json streamJson(const QAStreamFacts& stream) {
+  Json json{{"index", stream.index}, {"kind", stream.kind}};
+  addText(json, "codec", stream.codec);
+  addText(json, "profile", stream.profile);
+  addPositive(json, "bitRate", stream.bitRate);
+  addText(json, "language", stream.language);
+  addText(json, "title", stream.title);
+  addNumber(json, "start", stream.startSeconds);
+  addNumber(json, "duration", stream.durationSeconds);
+  if (stream.video) {
+    addVideo(json, *stream.video);
+  }
+  if (stream.audio) {
+    addAudio(json, *stream.audio);
+  }
+  return json;
+}
+
+Json mediaJson(const QAMedia& media) {
+  Json json{{"container", media.container}};
+  addNumber(json, "duration", media.durationSeconds);
+  addText(json, "startTimecode", media.startTimecode);
+  json["streams"] = listJson(media.streams, streamJson);
+  return json;
+}
+
+Json measuredJson(const QAFileFacts& facts) {
+  return {{"pictures", facts.pictures},
+          {"pictureSeconds", numberJson(facts.pictureSeconds)},
+          {"soundSeconds", numberJson(facts.soundSeconds)},
+          {"wholeFile", facts.wholeFile}};
+}
+
 Json fileJson(const FileReport& report) {
-  Json json{{"file", report.file}};
+  Json json{{"file", report.file}, {"verdict", getStateText(getVerdict(report.checks))}};
+  addText(json, "profile", report.profile);
   addText(json, "error", report.error);
+  if (report.facts.opened) {
+    json["media"] = mediaJson(report.facts.media);
+    json["measured"] = measuredJson(report.facts);
+  }
   json["checks"] = listJson(report.checks, checkJson);
   return json;
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tester/QACheckOutcome.h"
+#include "tester/QAVerdict.h"
 
 namespace cli {
 
@@ -15,6 +16,9 @@ struct FileReport {
   std::string file;
   /// Why the file cannot be read; empty when it can.
   std::string error;
+  /// The profile's name or path; empty: none.
+  std::string profile;
+  QAFileFacts facts = {};
   /// In the order in which the checks were asked for.
   std::vector<QACheckOutcome> checks;
 };

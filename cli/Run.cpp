@@ -25,6 +25,7 @@
 #include "Table.h"
 #include "foundation/Logger.h"
 #include "foundation/Settings.h"
+#include "tester/QAProfile.h"
 #include "tester/QATester.h"
 
 namespace cli {
@@ -33,6 +34,7 @@ namespace {
 
 /// Of a file that is no settings file every line may be wrong.
 constexpr std::size_t kMostRemarks = 20;
+constexpr const char* kVisualKey = "QATesterVisual";
 
 std::string errorText(int error) {
   return std::generic_category().message(error);
@@ -50,18 +52,6 @@ std::string errorText(const std::exception_ptr& error) {
   }
 }
 
-/// The checks that the table shows: no line is worth reading that says nothing of the file, unless
-/// somebody asked for it.
-std::vector<const QACheck*> shownChecks(const Options& options) {
-  std::vector<const QACheck*> shown;
-  for (const QACheck* check : options.checks) {
-    if (check->saysSomething || options.checksNamed) {
-      shown.push_back(check);
-    }
-  }
-  return shown;
-}
-
 class Run {
  public:
   explicit Run(const Options& options)
@@ -69,7 +59,7 @@ class Run {
         out_(STDOUT_FILENO),
         err_(STDERR_FILENO),
         bar_(err_, !options.quiet),
-        table_(tableOutput(), shownChecks(options)) {}
+        table_(tableOutput(), options.table, options.checksNamed) {}
 
   int execute() {
     if (!prepare()) {
@@ -83,7 +73,7 @@ class Run {
     }
     if (files_.size() > 1 && interrupt_.signal() == 0) {
       bar_.clear();
-      table_.addSummary(files_, options_.checksNamed);
+      table_.addSummary(files_);
     }
     return finish();
   }
@@ -108,7 +98,7 @@ class Run {
       return false;
     }
     reviewTheSettings();
-    return true;
+    return chooseChecks();
   }
 
   bool settingsAreReadable() {
@@ -122,8 +112,15 @@ class Run {
     return problem.empty();
   }
 
+  bool profileIsFile() const {
+    return !options_.profile.empty() && findProfile(options_.profile) == nullptr;
+  }
+
   /// Says what the settings do not do. The run goes on.
   void reviewTheSettings() {
+    if (profileIsFile()) {
+      review(options_.profile);
+    }
     if (options_.settings.empty()) {
       return;
     }
@@ -131,20 +128,51 @@ class Run {
       complain(options_.settings + ": its values are not used: --lookup defaults");
       return;
     }
-    std::ifstream file(options_.settings);
+    review(options_.settings);
+  }
+
+  void review(const std::string& name) {
+    std::ifstream file(name);
     std::vector<SettingsRemark> remarks = reviewSettings(file, kMostRemarks + 1);
     for (std::size_t i = 0; i < std::min(remarks.size(), kMostRemarks); ++i) {
-      complain(options_.settings + ":" + std::to_string(remarks[i].line) + ": " + remarks[i].text);
+      complain(name + ":" + std::to_string(remarks[i].line) + ": " + remarks[i].text);
     }
     if (remarks.size() > kMostRemarks) {
-      complain(options_.settings + ": more lines are like these");
+      complain(name + ": more lines are like these");
     }
+  }
+
+  /// Those that were named, or all that the profile and the settings leave on.
+  bool chooseChecks() {
+    if (options_.checksNamed) {
+      checks_ = options_.checks;
+      return true;
+    }
+    QATesterOptions quiet;
+    quiet.lookup = options_.lookup;
+    quiet.profile = options_.profile;
+    quiet.settings = options_.set;
+    quiet.displays = QADisplays::nowhere;
+    quiet.console = [](const std::string&) {};
+    const QATester tester("", nullptr, options_.settings.c_str(), "", quiet);
+    for (const QACheck* check : allChecks()) {
+      if (tester.severityOf(*check) != QASeverity::off) {
+        checks_.push_back(check);
+      }
+    }
+    if (checks_.empty()) {
+      complain("nothing to do: the severity of every check is off");
+    }
+    return !checks_.empty();
   }
 
   /// Appending a log to a programme, or replacing one by a report, is never what was meant.
   bool outputsAreNoInputs() {
     std::vector<std::string> inputs = options_.files;
     inputs.push_back(options_.settings);
+    if (profileIsFile()) {
+      inputs.push_back(options_.profile);
+    }
     for (const std::string& output : {options_.log, options_.json}) {
       for (const std::string& input : inputs) {
         if (isSameFile(output, input)) {
@@ -195,11 +223,11 @@ class Run {
   void testFile(const std::string& name) {
     FileReport& file = files_.emplace_back();
     file.file = name;
+    file.profile = options_.profile;
     const Preflight preflight = inspectMedia(name);
     if (!preflight.problem.empty()) {
       markUnreadable(file, preflight.problem);
     }
-    table_.beginFile(name);
     if (preflight.mayBlock) {
       addUnmeasured(file, preflight.problem);
     } else {
@@ -214,16 +242,23 @@ class Run {
       }
     }
     bar_.clear();
-    table_.endFile();
+    table_.addFile(file);
+    if (tableOutput() != nullptr && tableOutput()->error() == EPIPE) {
+      bar_.switchOff();
+    }
   }
 
   void runChecks(FileReport& file) {
     std::vector<std::string> names;
-    for (const QACheck* check : options_.checks) {
+    for (const QACheck* check : checks_) {
       names.emplace_back(check->name);
     }
     QATesterOptions options = testerOptions();
-    options.outcome = [&](const QACheckOutcome& outcome) { show(file, outcome); };
+    options.outcome = [&](const QACheckOutcome& outcome) {
+      if (outcome.reasonIsOfFile && !outcome.opened) {
+        markUnreadable(file, outcome.reason);
+      }
+    };
     if (file.error.empty()) {
       bar_.update(progressLabel(names.front()), 0);
     }
@@ -231,6 +266,7 @@ class Run {
       QATester tester(file.file.c_str(), nullptr, options_.settings.c_str(), options_.log.c_str(),
                       options);
       file.checks = tester.runChecks(names);
+      file.facts = tester.fileFacts();
     } catch (const std::exception&) {
       const std::string reason = errorText(std::current_exception());
       trouble_ = true;
@@ -251,27 +287,13 @@ class Run {
     }
   }
 
-  void show(FileReport& file, const QACheckOutcome& outcome) {
-    if (outcome.reasonIsOfFile && !outcome.opened) {
-      markUnreadable(file, outcome.reason);
-    }
-    if (file.error.empty()) {
-      bar_.clear();
-      table_.addOutcome(outcome);
-      if (tableOutput() != nullptr && tableOutput()->error() == EPIPE) {
-        bar_.switchOff();
-      }
-    }
-  }
-
   /// None of the checks could be run.
   void addUnmeasured(FileReport& file, const std::string& reason) {
-    for (const QACheck* check : options_.checks) {
+    for (const QACheck* check : checks_) {
       QACheckOutcome& outcome = file.checks.emplace_back();
       outcome.name = check->name;
       outcome.tag = check->tag;
       outcome.reason = reason;
-      show(file, outcome);
     }
   }
 
@@ -288,6 +310,9 @@ class Run {
     options.pauses = options_.pauses;
     options.lookup = options_.lookup;
     options.passes = options_.passes;
+    options.profile = options_.profile;
+    options.settings = options_.set;
+    options.threads = options_.threads;
     if (!options_.displays.empty()) {
       options.displays = QADisplays::pictures;
       options.displayFolder = displayFolder();
@@ -308,11 +333,23 @@ class Run {
   }
 
   bool settingsAskForWindows() const {
-    Logger silent(nullptr);  // the tester reads the same lines, and tells of bad ones
-    silent.SetOutput(false, false);
-    Settings settings(options_.settings.c_str(), &silent, options_.lookup);
-    const std::unique_ptr<const char[]> text(settings.GetValueOf("QATesterVisual", "0"));
-    return std::atoi(text.get()) > 0;
+    std::string value = "0";
+    const auto read = [&](const std::string& name, QALookup lookup) {
+      Logger silent(nullptr);  // the tester reads the same lines, and tells of bad ones
+      silent.SetOutput(false, false);
+      Settings settings(name.c_str(), &silent, lookup);
+      const std::unique_ptr<const char[]> text(settings.GetValueOf(kVisualKey, value.c_str()));
+      value = text.get();
+    };
+    // What each holds wins over what was read before.
+    if (profileIsFile()) {
+      read(options_.profile, QALookup::stored);
+    }
+    read(options_.settings, options_.lookup);
+    for (const auto& [key, held] : options_.set) {
+      value = key == kVisualKey ? held : value;
+    }
+    return std::atoi(value.c_str()) > 0;
   }
 
   /// Pictures of the same name must not replace those of another file.
@@ -374,7 +411,8 @@ class Run {
     }
     // Nobody is left to tell this to.
     trouble_ = trouble_ || (tableOutput() == &err_ && isLost(err_));
-    return exitCode(files_, options_.checksNamed, trouble_, interrupt_.signal());
+    return exitCode(files_, {options_.checksNamed, options_.warningsFail}, trouble_,
+                    interrupt_.signal());
   }
 
   /// A reader of the table that goes away has seen enough.
@@ -402,6 +440,7 @@ class Run {
   }
 
   const Options& options_;
+  std::vector<const QACheck*> checks_;
   Interrupt interrupt_;
   Output out_;
   Output err_;

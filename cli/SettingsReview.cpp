@@ -129,7 +129,7 @@ Remark severityRemark(const std::string& text) {
     words += (words.empty() ? "" : ", ") + word;
   }
   const std::string problem = text.empty() ? "no value" : quoted(text) + " is no severity";
-  return {problem + " (" + words + ")", kNotUsed};
+  return {problem + " (" + words + ")", "the check's own holds"};
 }
 
 Remark valueRemark(const QASetting& setting, const std::string& text) {

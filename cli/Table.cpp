@@ -1,9 +1,18 @@
 #include "Table.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <initializer_list>
+#include <optional>
+#include <string_view>
+#include <utility>
 
 #include "ExitCode.h"
+#include "Facts.h"
+#include "tester/QACheck.h"
+#include "tester/QAVerdict.h"
 
 namespace cli {
 
@@ -15,6 +24,8 @@ constexpr std::size_t kPlainColumns = 100;
 constexpr std::size_t kNarrow = 20;
 /// In a summary.
 constexpr int kMostNames = 4;
+/// Of a check in the table; a report has more.
+constexpr int kMostEvents = 3;
 constexpr const char* kMargin = "  ";
 
 const char* colourOf(QAState state) {
@@ -46,11 +57,14 @@ std::string joined(const std::string& one, const char* between, const std::strin
   return one + (one.empty() || other.empty() ? "" : between) + other;
 }
 
+bool isContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80U;
+}
+
 /// Characters of UTF-8.
 std::size_t lengthOf(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
-    return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U;
-  }));
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return !isContinuation(byte); }));
 }
 
 /// `text`, which starts in column `indent`, broken at blanks so that no line is longer than
@@ -77,6 +91,24 @@ std::string broken(const std::string& text, std::size_t indent, std::size_t colu
   return result;
 }
 
+/// The first `columns` characters, the last three of them dots where some are left out.
+std::string cut(const std::string& text, std::size_t columns) {
+  const std::string dots = "...";
+  if (lengthOf(text) <= columns) {
+    return text;
+  }
+  std::string start;
+  std::size_t length = 0;
+  for (const char byte : text) {
+    length += isContinuation(byte) ? 0U : 1U;
+    if (length + dots.size() > columns) {
+      break;
+    }
+    start += byte;
+  }
+  return start + dots;
+}
+
 /// The folder that all files lie in, with its last slash, as far as their names say so.
 std::string commonFolder(const std::vector<FileReport>& files) {
   std::string common = files.front().file;
@@ -89,89 +121,248 @@ std::string commonFolder(const std::vector<FileReport>& files) {
   return common;
 }
 
-/// The first checks in that state, and how many more there are.
-std::string namesOf(const FileReport& file, QAState state) {
+/// The first checks that `belongs` picks, and how many more there are.
+template <typename Belongs>
+std::string namesOf(const FileReport& file, Belongs belongs) {
   std::string names;
   int count = 0;
   for (const QACheckOutcome& outcome : file.checks) {
-    if (outcome.state == state && ++count <= kMostNames) {
+    if (belongs(outcome) && ++count <= kMostNames) {
       names = joined(names, ", ", outcome.name);
     }
   }
   return count <= kMostNames ? names : names + ", " + std::to_string(count - kMostNames) + " more";
 }
 
-}  // namespace
-
-Table::Table(Output* output, const std::vector<const QACheck*>& checks) : output_(output) {
-  for (const QACheck* check : checks) {
-    names_.push_back(check->name);
-    nameWidth_ = std::max(nameWidth_, names_.back().size());
-  }
+std::string namesInState(const FileReport& file, QAState state) {
+  return namesOf(file, [&](const QACheckOutcome& outcome) { return outcome.state == state; });
 }
 
-void Table::beginFile(const std::string& name) {
-  heading_ = printable(name) + "\n";
+std::string missedNames(const FileReport& file, bool named) {
+  return namesOf(file, [&](const QACheckOutcome& outcome) { return isMissed(outcome, named); });
 }
 
-void Table::addOutcome(const QACheckOutcome& outcome) {
-  if (output_ == nullptr || std::find(names_.begin(), names_.end(), outcome.name) == names_.end()) {
-    return;
+/// No line is worth reading that says nothing of the file, unless somebody asked for it.
+bool isShown(const QACheckOutcome& outcome, bool named) {
+  const QACheck* check = findCheck(outcome.name);
+  return named || check == nullptr || check->saysSomething;
+}
+
+/// What a file is counted as: its verdict or, where something was missed, `notMeasured`.
+QAState resultOf(const FileReport& file, bool named) {
+  const QAState verdict = getVerdict(file.checks);
+  return verdict != QAState::fail && isInTrouble(file, named) ? QAState::notMeasured : verdict;
+}
+
+/// Why a file came to `result`: the checks in that state, then those in other states that matter.
+std::string blameOf(const FileReport& file, bool named, QAState result) {
+  if (!file.error.empty()) {
+    return file.error;
   }
-  if (outcome.state != QAState::notMeasured) {
-    const auto columns = static_cast<std::size_t>(output_->columns());
-    write(tableLine(outcome, nameWidth_, output_->wantsColour(),
-                    output_->isTerminal() ? columns : 0));
-    return;
-  }
-  const std::string reason = joined(outcome.summary, "; ", outcome.reason);
-  for (Unmeasured& group : unmeasured_) {
-    if (group.reason == reason) {
-      group.names += ", " + outcome.name;
-      return;
+  const bool nothing = getVerdict(file.checks) == QAState::notMeasured;
+  const std::pair<QAState, std::string> parts[] = {
+      {QAState::fail, namesInState(file, QAState::fail)},
+      {QAState::warn, namesInState(file, QAState::warn)},
+      {QAState::notMeasured,
+       nothing ? namesInState(file, QAState::notMeasured) : missedNames(file, named)},
+  };
+  std::string first;
+  std::string others;
+  for (const auto& [state, names] : parts) {
+    if (state == result) {
+      first = names;
+    } else if (!names.empty()) {
+      others = joined(others, "; ", getStateText(state) + (": " + names));
     }
   }
-  unmeasured_.push_back({reason, outcome.name});
+  return joined(first, "; ", others);
 }
 
-void Table::endFile() {
-  for (const Unmeasured& group : unmeasured_) {
-    write(unmeasuredLines(
-        group.names, group.reason, output_->wantsColour(),
-        output_->isTerminal() ? static_cast<std::size_t>(output_->columns()) : kPlainColumns));
+std::string figure(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.5g", value);
+  return text;
+}
+
+std::string placeOf(const std::string& timecode, const std::optional<double>& seconds) {
+  constexpr int kMilliseconds = 3;
+  if (!timecode.empty() || !seconds) {
+    return timecode;
   }
-  unmeasured_.clear();
+  return clockText(*seconds, kMilliseconds);
 }
 
-void Table::addSummary(const std::vector<FileReport>& files, bool named) {
+std::string eventLine(const QAEvent& event) {
+  std::string line = placeOf(event.startTimecode, event.startSeconds);
+  const std::string end = placeOf(event.endTimecode, event.endSeconds);
+  line = joined(line, " to ", end == line ? "" : end);
+  line = joined(line, kMargin, event.what);
+  const std::string unit = event.unit.empty() ? "" : " " + event.unit;
+  if (event.value) {
+    line = joined(line, kMargin, figure(*event.value) + unit);
+  }
+  if (event.limit) {
+    line = joined(line, " ", "(limit " + figure(*event.limit) + unit + ")");
+  }
+  if (event.stream) {
+    line = joined(line, kMargin, "stream " + std::to_string(*event.stream));
+  }
+  if (event.channel) {
+    line = joined(line, " ", "ch " + std::to_string(*event.channel));
+  }
+  return line;
+}
+
+/// The lines of checks in one of `states`, in the order of the checks.
+std::string linesOfStates(const std::vector<const QACheckOutcome*>& outcomes,
+                          std::initializer_list<QAState> states, std::size_t nameWidth,
+                          const TableStyle& style, bool inOneLine) {
+  const bool whole = !inOneLine || style.columns == 0;
+  const std::size_t stateColumn = 2 * std::strlen(kMargin) + nameWidth;
+  const std::size_t textColumn = stateColumn + kStateWidth + std::strlen(kMargin);
+  std::string lines;
+  for (const QACheckOutcome* outcome : outcomes) {
+    const QAState state = outcome->state;
+    if (std::find(states.begin(), states.end(), state) == states.end()) {
+      continue;
+    }
+    std::string line = tableLine(*outcome, nameWidth, {false, whole ? style.columns : 0});
+    line = whole ? line : cut(line, std::max(style.columns, textColumn + kNarrow));
+    line.replace(stateColumn, std::strlen(getStateText(state)), stateWord(state, style.colour));
+    lines += line + "\n";
+    if (state == QAState::fail || state == QAState::warn) {
+      for (const std::string& event : eventLines(*outcome)) {
+        lines += std::string(textColumn, ' ') + broken(event, textColumn, style.columns) + "\n";
+      }
+    }
+  }
+  return lines;
+}
+
+std::string unmeasuredGroups(const std::vector<const QACheckOutcome*>& outcomes,
+                             const TableStyle& style) {
+  std::vector<std::pair<std::string, std::string>> groups;  // reasons and names
+  for (const QACheckOutcome* outcome : outcomes) {
+    if (outcome->state != QAState::notMeasured) {
+      continue;
+    }
+    const std::string reason = joined(outcome->summary, "; ", outcome->reason);
+    const auto group = std::find_if(groups.begin(), groups.end(),
+                                    [&](const auto& known) { return known.first == reason; });
+    if (group == groups.end()) {
+      groups.emplace_back(reason, outcome->name);
+    } else {
+      group->second += ", " + outcome->name;
+    }
+  }
+  std::string lines;
+  for (const auto& [reason, names] : groups) {
+    lines += unmeasuredLines(names, reason, style.colour,
+                             style.columns > 0 ? style.columns : kPlainColumns) +
+             "\n";
+  }
+  return lines;
+}
+
+std::string verdictLine(const FileReport& file, bool named, bool colour) {
+  const QAState verdict = getVerdict(file.checks);
+  std::string line = std::string(kMargin) + "verdict: " + stateWord(verdict, colour);
+  if (!file.profile.empty()) {
+    line += " (profile " + printable(file.profile) + ")";
+  }
+  const std::string missed = verdict != QAState::notMeasured ? missedNames(file, named) : "";
+  return line + (missed.empty() ? "" : "; not measured: " + missed);
+}
+
+}  // namespace
+
+Table::Table(Output* output, TableKind kind, bool named)
+    : output_(output), kind_(kind), named_(named) {}
+
+void Table::addFile(const FileReport& file) {
+  if (output_ == nullptr) {
+    return;
+  }
+  if (kind_ == TableKind::shortened) {
+    output_->write(shortLine(file, named_, output_->wantsColour()) + "\n");
+    return;
+  }
+  if (!file.error.empty()) {
+    return;  // standard error has a line about it
+  }
+  const auto columns = static_cast<std::size_t>(output_->isTerminal() ? output_->columns() : 0);
+  output_->write(first_ ? "" : "\n");
+  output_->write(fileLines(file, named_, {output_->wantsColour(), columns}));
+  first_ = false;
+}
+
+void Table::addSummary(const std::vector<FileReport>& files) {
   if (output_ != nullptr) {
-    heading_.clear();
-    output_->write(first_ ? "" : "\n");
-    output_->write(summaryLines(files, named, output_->wantsColour()));
+    const bool full = kind_ == TableKind::full;
+    output_->write(first_ && full ? "" : "\n");
+    output_->write(summaryLines(files, named_, output_->wantsColour(), full));
   }
 }
 
-void Table::write(const std::string& lines) {
-  if (!heading_.empty()) {
-    output_->write((first_ ? "" : "\n") + heading_);
-    heading_.clear();
-    first_ = false;
+std::string fileLines(const FileReport& file, bool named, const TableStyle& style) {
+  std::vector<const QACheckOutcome*> shown;
+  std::size_t nameWidth = 0;
+  for (const QACheckOutcome& outcome : file.checks) {
+    if (isShown(outcome, named)) {
+      shown.push_back(&outcome);
+      nameWidth = std::max(nameWidth, outcome.name.size());
+    }
   }
-  output_->write(lines + "\n");
+  std::string lines = printable(file.file) + "\n";
+  if (file.facts.opened) {
+    const std::size_t indent = std::strlen(kMargin);
+    lines += kMargin +
+             broken(printable(factsLine(file.facts.media, file.file)), indent, style.columns) +
+             "\n";
+  }
+  lines += verdictLine(file, named, style.colour) + "\n";
+  lines += linesOfStates(shown, {QAState::fail}, nameWidth, style, false);
+  lines += linesOfStates(shown, {QAState::warn}, nameWidth, style, false);
+  lines += linesOfStates(shown, {QAState::pass, QAState::info}, nameWidth, style, !named);
+  return lines + unmeasuredGroups(shown, style);
 }
 
-std::string tableLine(const QACheckOutcome& outcome, std::size_t nameWidth, bool colour,
-                      std::size_t columns) {
+std::string shortLine(const FileReport& file, bool named, bool colour) {
+  const QAState verdict = getVerdict(file.checks);
+  const std::size_t widest = std::strlen(getStateText(QAState::notMeasured));
+  return stateWord(verdict, colour) +
+         std::string(widest - std::strlen(getStateText(verdict)), ' ') + kMargin +
+         printable(joined(file.file, ": ", blameOf(file, named, verdict)));
+}
+
+std::string tableLine(const QACheckOutcome& outcome, std::size_t nameWidth,
+                      const TableStyle& style) {
   const std::string text = printable(joined(outcome.summary, "; ", outcome.reason));
   const std::string start = kMargin + padded(outcome.name, nameWidth) + kMargin;
-  const std::string word = stateWord(outcome.state, colour);
+  const std::string word = stateWord(outcome.state, style.colour);
   if (text.empty()) {
     return start + word;
   }
   const std::size_t width = std::max(std::strlen(getStateText(outcome.state)), kStateWidth);
   const std::string gap(width - std::strlen(getStateText(outcome.state)), ' ');
   const std::size_t indent = start.size() + width + std::strlen(kMargin);
-  return start + word + gap + kMargin + broken(text, indent, columns);
+  return start + word + gap + kMargin + broken(text, indent, style.columns);
+}
+
+std::vector<std::string> eventLines(const QACheckOutcome& outcome) {
+  std::vector<std::string> lines;
+  int64_t breaking = 0;
+  for (const QAEvent& event : outcome.events) {
+    if (event.breaks && ++breaking <= kMostEvents) {
+      lines.push_back(printable(eventLine(event)));
+    }
+  }
+  if (breaking > kMostEvents) {
+    const bool all = outcome.eventCount <= static_cast<int64_t>(outcome.events.size());
+    const std::string more = std::to_string(breaking - kMostEvents) + " more";
+    lines.push_back(all ? more : "at least " + more);
+  }
+  return lines;
 }
 
 std::string unmeasuredLines(const std::string& names, const std::string& reason, bool colour,
@@ -182,41 +373,37 @@ std::string unmeasuredLines(const std::string& names, const std::string& reason,
          broken(printable(names + ": " + reason), indent, columns);
 }
 
-std::string summaryLines(const std::vector<FileReport>& files, bool named, bool colour) {
+std::string summaryLines(const std::vector<FileReport>& files, bool named, bool colour, bool list) {
+  int passed = 0;
+  int warned = 0;
   int failed = 0;
   int troubled = 0;
-  int warned = 0;
   std::string names;
   const std::size_t folder = commonFolder(files).size();
   const std::size_t widest = std::strlen(getStateText(QAState::notMeasured));
-  const auto addName = [&](const FileReport& file, QAState state) {
-    const std::string checks = file.error.empty() ? namesOf(file, state) : "";
-    const std::string gap(widest - std::strlen(getStateText(state)), ' ');
-    names += kMargin + stateWord(state, colour) + gap + kMargin +
-             printable(joined(file.file.substr(folder), ": ", checks)) + "\n";
-  };
   for (const FileReport& file : files) {
-    if (hasFailure(file)) {
-      ++failed;
-      addName(file, QAState::fail);
-    } else if (isInTrouble(file, named)) {
-      ++troubled;
-      addName(file, QAState::notMeasured);
-    } else if (!namesOf(file, QAState::warn).empty()) {
-      ++warned;
+    const QAState result = resultOf(file, named);
+    int& count = result == QAState::fail          ? failed
+                 : result == QAState::notMeasured ? troubled
+                 : result == QAState::warn        ? warned
+                                                  : passed;
+    ++count;
+    if (result != QAState::pass && list) {
+      const std::string checks = file.error.empty() ? blameOf(file, named, result) : "";
+      const std::string gap(widest - std::strlen(getStateText(result)), ' ');
+      names += kMargin + stateWord(result, colour) + gap + kMargin +
+               printable(joined(file.file.substr(folder), ": ", checks)) + "\n";
     }
   }
-  const auto passed = static_cast<int>(files.size()) - failed - troubled;
   std::string text = std::to_string(files.size()) + " files: " + std::to_string(passed) + " passed";
-  if (warned > 0) {
-    text += " (" + std::to_string(warned) + " with warnings)";
-  }
-  if (failed > 0) {
-    text += ", " + std::to_string(failed) + " failed";
-  }
-  if (troubled > 0) {
-    text += ", " + std::to_string(troubled) + " could not be read or measured";
-  }
+  const auto add = [&](int count, const char* what) {
+    if (count > 0) {
+      text.append(", ").append(std::to_string(count)).append(what);
+    }
+  };
+  add(warned, " with warnings");
+  add(failed, " failed");
+  add(troubled, " could not be read or measured");
   return text + "\n" + names;
 }
 

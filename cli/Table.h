@@ -4,53 +4,57 @@
 #include <string>
 #include <vector>
 
+#include "Options.h"
 #include "Output.h"
 #include "Report.h"
-#include "tester/QACheck.h"
 
 namespace cli {
 
-/// What a person reads: a file's name, one line a check as the results come, then the checks that
-/// were not measured, together where they share a reason.
+/// What a person reads: of each file what it is, its verdict, then the checks, the worst first.
 class Table {
  public:
-  /// Null `output`: nothing is written. Checks other than `checks` are left out.
-  Table(Output* output, const std::vector<const QACheck*>& checks);
+  /// Null `output`: nothing is written. `named`: the checks were asked for by name.
+  Table(Output* output, TableKind kind, bool named);
 
-  /// What follows belongs to this file. Its name is written with the first line below it.
-  void beginFile(const std::string& name);
-  void addOutcome(const QACheckOutcome& outcome);
-  void endFile();
+  void addFile(const FileReport& file);
 
-  /// How many files passed, and which ones did not. `named`: the checks were asked for by name.
-  void addSummary(const std::vector<FileReport>& files, bool named);
+  /// How many files came to which verdict, and which ones did not pass.
+  void addSummary(const std::vector<FileReport>& files);
 
  private:
-  struct Unmeasured {
-    std::string reason;
-    std::string names;
-  };
-
-  void write(const std::string& lines);
-
   Output* output_;
-  std::vector<std::string> names_;
-  std::size_t nameWidth_ = 0;
-  std::string heading_;
-  std::vector<Unmeasured> unmeasured_;
+  TableKind kind_;
+  bool named_;
   bool first_ = true;
 };
 
-/// The line of a check, its name padded to `nameWidth`. On a terminal of `columns` it goes on below
-/// itself rather than below the name; 0: it is never broken.
-std::string tableLine(const QACheckOutcome& outcome, std::size_t nameWidth, bool colour,
-                      std::size_t columns = 0);
+/// How lines are written.
+struct TableStyle {
+  bool colour = false;
+  /// Of a terminal, on which lines that are longer go on below themselves; 0: no end.
+  std::size_t columns = 0;
+};
+
+/// All lines of a file: the table of kind `full`. Of checks that were not asked for by name
+/// (`named`), those that say nothing of the file are left out, and what passed or was reported
+/// without judging takes one line of a terminal.
+std::string fileLines(const FileReport& file, bool named, const TableStyle& style);
+
+/// The line of a file: its verdict, its name, and what fails, warns or was missed.
+std::string shortLine(const FileReport& file, bool named, bool colour);
+
+/// The line of a check, its name padded to `nameWidth`.
+std::string tableLine(const QACheckOutcome& outcome, std::size_t nameWidth,
+                      const TableStyle& style);
+
+/// The first events that break a check's limits, a line each, and how many more there are.
+std::vector<std::string> eventLines(const QACheckOutcome& outcome);
 
 /// The line, or lines of up to `columns`, about checks that were not measured for one reason.
 std::string unmeasuredLines(const std::string& names, const std::string& reason, bool colour,
                             std::size_t columns);
 
-/// How many files passed, and a line for each that did not.
-std::string summaryLines(const std::vector<FileReport>& files, bool named, bool colour);
+/// How many files came to which verdict and, with `list`, a line for each that did not pass.
+std::string summaryLines(const std::vector<FileReport>& files, bool named, bool colour, bool list);
 
 }  // namespace cli

@@ -8,6 +8,8 @@
 #include <limits>
 #include <thread>
 
+#include "media/FFmpegLog.h"
+
 extern "C" {
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
@@ -28,10 +30,6 @@ constexpr int kNeedsAnotherFile = FFERRTAG('M', 'O', 'R', 'E');
 bool slicesAreExact(AVCodecID codec) {
   return codec == AV_CODEC_ID_DVVIDEO;
 }
-
-/// Of a picture, more than any programme has. What a file claims beyond that is not believed: a
-/// decoder would take the memory for it and conceal that the picture is missing.
-constexpr int64_t kMaxPixels = int64_t{8192} * 8192;
 
 /// Float samples that stay float: PCM, and the lossless codec that carries it.
 bool carriesFloatPcm(AVCodecID codec) {
@@ -181,7 +179,7 @@ void ScopedPacket::release() {
 }
 
 int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
-                  UniqueContainer* container) {
+                  UniqueContainer* container, LogLines* log) {
   av_log_set_level(AV_LOG_PANIC);
   const std::string url = "file:" + path;
   container->reset(avformat_alloc_context());
@@ -190,6 +188,9 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
   }
   (*container)->interrupt_callback = interrupt;
   (*container)->io_open = openOnlyItself;
+  if (log != nullptr) {
+    log->listenTo(container->get());
+  }
   bool askedForAnother = false;
   (*container)->opaque = &askedForAnother;
   AVDictionary* options = nullptr;
@@ -207,6 +208,8 @@ int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
   av_dict_free(&options);
   if (*container != nullptr) {
     (*container)->opaque = nullptr;
+  } else if (log != nullptr) {
+    log->stopListening();
   }
   return result < 0 && askedForAnother ? kNeedsAnotherFile : result;
 }

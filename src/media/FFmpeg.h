@@ -18,8 +18,14 @@ extern "C" {
 
 namespace qatester::ffmpeg {
 
+class LogLines;
+
 /// The most bytes a decoded audio block may have.
 constexpr int kMaxAudioBlockBytes = 192000;
+
+/// Of a picture, more than any programme has. What a file claims beyond that is not believed: a
+/// decoder would take the memory for it and conceal that the picture is missing.
+constexpr int64_t kMaxPixels = int64_t{8192} * 8192;
 
 /// After the last row of each plane the scaler's vector code reads up to this many bytes less one.
 /// Planes of FFmpeg's own decoders have at least so much room there, or lie in a packet, which has
@@ -70,9 +76,9 @@ class ScopedPacket {
 
 /// Opens a local file, and never another one that it names. Returns 0, or a negative error code
 /// with an empty `*container`. `interrupt` may hold no callback. FFmpeg's own logging is silenced
-/// for the whole process.
+/// for the whole process. `log`, if any, listens to the container from the start.
 int openContainer(const std::string& path, const AVIOInterruptCB& interrupt,
-                  UniqueContainer* container);
+                  UniqueContainer* container, LogLines* log = nullptr);
 
 /// Reads packets until the streams are described; negative on failure.
 int findStreamInfo(AVFormatContext* container);

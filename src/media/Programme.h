@@ -30,7 +30,8 @@ struct ProgrammeStream {
   ProgrammeRatio baseRate;
   /// The frames that the container declares; 0 when unknown.
   int64_t declaredFrames = 0;
-  /// A decoder was found and opened, and its pictures or blocks are handed out.
+  /// A decoder was found and opened, and its pictures or blocks are handed out. Known when the
+  /// reading begins, not before.
   bool decoded = false;
   /// The container carries time stamps of its own: raw streams do not.
   bool hasTimes = true;
@@ -60,9 +61,9 @@ struct ProgrammeFacts {
 /// What is wrong with a picture or a block.
 enum Damage : unsigned {
   kNoDamage = 0,
-  kFlaggedCorrupt = 1U << 0U,    ///< the decoder flags it
-  kDecodeErrors = 1U << 1U,      ///< the decoder names errors in it
-  kFromBadPacket = 1U << 2U,     ///< its packet is flagged
+  kFlaggedCorrupt = 1U << 0U,  ///< the decoder flags it
+  kDecodeErrors = 1U << 1U,    ///< the decoder names errors in it
+  kFromBadPacket = 1U << 2U,   ///< its packet is flagged
 };
 
 /// A picture; shared by all that look at it, and written by nobody.
@@ -82,24 +83,26 @@ struct ProgrammePicture {
 
 /// A block of sound as decoded, trimmed as the stream says.
 struct ProgrammeBlock {
-  int stream = 0;    ///< counted from 0 among the audio streams
+  int stream = 0;  ///< counted from 0 among the audio streams
   std::shared_ptr<const AVFrame> frame;
-  int64_t firstSample = 0;  ///< of all that came of this stream before
-  int samples = 0;          ///< of each channel
-  int sampleRate = 0;       ///< Hz
+  int64_t firstSample = 0;        ///< of all that came of this stream before
+  int samples = 0;                ///< of each channel
+  int sampleRate = 0;             ///< Hz
   std::optional<double> seconds;  ///< of its first sample; empty: it has no time stamp
   unsigned damage = kNoDamage;
 };
 
 /// A packet as it was read; of every stream that is decoded.
 struct ProgrammePacket {
-  int stream = 0;  ///< index in the container
+  int stream = 0;                       ///< index in the container
   std::optional<double> seconds;        ///< presentation
   std::optional<double> decodeSeconds;  ///< decoding
   double durationSeconds = 0.0;         ///< 0: unknown
   int64_t bytes = 0;
   bool key = false;
   bool corrupt = false;  ///< the demultiplexer flags it
+  /// What comes of it is not presented: an edit list leaves it out.
+  bool discarded = false;
 };
 
 /// Something that a demultiplexer or a decoder complains of.
@@ -128,6 +131,7 @@ struct ProgrammeEnd {
   int64_t pictures = 0;
   /// Of the file, and how many of them the demultiplexer went through; 0 when unknown.
   int64_t fileBytes = 0;
+  int64_t bytesRead = 0;
 };
 
 struct ProgrammeWants {
@@ -138,7 +142,8 @@ struct ProgrammeWants {
 
 /// Somebody who looks at a whole file. Calls come one at a time: `begin`, then pictures in order,
 /// blocks of each stream in order and packets as they are read, complaints before the picture or
-/// block that they come with, at last `end`. What a call throws ends this consumer alone.
+/// block that they come with, at last `end`, also after a stop. What a call throws ends this
+/// consumer alone: it gets no more calls.
 class ProgrammeConsumer {
  public:
   virtual ~ProgrammeConsumer() = default;

@@ -13,12 +13,15 @@ namespace qatester {
 
 /// How far a reading has come.
 struct ProgrammeProgress {
-  double share = 0.0;  ///< of the file, 0 to 1: by time stamps where the duration is known, or by bytes
+  double share =
+      0.0;  ///< of the file, 0 to 1: by time stamps where the duration is known, or by bytes
 };
 
 struct ProgrammeReaderOptions {
   std::stop_token stop;
-  /// For decoding; 0: as many as decoders use by themselves. Changes time only, never a result.
+  /// 1: every consumer is called on the thread that runs the reading. Otherwise slow ones have
+  /// threads of their own. Decoders use the same number of threads either way, since damaged
+  /// pictures of some codecs depend on it. Changes time only, never a result.
   int threads = 0;
   /// Called on the thread that runs the reading, now and then.
   std::function<void(const ProgrammeProgress& progress)> progress;
@@ -42,7 +45,8 @@ class ProgrammeReader {
   /// Before `run`; the consumer must outlive it. Streams that nobody wants are not decoded.
   void add(ProgrammeConsumer& consumer);
 
-  /// Reads the file to its end. Once.
+  /// Reads the file to its end, as long as any consumer wants something. Once. Throws
+  /// `std::bad_alloc` and what `progress` throws; consumers get no `end` then.
   ProgrammeEnd run();
 
   /// What ended a consumer early; null when nothing did. After `run`.

@@ -76,6 +76,7 @@ void AudioRun::open(OxWrap& wrap, Buffering& buffering) {
   if (streams_.empty()) {
     log(profile_.noStream);
     message("No Audio Stream.");
+    outcome_.subjectAbsent = true;
     refuse(streamSetupReason(0));
     return;
   }

@@ -13,6 +13,7 @@ class ProgrammeReading::Tally final : public ProgrammeConsumer {
  public:
   explicit Tally(ProgrammeWants wants) : wants_(wants) {}
 
+  using ProgrammeConsumer::take;
   ProgrammeWants wants() const override { return wants_; }
 
   void take(const ProgrammePicture& picture) override {
@@ -58,7 +59,9 @@ ProgrammeReading::~ProgrammeReading() {
 }
 
 void ProgrammeReading::start(Steps& steps) {
-  ProgrammeReaderOptions options{.stop = stop_.get_token(), .threads = context_.options.threads};
+  ProgrammeReaderOptions options;
+  options.stop = stop_.get_token();
+  options.threads = context_.options.threads;
   options.progress = [this](const ProgrammeProgress& progress) {
     for (ProgrammeRun* run : runs_) {
       run->setShare(progress.share);

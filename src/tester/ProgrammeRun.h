@@ -43,7 +43,7 @@ class ProgrammeRun : public CheckRun {
 
   /// 0 to 1, of the reading; from any thread.
   void setShare(double share) { share_ = share; }
-  double share() const override { return hasEnded() ? 1.0 : share_; }
+  double share() const override { return hasEnded() ? 1.0 : share_.load(); }
 
  protected:
   void describe() override;

@@ -59,6 +59,7 @@ void VideoRun::open(OxWrap& wrap, Buffering& buffering) {
   if (video_ == nullptr) {
     log("No video stream.");
     message(profile_.messageEndsWithFullStop ? "No video stream." : "No video stream");
+    outcome_.subjectAbsent = true;
     refuse("no video stream");
     return;
   }

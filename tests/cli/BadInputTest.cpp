@@ -159,7 +159,7 @@ TEST(BadInput, OfSeveralFilesIsNamedInTheSummaryToo) {
   EXPECT_EQ(end.err, "qatester: " + text + ": " + kInvalid + "\nqatester: " + dir.file("none.mov") +
                          ": No such file or directory\n");
   EXPECT_EQ(end.out, good +
-                         "\n  valid  pass\n\n"
+                         "\n  verdict: pass\n  valid  pass\n\n"
                          "3 files: 1 passed, 2 could not be read or measured\n"
                          "  not-measured  text.mp4\n"
                          "  not-measured  none.mov\n");

@@ -118,10 +118,26 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
+std::string withoutHeads(const std::string& table) {
+  std::vector<std::string> kept;
+  for (const std::string& line : linesOf(table)) {
+    if (line.rfind("  verdict: ", 0) != 0) {
+      kept.push_back(line);
+    } else if (kept.size() > 1 && kept.back().rfind("  ", 0) == 0) {
+      kept.pop_back();
+    }
+  }
+  std::string result;
+  for (const std::string& line : kept) {
+    result += line + "\n";
+  }
+  return result;
+}
+
 std::map<std::string, std::string> tableByCheck(const std::string& table) {
   const std::string unmeasured = "  not-measured  ";
   std::vector<std::string> rows;
-  for (const std::string& line : linesOf(table)) {
+  for (const std::string& line : linesOf(withoutHeads(table))) {
     if (line.rfind(std::string(unmeasured.size(), ' '), 0) == 0) {
       rows.back() += " " + line.substr(unmeasured.size());
     } else if (line.rfind("  ", 0) == 0) {

@@ -48,6 +48,10 @@ nlohmann::json fieldsLike(const nlohmann::json& like, const nlohmann::json& obje
 
 std::vector<std::string> linesOf(const std::string& text);
 
+/// A table without the lines between a file's name and its checks: what the file says of itself,
+/// and the verdict.
+std::string withoutHeads(const std::string& table);
+
 /// What a table says of each check of its only file, as "STATE  TEXT", by the check's name.
 std::map<std::string, std::string> tableByCheck(const std::string& table);
 

@@ -31,7 +31,7 @@ class ColourChecks : public testing::Test {
 
   /// What the table says of the only check.
   std::string lineOf(const Arguments& arguments) const {
-    const std::vector<std::string> lines = linesOf(runClient(arguments).out);
+    const std::vector<std::string> lines = linesOf(withoutHeads(runClient(arguments).out));
     return lines.size() == 2 ? lines[1] : "";
   }
 

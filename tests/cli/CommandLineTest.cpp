@@ -53,6 +53,26 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"UnknownPauses", {"--pauses", "none", "a.mov"}, {"--pauses", "fixed", "ready"}},
         Misuse{"UnknownLookup", {"--lookup", "all", "a.mov"}, {"--lookup", "stored", "defaults"}},
         Misuse{"UnknownPasses", {"--passes", "two", "a.mov"}, {"--passes", "one", "each"}},
+        Misuse{"UnknownTable", {"--table", "long", "a.mov"}, {"--table", "full", "short"}},
+        Misuse{"NegativeThreads", {"--threads", "-1", "a.mov"}, {"--threads"}},
+        Misuse{"ThreadsThatAreNoNumber", {"--threads", "all", "a.mov"}, {"--threads"}},
+        Misuse{"UnknownProfile",
+               {"--profile", "none.settings", "a.mov"},
+               {"'none.settings'", "general, archive, classic", "No such file"}},
+        Misuse{"AFolderAsProfile", {"--profile", "/", "a.mov"}, {"'/'", "is a directory"}},
+        Misuse{"EmptyProfile", {"--profile", "", "a.mov"}, {"--profile"}},
+        Misuse{"UnknownProfileToShow", {"--show-profile", "none"}, {"'none'", "general, archive"}},
+        Misuse{"SettingWithoutSign", {"--set", "GamutMax", "a.mov"}, {"--set", "no '='"}},
+        Misuse{"SettingOfNoKey",
+               {"--set", "GamutMaxx=9", "a.mov"},
+               {"--set: 'GamutMaxx' is no key, perhaps GamutMax"}},
+        Misuse{"SettingOutOfRange",
+               {"--set", "GamutMax=9", "--set", "TearingFrameChecks=0", "a.mov"},
+               {"--set: TearingFrameChecks: '0' is out of range (at least 1)"}},
+        Misuse{"SettingOfNoSeverity",
+               {"--set", "Severity.gamut=loud", "a.mov"},
+               {"--set: Severity.gamut: 'loud' is no severity (off, info, warn, fail)"}},
+        Misuse{"SettingWithoutValue", {"--set", "GamutMax=", "a.mov"}, {"GamutMax: no value"}},
         Misuse{"MissingValue", {"a.mov", "--json"}, {"--json"}},
         Misuse{"EmptyReportName", {"--json", "", "a.mov"}, {"--json", "empty file name"}},
         Misuse{"EmptyLogName", {"--log", "", "a.mov"}, {"--log", "empty file name"}},
@@ -75,6 +95,13 @@ TEST(CommandLine, HelpTellsOptionsExitCodesAndAnExample) {
                            "--pauses fixed|ready",
                            "--passes each|one",
                            "--list-settings",
+                           "--list-profiles",
+                           "--show-profile NAME",
+                           "--profile NAME",
+                           "--set KEY=VALUE",
+                           "--threads N",
+                           "--warnings-fail",
+                           "--table full|short",
                            "--lookup defaults|stored",
                            "--visual",
                            "--displays DIR",
@@ -89,9 +116,6 @@ TEST(CommandLine, HelpTellsOptionsExitCodesAndAnExample) {
                            "\n  130 ",
                            "Example:\n  qatester --checks"}) {
     EXPECT_TRUE(contains(end.out, part)) << part;
-  }
-  for (const std::string& name : checkNames()) {
-    EXPECT_TRUE(contains(end.out, " " + name)) << name;
   }
 }
 
@@ -136,7 +160,8 @@ TEST(CommandLine, ListMayHoldBlanks) {
 TEST(CommandLine, OptionsMayFollowFiles) {
   const TempDir dir;
   const std::string clip = goodClip(dir);
-  EXPECT_EQ(runClient({clip, "--checks", "valid"}).out, clip + "\n  valid  pass\n");
+  EXPECT_EQ(runClient({clip, "--checks", "valid"}).out,
+            clip + "\n  verdict: pass\n  valid  pass\n");
 }
 
 TEST(CommandLine, NamesMayLookLikeOptionsOrLists) {
@@ -197,7 +222,7 @@ TEST(CommandLine, VerboseShowsTheLogOnStandardError) {
   const Finished end = runClient({"-v", "--checks", "frame-rate", clip});
   EXPECT_TRUE(contains(end.err, "] QAFramerate: Beginning Test.\n")) << end.err;
   EXPECT_TRUE(contains(end.err, "] Testing File:\t" + clip + "\n"));
-  EXPECT_EQ(linesOf(end.out).size(), 2U) << end.out;
+  EXPECT_EQ(linesOf(withoutHeads(end.out)).size(), 2U) << end.out;
 }
 
 }  // namespace

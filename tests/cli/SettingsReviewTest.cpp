@@ -32,7 +32,8 @@ TEST(SettingsReview, SaysNothingOfWhatIsRight) {
         "QATesterSlateSeconds=0\n", " QATesterSlateSeconds\t= +5 \r\n", "QATesterSlateSeconds=5",
         "TearingThreshold=1e-1\nTransitionPercentChange=.5\n",
         "MonoSingleSampleThreshold=0.0001\nMonoSimilarSampleCountThreshold=1\n",
-        "LevelPeakThreshold=0\nChromaRGBMin=-999\n", "\xef\xbb\xbf# written elsewhere\n"}) {
+        "LevelPeakThreshold=0\nChromaRGBMin=-999\n", "Severity.mono=off\nSeverity.phase = warn\n",
+        "Containers=mov,mxf\nScan=\n", "\xef\xbb\xbf# written elsewhere\n"}) {
     EXPECT_EQ(remarksOn(text), std::vector<std::string>()) << text;
   }
 }
@@ -86,6 +87,15 @@ TEST(SettingsReview, SaysWhatHoldsInstead) {
       {"an infinite limit",
        "TransitionPercentChange=inf\n",
        {"1: TransitionPercentChange: 'inf' is no number: inf holds"}},
+      {"no severity",
+       "Severity.mono=loud\n",
+       {"1: Severity.mono: 'loud' is no severity (off, info, warn, fail): the check's own holds"}},
+      {"an empty severity",
+       "Severity.mono=\n",
+       {"1: Severity.mono: no value (off, info, warn, fail): the check's own holds"}},
+      {"the severity of no check",
+       "Severity.monno=off\n",
+       {"1: 'Severity.monno' is no key, perhaps Severity.mono: the line is not used"}},
       {"again",
        "ChromaFrameChecks=8\n# between\n ChromaFrameChecks = 9\n",
        {"3: ChromaFrameChecks again: line 1 holds"}},

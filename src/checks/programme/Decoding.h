@@ -15,6 +15,7 @@ class DecodingMeasurement final : public ProgrammeMeasurement {
  public:
   explicit DecodingMeasurement(int errorsAllowed) : allowed_(errorsAllowed) {}
 
+  using ProgrammeMeasurement::take;
   bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const override;
   ProgrammeWants wants() const override {
     return {.pictures = true, .sound = true, .packets = true};

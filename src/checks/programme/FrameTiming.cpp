@@ -123,7 +123,7 @@ class Judge {
     std::size_t usual = 0;
     for (std::size_t i = 0; i < distances(); ++i) {
       const double wanted = frame_ * framesOf(times_, i);
-      usual += std::abs(distance(i) - wanted) <= tolerance(wanted) ? 1 : 0;
+      usual += std::abs(distance(i) - wanted) <= tolerance(wanted) ? 1U : 0U;
     }
     verdict_.constantRate = static_cast<double>(usual) >=
                             kConstantShare * static_cast<double>(distances());

@@ -53,6 +53,7 @@ class FrameTimingMeasurement final : public ProgrammeMeasurement {
  public:
   explicit FrameTimingMeasurement(bool mustBeConstant) : mustBeConstant_(mustBeConstant) {}
 
+  using ProgrammeMeasurement::take;
   bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const override;
   ProgrammeWants wants() const override { return {.pictures = true, .packets = true}; }
   void begin(const ProgrammeFacts& facts) override;

@@ -204,10 +204,11 @@ void LengthMeasurement::describe(QACheckOutcome& outcome) const {
     offsets.push_back(found_[i].start.value_or(0.0) - (both ? *pictures->start : 0.0));
   }
   if (!lengths.empty()) {
-    outcome.summary += outcome.summary.empty() ? "sound " : ", sound ";
-    outcome.summary += longest - shortest > 0.01
-                           ? quantity(shortest, {"", 2}) + " to " + quantity(longest, kSeconds)
-                           : quantity(longest, kSeconds);
+    std::string sound = "sound ";
+    if (longest - shortest > 0.01) {
+      sound += quantity(shortest, {"", 2}) + " to ";
+    }
+    addWords(outcome.summary, ", ", sound + quantity(longest, kSeconds));
   }
   outcome.values.push_back({"audioSeconds", std::move(lengths), "s"});
   outcome.values.push_back({"startOffsetSeconds", std::move(offsets), "s"});

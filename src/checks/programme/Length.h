@@ -39,6 +39,7 @@ class LengthMeasurement final : public ProgrammeMeasurement {
  public:
   explicit LengthMeasurement(double toleranceSeconds) : tolerance_(toleranceSeconds) {}
 
+  using ProgrammeMeasurement::take;
   bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const override;
   ProgrammeWants wants() const override { return {.pictures = true, .sound = true}; }
   void begin(const ProgrammeFacts& facts) override;

@@ -36,6 +36,7 @@ class StartTimecodeMeasurement final : public ProgrammeMeasurement {
  public:
   explicit StartTimecodeMeasurement(std::string demanded) : demanded_(std::move(demanded)) {}
 
+  using ProgrammeMeasurement::take;
   bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const override;
   ProgrammeWants wants() const override { return {.pictures = true}; }
   void begin(const ProgrammeFacts& facts) override;
