@@ -177,13 +177,11 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   app.set_help_flag("-h,--help", "Print this help");
   app.add_option("FILE", options.files, "Media files to test")->group("");
   app.add_option("--profile", options.profile,
-                 "What is demanded: a profile's name (default general), or\n"
-                 "the path of a settings file")
+                 "Profile, or the path of a settings file; default general,\n"
+                 "or none with --checks")
       ->check(named)
       ->type_name("NAME");
-  app.add_option("--checks", checks,
-                 "Checks, comma-separated, in this order; default those\n"
-                 "of the profile; without --profile, by no profile")
+  app.add_option("--checks", checks, "Checks, comma-separated; default those of the profile")
       ->type_name("LIST");
   app.add_option("--settings", options.settings, "Settings of the checks: key=value a line")
       ->check(named)
