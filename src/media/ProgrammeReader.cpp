@@ -458,7 +458,7 @@ class ProgrammeReader::Reading {
   void take(AVPacket& packet);
   void complainOfContainer(std::optional<double> seconds);
   void drain();
-  void reportProgress(std::optional<double> seconds);
+  void reportProgress(const AVPacket& packet);
   bool isStopped() const { return options_.stop.stop_requested(); }
   StreamClock clockOf(int stream) const;
 
@@ -578,16 +578,18 @@ void ProgrammeReader::Reading::take(AVPacket& packet) {
   }
 }
 
-void ProgrammeReader::Reading::reportProgress(std::optional<double> seconds) {
+void ProgrammeReader::Reading::reportProgress(const AVPacket& packet) {
   if (!options_.progress) {
     return;
   }
   double share = 0.0;
   const std::optional<double>& duration = facts_->media.durationSeconds;
-  if (duration.has_value() && seconds.has_value()) {
-    share = *seconds / *duration;
+  if (duration.has_value() && lastSeconds_.has_value()) {
+    share = *lastSeconds_ / *duration;
   } else if (end_.fileBytes > 0) {
-    share = static_cast<double>(end_.bytesRead) / static_cast<double>(end_.fileBytes);
+    // The first packets were read long before, to find out what streams there are.
+    const int64_t position = packet.pos >= 0 ? packet.pos + packet.size : end_.bytesRead;
+    share = static_cast<double>(position) / static_cast<double>(end_.fileBytes);
   }
   share = std::clamp(share, 0.0, 1.0);
   if (share >= progress_ + kProgressStep) {
@@ -617,7 +619,7 @@ void ProgrammeReader::Reading::readAll() {
     if (result >= 0) {
       failures = 0;
       take(*packet);
-      reportProgress(lastSeconds_);
+      reportProgress(*packet);
       continue;
     }
     complainOfContainer(lastSeconds_);

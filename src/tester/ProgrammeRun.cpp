@@ -20,6 +20,7 @@ const QAVideoFacts* videoOf(const ProgrammeFacts& facts) {
   return video.has_value() ? &*video : nullptr;
 }
 
+/// The frame that is shown at a time, counted from the first one.
 int64_t frameAt(double seconds, double framesPerSecond) {
   const double frame = std::floor(seconds * framesPerSecond + kShareOfAFrame);
   return static_cast<int64_t>(std::clamp(frame, 0.0, 1e15));
@@ -96,12 +97,17 @@ void ProgrammeRun::addTimecodes() {
     return;
   }
   const TimecodeClock clock(facts_->media.startTimecode, video->frameRate);
+  // The file's timecode is that of its first frame, and sound may start before it.
+  const double first =
+      facts_->media.streams[static_cast<std::size_t>(facts_->videoStream)].startSeconds.value_or(
+          0.0);
   const auto add = [&](const std::optional<double>& seconds, std::optional<int64_t>& frame,
                        std::string& timecode) {
-    if (!frame.has_value() && seconds.has_value()) {
-      frame = frameAt(*seconds, video->frameRate);
-    }
-    if (frame.has_value()) {
+    if (seconds.has_value()) {
+      const int64_t shown = frameAt(*seconds - first, video->frameRate);
+      frame = frame.value_or(shown);
+      timecode = clock.at(shown);  // by time: frames may be missing before it
+    } else if (frame.has_value()) {
       timecode = clock.at(*frame);
     }
   };

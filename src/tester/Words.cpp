@@ -49,6 +49,15 @@ std::string counted(double count, const char* noun) {
   return plain(count) + " " + noun + (count == 1.0 ? "" : "s");
 }
 
+std::string soundName(std::size_t index, std::size_t count) {
+  if (count == 1) {
+    return "sound";
+  }
+  std::string name = "audio ";
+  name += std::to_string(index + 1);
+  return name;
+}
+
 std::string trespass(const std::string& name, double excess, const char* side, double limit,
                      const Unit& unit) {
   if (!(excess >= 0.0)) {

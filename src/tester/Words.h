@@ -34,6 +34,9 @@ std::string percent(double share);
 /// A number and what it counts, in the singular or the plural.
 std::string counted(double count, const char* noun);
 
+/// An audio stream, counted from 0, of so many: "sound" where it is the only one.
+std::string soundName(std::size_t index, std::size_t count);
+
 /// What a value that lies `excess` beyond a limit does; empty for one inside it. A value on the
 /// limit is outside: the limits are strict.
 std::string trespass(const std::string& name, double excess, const char* side, double limit,

@@ -534,6 +534,7 @@ class Waiter : public Recorder {
 class Counter : public ProgrammeConsumer {
  public:
   ProgrammeWants wants() const override { return kPictures; }
+  using ProgrammeConsumer::take;
   void take(const ProgrammePicture&) override { count += 1; }
   std::atomic<int> count{0};
 };

@@ -23,6 +23,8 @@ constexpr double kMergeSeconds = 1.0;
 /// A capture that begins in the middle of a group of pictures is whole after so long.
 constexpr double kStartSeconds = 10.0;
 constexpr std::size_t kMostTroubles = 100000;
+/// With so many packets flagged in all and nothing missing their counters are wrong, not they.
+constexpr double kShareOfWrongCounters = 0.5;
 
 std::unique_ptr<ProgrammeCheck<DecodingMeasurement>> make(const CheckContext& context) {
   return std::make_unique<ProgrammeCheck<DecodingMeasurement>>(context, kProfile,
@@ -45,7 +47,7 @@ void DecodingMeasurement::begin(const ProgrammeFacts& facts) {
   for (std::size_t i = 0; i < audioStreams_.size(); ++i) {
     Stream& stream = streams_[audioStreams_[i]];
     stream.number = static_cast<int>(i);
-    stream.name = audioStreams_.size() == 1 ? "sound" : "audio " + std::to_string(i + 1);
+    stream.name = soundName(i, audioStreams_.size());
   }
 }
 
@@ -65,16 +67,21 @@ void DecodingMeasurement::take(const ProgrammePacket& packet) {
   if (packet.key && !stream->firstKeySeconds.has_value()) {
     stream->firstKeySeconds = packet.seconds;
   }
+  ++stream->packets;
+  stream->flaggedPackets += packet.corrupt ? 1 : 0;
   corruptPackets_ += packet.corrupt ? 1 : 0;
 }
 
 void DecodingMeasurement::take(const ProgrammePicture& picture) {
   ++pictures_;
+  Stream* stream = find(videoStream_);
   if (picture.damage != kNoDamage) {
     ++corruptPictures_;
+    if (stream != nullptr && (picture.damage & ~kFromBadPacket) != 0) {
+      ++stream->damaged;
+    }
     return;
   }
-  Stream* stream = find(videoStream_);
   if (stream != nullptr && picture.seconds.has_value()) {
     stream->firstGoodSeconds =
         std::min(stream->firstGoodSeconds.value_or(*picture.seconds), *picture.seconds);
@@ -94,6 +101,12 @@ void DecodingMeasurement::take(const ProgrammeBlock& block) {
 }
 
 void DecodingMeasurement::take(const ProgrammeComplaint& complaint) {
+  using By = ProgrammeComplaint::By;
+  const bool isFlag = complaint.by == By::packet || complaint.by == By::picture;
+  Stream* stream = find(complaint.stream);
+  if (stream != nullptr && !isFlag) {
+    ++stream->complaints;
+  }
   const auto last = lastOf_.find(complaint.stream);
   if (last != lastOf_.end()) {
     Trouble& trouble = troubles_[last->second];
@@ -102,6 +115,7 @@ void DecodingMeasurement::take(const ProgrammeComplaint& complaint) {
                         *complaint.seconds >= *trouble.start - kMergeSeconds);
     if (close) {
       ++trouble.count;
+      trouble.flagsOnly = trouble.flagsOnly && isFlag;
       if (complaint.seconds.has_value()) {
         trouble.start = std::min(trouble.start.value_or(*complaint.seconds), *complaint.seconds);
         trouble.end = std::max(trouble.end.value_or(*complaint.seconds), *complaint.seconds);
@@ -113,14 +127,14 @@ void DecodingMeasurement::take(const ProgrammeComplaint& complaint) {
     ++troubles_.back().count;
     return;
   }
-  Stream* stream = find(complaint.stream);
   lastOf_[complaint.stream] = troubles_.size();
   troubles_.push_back({.stream = complaint.stream,
                        .start = complaint.seconds,
                        .end = complaint.seconds,
                        .count = 1,
                        .text = complaint.text,
-                       .beforeGood = stream != nullptr && !stream->firstGoodSeconds.has_value()});
+                       .beforeGood = stream != nullptr && !stream->firstGoodSeconds.has_value(),
+                       .flagsOnly = isFlag});
 }
 
 void DecodingMeasurement::end(const ProgrammeEnd& end) {
@@ -151,18 +165,39 @@ bool DecodingMeasurement::isAtStart(const Trouble& trouble) const {
                                     *trouble.end < *stream.firstKeySeconds));
 }
 
+/// Nearly every packet of the stream is flagged, and all of it decodes: a transport stream whose
+/// packets are counted wrongly.
+bool DecodingMeasurement::isOfCountersAlone(const Trouble& trouble) const {
+  const auto found = streams_.find(trouble.stream);
+  if (!trouble.flagsOnly || found == streams_.end()) {
+    return false;
+  }
+  const Stream& stream = found->second;
+  return stream.complaints == 0 && stream.damaged == 0 &&
+         static_cast<double>(stream.flaggedPackets) >
+             kShareOfWrongCounters * static_cast<double>(stream.packets);
+}
+
 void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
   int64_t errors = 0;
   int64_t atStart = 0;
+  int64_t flagged = 0;
   for (const Trouble& trouble : troubles_) {
     const bool begins = isAtStart(trouble);
-    (begins ? atStart : errors) += trouble.count;
+    const bool counters = !begins && isOfCountersAlone(trouble);
+    if (begins) {
+      atStart += trouble.count;
+    } else if (counters) {
+      flagged += trouble.count;
+    } else {
+      errors += trouble.count;
+    }
     QAEvent event;
     event.startSeconds = trouble.start;
     event.endSeconds = trouble.end;
     event.value = static_cast<double>(trouble.count);
     event.limit = allowed_;
-    event.unit = "errors";
+    event.unit = trouble.count == 1 ? "error" : "errors";
     const auto stream = streams_.find(trouble.stream);
     const std::string name = stream != streams_.end() ? stream->second.name : "container";
     event.what = begins ? name + ": begins in the middle of a group of pictures"
@@ -170,7 +205,10 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
     if (begins && stream->second.number >= 0) {
       event.what = name + ": begins in the middle of a block";
     }
-    event.breaks = !begins;
+    if (counters) {
+      event.what = name + ": packets are counted wrongly";
+    }
+    event.breaks = !begins && !counters;
     if (stream != streams_.end() && stream->second.number >= 0) {
       event.stream = stream->second.number;
     }
@@ -204,6 +242,10 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
     if (first != outcome.events.end()) {
       addWords(outcome.summary, "; ", first->what);
     }
+  }
+  if (flagged > 0) {
+    outcome.summary += "; " + std::to_string(corruptPackets_) +
+                       " packets are flagged, as if counted wrongly, and nothing is missing";
   }
   if (atStart > 0) {
     outcome.summary += "; begins in the middle of a group of pictures";

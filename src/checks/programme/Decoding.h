@@ -37,6 +37,10 @@ class DecodingMeasurement final : public ProgrammeMeasurement {
     bool beginsWithKey = true;
     std::optional<double> firstKeySeconds;
     std::optional<double> firstGoodSeconds;
+    int64_t packets = 0;
+    int64_t flaggedPackets = 0;
+    int64_t damaged = 0;     ///< pictures or blocks, not by their packet alone
+    int64_t complaints = 0;  ///< of its decoder
   };
   /// Complaints that come close together.
   struct Trouble {
@@ -47,9 +51,12 @@ class DecodingMeasurement final : public ProgrammeMeasurement {
     std::string text;  ///< of the first
     /// Before the first good picture or block of the stream.
     bool beforeGood = false;
+    /// Packets that the demultiplexer flags, or what came of them, and nothing else.
+    bool flagsOnly = true;
   };
 
   bool isAtStart(const Trouble& trouble) const;
+  bool isOfCountersAlone(const Trouble& trouble) const;
   Stream* find(int stream);
 
   int allowed_;

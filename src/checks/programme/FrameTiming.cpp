@@ -28,6 +28,7 @@ constexpr double kConstantShare = 0.9;
 constexpr double kDistanceTolerance = 0.02;
 constexpr double kTicksOfADistance = 1.01;
 constexpr double kFieldsOfAFrame = 2.0;
+constexpr uint8_t kFieldsOfAPicture = 2;
 
 double median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -225,10 +226,24 @@ void FrameTimingMeasurement::begin(const ProgrammeFacts& facts) {
 }
 
 void FrameTimingMeasurement::take(const ProgrammePacket& packet) {
-  if (packet.stream == videoStream_ && !sawPacket_) {
+  if (packet.stream != videoStream_) {
+    return;
+  }
+  if (!sawPacket_) {
     sawPacket_ = true;
     beginsWithKey_ = packet.key;
   }
+  ++packets_;
+  packetsWithoutPresentation_ += packet.seconds.has_value() ? 0 : 1;
+  if (packet.decodeSeconds.has_value() && packet.bytes > 0) {
+    packetTimes_.seconds.push_back(*packet.decodeSeconds);
+    packetTimes_.fields.push_back(kFieldsOfAPicture);
+  }
+}
+
+const PictureTimes& FrameTimingMeasurement::judgedTimes() const {
+  return 2 * packetsWithoutPresentation_ > packets_ && !packetTimes_.seconds.empty() ? packetTimes_
+                                                                                     : times_;
 }
 
 void FrameTimingMeasurement::take(const ProgrammePicture& picture) {
@@ -246,7 +261,8 @@ void FrameTimingMeasurement::take(const ProgrammePicture& picture) {
 }
 
 void FrameTimingMeasurement::describe(QACheckOutcome& outcome) const {
-  const TimingVerdict verdict = judgeTiming(times_, declared_);
+  const PictureTimes& judged = judgedTimes();
+  const TimingVerdict verdict = judgeTiming(judged, declared_);
   outcome.values = {
       {"declaredFps", verdict.declaredFps, "fps"},
       {"measuredFps", verdict.measuredFps, "fps"},
@@ -270,7 +286,7 @@ void FrameTimingMeasurement::describe(QACheckOutcome& outcome) const {
     return;
   }
   outcome.limits = {{.of = "distance", .min = 0.0, .max = kGapFrames, .unit = "frames"}};
-  outcome.summary = summaryOf(verdict, times_);
+  outcome.summary = summaryOf(verdict, judged);
   if (!verdict.constantRate && !declared_.mustBeConstant) {
     outcome.state = QAState::info;
     return;

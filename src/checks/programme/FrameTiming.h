@@ -62,10 +62,16 @@ class FrameTimingMeasurement final : public ProgrammeMeasurement {
   void describe(QACheckOutcome& outcome) const override;
 
  private:
+  const PictureTimes& judgedTimes() const;
+
   bool mustBeConstant_;
   DeclaredTiming declared_;
   PictureTimes times_;
   int videoStream_ = -1;
+  /// Of a container that carries decoding times alone: what pictures get of them is out of order.
+  PictureTimes packetTimes_;
+  int64_t packets_ = 0;
+  int64_t packetsWithoutPresentation_ = 0;
   bool sawPacket_ = false;
   bool beginsWithKey_ = true;
   bool sawGoodKey_ = false;

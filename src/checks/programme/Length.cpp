@@ -32,16 +32,13 @@ std::optional<double> endOf(const FoundStretch& stretch) {
                                                          : std::optional(stretch.lasts);
 }
 
-QAEvent eventOf(double start, double end, double limit,
-                const std::string& what) {
-  QAEvent event;
-  event.startSeconds = start;
-  event.endSeconds = end;
-  event.value = end - start;
-  event.limit = limit;
-  event.unit = "s";
-  event.what = what;
-  return event;
+QAEvent eventOf(double start, double end, double limit, const std::string& what) {
+  return {.startSeconds = start,
+          .endSeconds = end,
+          .value = end - start,
+          .limit = limit,
+          .unit = "s",
+          .what = what};
 }
 
 std::unique_ptr<ProgrammeCheck<LengthMeasurement>> make(const CheckContext& context) {
@@ -147,7 +144,7 @@ void LengthMeasurement::begin(const ProgrammeFacts& facts) {
   }
   for (std::size_t i = 0; i < facts.audioStreams.size(); ++i) {
     add(facts.audioStreams[i],
-        facts.audioStreams.size() == 1 ? "sound" : "audio " + std::to_string(i + 1), false);
+        soundName(i, facts.audioStreams.size()), false);
   }
 }
 
