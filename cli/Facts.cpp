@@ -12,18 +12,6 @@ namespace cli {
 
 namespace {
 
-/// With up to three decimals, such as "25" and "29.97".
-std::string shortNumber(double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.3f", value);
-  std::string result = text;
-  result.erase(result.find_last_not_of('0') + 1);
-  if (result.back() == '.') {
-    result.pop_back();
-  }
-  return result;
-}
-
 std::string twoDigits(int64_t value) {
   const std::string digits = std::to_string(value);
   return digits.size() < 2 ? "0" + digits : digits;
@@ -120,6 +108,23 @@ std::string factsLine(const QAMedia& media, const std::string& fileName) {
   addPart(line, media.durationSeconds ? clockText(*media.durationSeconds, 1) : "");
   addPart(line, media.startTimecode.empty() ? "" : "TC " + media.startTimecode);
   return line;
+}
+
+std::string shortNumber(double value) {
+  // Larger numbers are few, and take many digits.
+  constexpr double kMost = 1e12;
+  char text[64];
+  if (!(std::abs(value) < kMost)) {
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
+  }
+  std::snprintf(text, sizeof text, "%.3f", value);
+  std::string result = text;
+  result.erase(result.find_last_not_of('0') + 1);
+  if (result.back() == '.') {
+    result.pop_back();
+  }
+  return result;
 }
 
 std::string clockText(double seconds, int decimals) {

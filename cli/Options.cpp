@@ -36,9 +36,9 @@ constexpr const char* kExitCodes =
     R"(Exit code:
   0    nothing failed
   1    a check failed (with --warnings-fail: or warned)
-  2    usage error; a file that cannot be read, or with nothing measured; a check
-       that judges or was named, and could not be measured; an error; an output
-       that could not be written
+  2    usage error; a file that cannot be read, or with nothing measured;
+       a check that judges or was named, and could not be measured; an error;
+       an output that could not be written
   130  stopped by Ctrl-C (143: by a termination request, 129: by a hang-up)
 
 Example:
@@ -177,21 +177,18 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   app.set_help_flag("-h,--help", "Print this help");
   app.add_option("FILE", options.files, "Media files to test")->group("");
   app.add_option("--profile", options.profile,
-                 "What is demanded: a profile's name (default general), or\n"
-                 "the path of a settings file")
+                 "A profile, or a settings file that stands for one;\n"
+                 "default general, or none with --checks")
       ->check(named)
       ->type_name("NAME");
-  app.add_option("--checks", checks,
-                 "Checks, comma-separated, in this order; default those\n"
-                 "of the profile; without --profile, by no profile")
+  app.add_option("--checks", checks, "Checks, comma-separated; default as the profile says")
       ->type_name("LIST");
   app.add_option("--settings", options.settings, "Settings of the checks: key=value a line")
       ->check(named)
       ->type_name("FILE");
   app.add_option("--set", set, "A setting that wins over the file and the profile")
       ->type_name("KEY=VALUE")
-      ->expected(1)
-      ->take_all();
+      ->allow_extra_args(false);
   addChoice(app, "--lookup", lookup, kLookups, "Settings: as stored there (default), or defaults");
   app.add_option("--log", options.log, "Log file to append to")->check(named)->type_name("FILE");
   app.add_option("--json", options.json, "Write a JSON report; - is standard output")

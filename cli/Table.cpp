@@ -1,6 +1,7 @@
 #include "Table.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -178,10 +179,20 @@ std::string blameOf(const FileReport& file, bool named, QAState result) {
   return joined(first, "; ", others);
 }
 
+/// Small values keep three digits.
 std::string figure(double value) {
+  constexpr double kSmall = 0.1;
+  if (value == 0.0 || !(std::abs(value) < kSmall)) {
+    return shortNumber(value);
+  }
   char text[32];
-  std::snprintf(text, sizeof text, "%.5g", value);
+  std::snprintf(text, sizeof text, "%.3g", value);
   return text;
+}
+
+/// Whether it says where it is: otherwise it says no more than the summary.
+bool hasPlace(const QAEvent& event) {
+  return event.startSeconds.has_value() || !event.startTimecode.empty();
 }
 
 std::string placeOf(const std::string& timecode, const std::optional<double>& seconds) {
@@ -353,7 +364,7 @@ std::vector<std::string> eventLines(const QACheckOutcome& outcome) {
   std::vector<std::string> lines;
   int64_t breaking = 0;
   for (const QAEvent& event : outcome.events) {
-    if (event.breaks && ++breaking <= kMostEvents) {
+    if (event.breaks && hasPlace(event) && ++breaking <= kMostEvents) {
       lines.push_back(printable(eventLine(event)));
     }
   }

@@ -124,9 +124,17 @@ class Group final : public Steps {
     ProgrammeReading reading(*member.context, {wholeFile});
     reading.start(*this);
     reading.finish(*this);
-    if (!facts_.wholeFile) {
-      facts_ = reading.facts();
-    }
+    addFacts(reading.facts());
+  }
+
+  /// Each check reads what it needs: pictures, sound, both or neither.
+  void addFacts(const QAFileFacts& facts) {
+    const QAFileFacts before = facts_;
+    facts_ = facts;
+    facts_.pictures = std::max(facts_.pictures, before.pictures);
+    facts_.pictureSeconds = std::max(facts_.pictureSeconds, before.pictureSeconds);
+    facts_.soundSeconds = std::max(facts_.soundSeconds, before.soundSeconds);
+    facts_.wholeFile = facts_.wholeFile || before.wholeFile;
   }
 
   void readTogether() {

@@ -114,7 +114,7 @@ TEST(CommandLine, HelpTellsOptionsExitCodesAndAnExample) {
                            "\n  1 ",
                            "\n  2 ",
                            "\n  130 ",
-                           "Example:\n  qatester --checks"}) {
+                           "Example:\n  qatester --profile"}) {
     EXPECT_TRUE(contains(end.out, part)) << part;
   }
 }

@@ -345,6 +345,8 @@ TEST(EventLines, AreThreeThatBreakAndHowManyMore) {
   outcome.events.resize(4);
   outcome.eventCount = 4;
   EXPECT_EQ(eventLines(outcome).size(), 3U);
+  outcome.events = {QAEvent{.what = "no sound"}};
+  EXPECT_TRUE(eventLines(outcome).empty()) << "where nothing says where";
 }
 
 TEST(EventLines, HoldWhatApplies) {
@@ -456,6 +458,14 @@ TEST(FactsLine, SaysWhatAFileIs) {
   media.streams = {QAStreamFacts{}, audioStream("flac", 1)};
   media.streams[0].kind = "cover";
   EXPECT_EQ(factsLine(media, "a"), "mov, no picture, flac 1 ch 44.1 kHz");
+}
+
+TEST(ShortNumber, HasUpToThreeDecimals) {
+  EXPECT_EQ(shortNumber(25.0), "25");
+  EXPECT_EQ(shortNumber(30000.0 / 1001.0), "29.97");
+  EXPECT_EQ(shortNumber(24000.0 / 1001.0), "23.976");
+  EXPECT_EQ(shortNumber(-100.5), "-100.5");
+  EXPECT_EQ(shortNumber(kInfinity), "inf");
 }
 
 TEST(ClockText, CountsHoursMinutesAndSeconds) {
