@@ -67,8 +67,8 @@ class DecodedPicture {
   /// The whole picture in blue, green, red; its record is invalid if it cannot be converted.
   const ConvertedPicture& converted() const;
 
-  /// The picture in grey; null if it cannot be converted. `ready` (may be empty) is called with rows
-  /// as they are there, from top to bottom, all at once when the picture has been made before.
+  /// The picture in grey; null if it cannot be converted. `ready` (may be empty) is called with
+  /// rows as they are there, from top to bottom, all at once when the picture has been made before.
   std::shared_ptr<const GreyPicture> grey(const GreyRowsReady& ready = {}) const;
 
  private:

@@ -79,9 +79,8 @@ void ProgrammeReading::start(Steps& steps) {
     facts_.media = file->media;
   }
   for (ProgrammeRun* run : runs_) {
-    steps.take(*run, [&] {
-      file != nullptr ? run->open(*file) : run->refuseFile(reader_->openError());
-    });
+    steps.take(*run,
+               [&] { file != nullptr ? run->open(*file) : run->refuseFile(reader_->openError()); });
     if (run->hasEnded()) {
       steps.ended(*run);
     }

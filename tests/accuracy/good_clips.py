@@ -48,6 +48,9 @@ def pulled_down(folder, path):
            "-threads", 1, *BITEXACT, film)
     data = bytearray(film.read_bytes())
     pull_down(data)
+    # Twelve pictures of film are fifteen frames.
+    for number, place in enumerate(gop_headers(data)):
+        write_gop_timecode(data, place, 15 * number, 30)
     film.write_bytes(data)
     ffmpeg("-i", film, *tone(6), "-map", 0, "-map", 1, "-c:v", "copy", *MP2.split(), *BITEXACT,
            "-f", "vob", path)

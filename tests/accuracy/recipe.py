@@ -194,6 +194,11 @@ def zeroed(begin=0.3, end=0.7):
     return harm
 
 
+def behind(head, harm):
+    """Leaves so many bytes before those that are harmed: the head that a container puts there."""
+    return lambda data: data[:head] + harm(data[head:])
+
+
 @made_of
 def patched(source, patch):
     """A recipe: the whole file through `patch(bytearray)`, which may give events."""
@@ -266,8 +271,8 @@ def move_cluster(seconds, by):
     def patch(data):
         place, size, stamp = min(clusters(data), key=lambda one: abs(one[2] - seconds * 1000))
         data[place:place + size] = (stamp + int(by * 1000)).to_bytes(size, "big")
-        return {"frame-timing": [event(stamp / 1000, f"a cluster stamped {by} s off", 0.1,
-                                       max(stamp / 1000, stamp / 1000 + by))]}
+        first, last = sorted((stamp / 1000, stamp / 1000 + by))
+        return {"frame-timing": [event(first, f"a cluster stamped {by} s off", 0.1, last)]}
     return patch
 
 
@@ -370,6 +375,14 @@ def jump_gop_timecodes(first, hours):
             old = data[place] >> 2 & 0x1F
             data[place] = data[place] & 0x83 | (old + hours) << 2
     return patch
+
+
+def write_gop_timecode(data, place, count, rate):
+    """The timecode of a GOP header, non-drop, of frame number `count`."""
+    frames, seconds = count % rate, count // rate
+    word = (seconds // 3600 << 26 | seconds // 60 % 60 << 20 | 1 << 19 | seconds % 60 << 13
+            | frames << 7 | data[place + 3] & 0x7F)
+    data[place:place + 4] = word.to_bytes(4, "big")
 
 
 def drop_frame_gops(data):

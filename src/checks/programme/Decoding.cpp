@@ -161,8 +161,8 @@ bool DecodingMeasurement::isAtStart(const Trouble& trouble) const {
   }
   // Of an open group the pictures before its first one are shown before it.
   return *trouble.end < *stream.firstGoodSeconds &&
-         (!stream.beginsWithKey || (stream.firstKeySeconds.has_value() &&
-                                    *trouble.end < *stream.firstKeySeconds));
+         (!stream.beginsWithKey ||
+          (stream.firstKeySeconds.has_value() && *trouble.end < *stream.firstKeySeconds));
 }
 
 /// Nearly every packet of the stream is flagged, and all of it decodes: a transport stream whose
@@ -232,7 +232,8 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
   } else {
     outcome.summary = counted(static_cast<double>(errors), "error");
     if (corruptPictures_ > 0) {
-      outcome.summary += ", " + counted(static_cast<double>(corruptPictures_), "frame") + " damaged";
+      outcome.summary +=
+          ", " + counted(static_cast<double>(corruptPictures_), "frame") + " damaged";
     }
     if (truncated_) {
       outcome.summary += ", the file is cut: " + end_.readError;

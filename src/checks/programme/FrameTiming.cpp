@@ -27,6 +27,8 @@ constexpr double kConstantShare = 0.9;
 /// What is left of a distance's rounding, of a frame.
 constexpr double kDistanceTolerance = 0.02;
 constexpr double kTicksOfADistance = 1.01;
+/// An encoder that reorders pictures may begin with so many empty ones, which repeat the first.
+constexpr int64_t kMostEmptyAtStart = 4;
 constexpr double kFieldsOfAFrame = 2.0;
 constexpr uint8_t kFieldsOfAPicture = 2;
 
@@ -57,8 +59,8 @@ class Judge {
       return verdict_;
     }
     findFrame();
-    measureRate();
     if (frame_ > 0.0) {
+      measureRate();
       findConstancy();
       findEvents();
     }
@@ -96,24 +98,37 @@ class Judge {
     }
   }
 
+  bool isGap(std::size_t picture) const {
+    const double frames = distance(picture) / frame_ / std::max(1.0, framesOf(times_, picture));
+    return frames > kGapFrames + declared_.tick / frame_;
+  }
+
   void measureRate() {
     const auto [first, last] = std::minmax_element(times_.seconds.begin(), times_.seconds.end());
-    const double length = *last - *first;
+    if (*last > *first) {
+      verdict_.measuredFps = static_cast<double>(distances()) / (*last - *first);
+    }
+    // Where pictures are missing says nothing of the rate of the others.
+    double length = 0.0;
+    double frames = 0.0;
+    double shown = 0.0;
+    for (std::size_t i = 0; i < distances(); ++i) {
+      if (distance(i) > 0.0 && !isGap(i)) {
+        length += distance(i);
+        frames += 1.0;
+        shown += framesOf(times_, i);
+      }
+    }
     if (!(length > 0.0)) {
       return;
     }
-    verdict_.measuredFps = static_cast<double>(distances()) / length;
-    double shown = 0.0;
-    for (std::size_t i = 0; i < distances(); ++i) {
-      shown += framesOf(times_, i);
-    }
     // Either end may be rounded by a unit of the time stamps.
-    const double rounding = verdict_.measuredFps * 2.0 * declared_.tick / length;
+    const double rounding = frames / length * 2.0 * declared_.tick / length;
     bool anyDeclared = false;
     bool fits = false;
     for (const double rate : declared_.rates) {
       anyDeclared = anyDeclared || rate > 0.0;
-      for (const double measured : {verdict_.measuredFps, shown / length}) {
+      for (const double measured : {frames / length, shown / length}) {
         fits = fits || std::abs(measured - rate) <= kRateTolerance + rounding;
       }
     }
@@ -126,27 +141,33 @@ class Judge {
       const double wanted = frame_ * framesOf(times_, i);
       usual += std::abs(distance(i) - wanted) <= tolerance(wanted) ? 1U : 0U;
     }
-    verdict_.constantRate = static_cast<double>(usual) >=
-                            kConstantShare * static_cast<double>(distances());
+    verdict_.constantRate =
+        static_cast<double>(usual) >= kConstantShare * static_cast<double>(distances());
   }
 
   void findEvents() {
     for (std::size_t i = 0; i < distances(); ++i) {
-      const double frames = distance(i) / frame_ / std::max(1.0, framesOf(times_, i));
       if (distance(i) <= 0.0) {
         ++verdict_.overlaps;
         verdict_.events.push_back(event(i, distance(i), 0.0, "time does not advance"));
         continue;
       }
       verdict_.longestGapSeconds = std::max(verdict_.longestGapSeconds, distance(i));
-      const double slack = declared_.tick / frame_;
-      if (frames > kGapFrames + slack) {
-        const auto lost = static_cast<int64_t>(std::llround(frames) - 1);
+      if (!isGap(i)) {
+        continue;
+      }
+      const double frames = distance(i) / frame_ / std::max(1.0, framesOf(times_, i));
+      const auto lost = static_cast<int64_t>(std::llround(frames) - 1);
+      const bool atStart = i == 0 && lost <= kMostEmptyAtStart;
+      if (!atStart) {
         ++verdict_.gaps;
         verdict_.missingPictures += lost;
-        verdict_.events.push_back(event(i, frames, kGapFrames, counted(static_cast<double>(lost),
-                                                                       "frame") + " missing"));
       }
+      const std::string count = counted(static_cast<double>(atStart ? lost + 1 : lost), "frame");
+      QAEvent& gap = verdict_.events.emplace_back(
+          event(i, frames, kGapFrames,
+                atStart ? "the first picture lasts " + count : count + " missing"));
+      gap.breaks = gap.breaks && !atStart;
     }
   }
 
@@ -189,8 +210,8 @@ std::string summaryOf(const TimingVerdict& verdict, const PictureTimes& times) {
     text += ", declared " + quantity(verdict.declaredFps, {" fps", 3});
   }
   if (verdict.constantRate && verdict.gaps > 0) {
-    text += "; " + counted(static_cast<double>(verdict.missingPictures), "frame") +
-            " missing in " + counted(static_cast<double>(verdict.gaps), "gap");
+    text += "; " + counted(static_cast<double>(verdict.missingPictures), "frame") + " missing in " +
+            counted(static_cast<double>(verdict.gaps), "gap");
   }
   if (verdict.overlaps > 0) {
     text += "; time does not advance " + counted(static_cast<double>(verdict.overlaps), "time");
@@ -199,8 +220,8 @@ std::string summaryOf(const TimingVerdict& verdict, const PictureTimes& times) {
 }
 
 std::unique_ptr<ProgrammeCheck<FrameTimingMeasurement>> make(const CheckContext& context) {
-  return std::make_unique<ProgrammeCheck<FrameTimingMeasurement>>(
-      context, kProfile, context.whole(kSettings[0]) > 0);
+  return std::make_unique<ProgrammeCheck<FrameTimingMeasurement>>(context, kProfile,
+                                                                  context.whole(kSettings[0]) > 0);
 }
 
 }  // namespace
@@ -279,10 +300,10 @@ void FrameTimingMeasurement::describe(QACheckOutcome& outcome) const {
   }
   if (times_.seconds.empty() || !declared_.hasTimes) {
     outcome.state = QAState::info;
-    outcome.summary = counted(static_cast<double>(times_.seconds.size()) +
-                                  static_cast<double>(times_.missing),
-                              "frame") +
-                      ", which carry no time stamps";
+    outcome.summary =
+        counted(static_cast<double>(times_.seconds.size()) + static_cast<double>(times_.missing),
+                "frame") +
+        ", which carry no time stamps";
     return;
   }
   outcome.limits = {{.of = "distance", .min = 0.0, .max = kGapFrames, .unit = "frames"}};

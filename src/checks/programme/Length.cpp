@@ -73,9 +73,9 @@ LengthVerdict judgeLength(const std::vector<FoundStretch>& found, const Declared
     }
     const double allowed = shortfallAllowed(*stretch.declaredEnd);
     if (end.value_or(0.0) < *stretch.declaredEnd - allowed) {
-      const int stream = stretch.isPicture ? -1 : static_cast<int>(i) - (pictures != nullptr ? 1 : 0);
-      add(eventOf(end.value_or(0.0), *stretch.declaredEnd, allowed,
-                  stretch.name + " ends early"),
+      const int stream =
+          stretch.isPicture ? -1 : static_cast<int>(i) - (pictures != nullptr ? 1 : 0);
+      add(eventOf(end.value_or(0.0), *stretch.declaredEnd, allowed, stretch.name + " ends early"),
           stream,
           stretch.name + " ends at " + quantity(end.value_or(0.0), kSeconds) + ", declared " +
               quantity(*stretch.declaredEnd, kSeconds));
@@ -102,14 +102,12 @@ LengthVerdict judgeLength(const std::vector<FoundStretch>& found, const Declared
     }
     const double late = *sound.start - *pictures->start;
     if (late > declared.toleranceSeconds) {
-      add(eventOf(*pictures->start, *sound.start, declared.toleranceSeconds,
-                  "sound starts late"),
+      add(eventOf(*pictures->start, *sound.start, declared.toleranceSeconds, "sound starts late"),
           stream, sound.name + " starts " + quantity(late, kSeconds) + " after the picture");
     }
     const double early = *pictures->end - *sound.end;
     if (early > declared.toleranceSeconds) {
-      add(eventOf(*sound.end, *pictures->end, declared.toleranceSeconds,
-                  "sound ends early"),
+      add(eventOf(*sound.end, *pictures->end, declared.toleranceSeconds, "sound ends early"),
           stream, sound.name + " ends " + quantity(early, kSeconds) + " before the picture");
     }
   }
@@ -143,8 +141,7 @@ void LengthMeasurement::begin(const ProgrammeFacts& facts) {
     add(facts.videoStream, "picture", true);
   }
   for (std::size_t i = 0; i < facts.audioStreams.size(); ++i) {
-    add(facts.audioStreams[i],
-        soundName(i, facts.audioStreams.size()), false);
+    add(facts.audioStreams[i], soundName(i, facts.audioStreams.size()), false);
   }
 }
 
@@ -153,7 +150,8 @@ void LengthMeasurement::take(const ProgrammePicture& picture) {
   stretch.lasts += frameSeconds_;
   if (picture.seconds.has_value()) {
     stretch.start = std::min(stretch.start.value_or(*picture.seconds), *picture.seconds);
-    stretch.end = std::max(stretch.end.value_or(*picture.seconds), *picture.seconds + frameSeconds_);
+    stretch.end =
+        std::max(stretch.end.value_or(*picture.seconds), *picture.seconds + frameSeconds_);
   }
 }
 

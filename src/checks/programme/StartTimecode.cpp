@@ -51,7 +51,8 @@ std::string timecodeOfWord(uint32_t word, double framesPerSecond) {
     frames = 2 * frames + static_cast<int>(second);
   }
   const bool drop = (word >> 30U & 1U) != 0;
-  return textOf(decimal(word >> 4U & 0x3U, word & 0xFU), decimal(word >> 12U & 0x7U, word >> 8U & 0xFU),
+  return textOf(decimal(word >> 4U & 0x3U, word & 0xFU),
+                decimal(word >> 12U & 0x7U, word >> 8U & 0xFU),
                 decimal(word >> 20U & 0x7U, word >> 16U & 0xFU), frames, drop);
 }
 
@@ -68,10 +69,9 @@ TimecodeJumps findJumps(const std::vector<CarriedTimecode>& timecodes, double fr
   if (timecodes.size() < 2) {
     return jumps;
   }
-  jumps.standsStill =
-      std::all_of(timecodes.begin(), timecodes.end(), [&](const CarriedTimecode& timecode) {
-        return timecode.text == timecodes.front().text;
-      });
+  jumps.standsStill = std::all_of(
+      timecodes.begin(), timecodes.end(),
+      [&](const CarriedTimecode& timecode) { return timecode.text == timecodes.front().text; });
   if (jumps.standsStill) {
     return jumps;
   }
@@ -160,13 +160,12 @@ void StartTimecodeMeasurement::describe(QACheckOutcome& outcome) const {
     outcome.summary = "no timecode, wanted " + demanded_;
     return;
   }
-  outcome.summary = start + ", of " + (source == "track" || source == "tag" ? "the file's " : "") +
-                    source;
+  outcome.summary =
+      start + ", of " + (source == "track" || source == "tag" ? "the file's " : "") + source;
   outcome.broken = discontinuities > 0;
   if (discontinuities > 0) {
-    outcome.summary +=
-        "; " + std::to_string(discontinuities) +
-        (discontinuities == 1 ? " discontinuity" : " discontinuities");
+    outcome.summary += "; " + std::to_string(discontinuities) +
+                       (discontinuities == 1 ? " discontinuity" : " discontinuities");
   }
   if (drop && framesPerSecond_ > 0.0 && !TimecodeClock::mayDrop(framesPerSecond_)) {
     outcome.broken = true;

@@ -44,9 +44,8 @@ std::string lowerCase(std::string text) {
 }
 
 bool isOneOf(const std::string& found, const std::vector<std::string>& wanted) {
-  return std::any_of(wanted.begin(), wanted.end(), [&](const std::string& text) {
-    return lowerCase(text) == lowerCase(found);
-  });
+  return std::any_of(wanted.begin(), wanted.end(),
+                     [&](const std::string& text) { return lowerCase(text) == lowerCase(found); });
 }
 
 /// A number or a fraction.
