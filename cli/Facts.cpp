@@ -131,7 +131,7 @@ std::string clockText(double seconds, int decimals) {
   // Beyond this no file goes, and no whole number of 64 bits either.
   constexpr double kMost = 1e12;
   const double unit = std::pow(10.0, decimals);
-  const double length = std::clamp(std::abs(seconds), 0.0, kMost);
+  const double length = std::abs(seconds) < kMost ? std::abs(seconds) : kMost;
   const auto whole = static_cast<int64_t>(std::round(length * unit));
   const auto units = static_cast<int64_t>(unit);
   const int64_t inSeconds = whole / units;

@@ -121,7 +121,7 @@ Json eventJson(const QAEvent& event) {
 /// Undeclared: not there.
 template <typename Number>
 void addPositive(Json& json, const char* key, Number number) {
-  if (number > 0) {
+  if (number > 0 && std::isfinite(number)) {
     json[key] = number;
   }
 }

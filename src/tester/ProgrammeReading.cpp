@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "tester/Reasons.h"
+
 namespace qatester {
 
 /// Counts what comes.
@@ -79,8 +81,9 @@ void ProgrammeReading::start(Steps& steps) {
     facts_.media = file->media;
   }
   for (ProgrammeRun* run : runs_) {
-    steps.take(*run,
-               [&] { file != nullptr ? run->open(*file) : run->refuseFile(reader_->openError()); });
+    steps.take(*run, [&] {
+      file != nullptr ? run->open(*file) : run->refuseFile(unopenedReason(reader_->openError()));
+    });
     if (run->hasEnded()) {
       steps.ended(*run);
     }

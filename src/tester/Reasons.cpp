@@ -16,7 +16,11 @@ std::string unsupported(const std::string& pixelFormat) {
 }  // namespace
 
 std::string unopenedReason(OxWrap& wrap) {
-  return "cannot be opened as a media file: " + wrap.getOpenError();
+  return unopenedReason(wrap.getOpenError());
+}
+
+std::string unopenedReason(const std::string& openError) {
+  return "cannot be opened as a media file: " + openError;
 }
 
 std::string pixelFormatReason(OxVideoStream& video) {

@@ -11,6 +11,7 @@ namespace qatester {
 
 /// Why a file that did not open could not be tested.
 std::string unopenedReason(OxWrap& wrap);
+std::string unopenedReason(const std::string& openError);
 
 /// Why pictures of this stream's, or of this picture's, pixel format could not be tested.
 std::string pixelFormatReason(OxVideoStream& video);

@@ -53,12 +53,9 @@ class AudioChecks : public testing::Test {
                                     "--settings", dir_.file("qa.settings"), clip});
     const json checks = onlyFile(json::parse(end.out)).at("checks");
     const std::string table = withoutHeads(end.err);
-    return {checks.at(0),
-            checks.at(1),
-            checks.at(2),
-            checks.at(3),
-            table.substr(table.find('\n') + 1),
-            end.code};
+    return {
+        checks.at(0), checks.at(1), checks.at(2), checks.at(3), table.substr(table.find('\n') + 1),
+        end.code};
   }
 
   std::string clipOf(const std::vector<AudioSpec>& streams, const char* name = "sound.mkv") const {

@@ -92,7 +92,8 @@ TEST(Table, ACheckThatWasAskedForAndNotMeasuredExitsWith2) {
   EXPECT_EQ(runClient({"--checks", "frame-rate,drop-no-drop", clip}).code, 2);
   EXPECT_EQ(runClient({"--checks", "frame-rate,valid", clip}).code, 2);
   EXPECT_EQ(runClient({"--checks", "drop-no-drop,valid", clip}).code, 1) << "it is not valid";
-  EXPECT_EQ(runClient({"--profile", "classic", clip}).code, 1) << "not valid either";
+  EXPECT_EQ(runClient({clip}).code, 0) << "as none of those judges";
+  EXPECT_EQ(runClient({"--profile", "classic", clip}).code, 2) << "as the levels were to be judged";
 }
 
 TEST(Table, AnUnsupportedFormatIsNotMeasured) {

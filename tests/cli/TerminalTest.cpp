@@ -90,7 +90,7 @@ TEST(Terminal, ADumbTerminalHasNeitherBarNorColour) {
 
 TEST(Terminal, StatesAreColoured) {
   const TempDir dir;
-  const Finished end = run(allOnTerminal({goodClip(dir), soundClip(dir)}));
+  const Finished end = run(allOnTerminal({"--profile", "classic", goodClip(dir), soundClip(dir)}));
   for (const char* word : {"\x1b[32mpass\x1b[0m", "\x1b[1;31mfail\x1b[0m", "\x1b[36minfo\x1b[0m",
                            "\x1b[33mnot-measured\x1b[0m"}) {
     EXPECT_NE(end.out.find(word), std::string::npos) << word;

@@ -120,6 +120,8 @@ QACheckOutcome outcomeFrom(Input& input) {
   QACheckOutcome outcome;
   outcome.name = checks[static_cast<std::size_t>(input.byte()) % checks.size()]->name;
   outcome.state = static_cast<QAState>(input.within(0, 4));
+  outcome.severity = static_cast<QASeverity>(input.within(0, 3));
+  outcome.subjectAbsent = input.flag();
   outcome.values = valuesFrom(input);
   outcome.summary = input.text(80);
   outcome.reason = input.text(80);
@@ -129,9 +131,35 @@ QACheckOutcome outcomeFrom(Input& input) {
     outcome.messages.push_back(input.text(60));
     outcome.progress.push_back(input.within(1, 99));
   }
+  outcome.eventCount = static_cast<int64_t>(outcome.events.size()) + input.within(0, 1);
   outcome.failures = input.value<int32_t>();
   outcome.seconds = input.number();
   return outcome;
+}
+
+QAFileFacts factsFrom(Input& input) {
+  QAFileFacts facts;
+  facts.opened = input.flag();
+  facts.media.container = input.text(40);
+  facts.media.durationSeconds = input.number();
+  facts.media.startTimecode = input.text(12);
+  for (int count = input.within(0, 3); count > 0; --count) {
+    QAStreamFacts& stream = facts.media.streams.emplace_back();
+    stream.kind = input.flag() ? "video" : "audio";
+    stream.codec = input.text(20);
+    stream.title = input.text(20);
+    if (input.flag()) {
+      stream.video.emplace();
+      stream.video->width = stream.video->height = input.value<int32_t>();
+      stream.video->frameRate = input.number();
+      stream.video->scan = input.text(10);
+    } else {
+      stream.audio.emplace();
+      stream.audio->channels = stream.audio->sampleRate = input.value<int32_t>();
+    }
+  }
+  facts.soundSeconds = input.number();
+  return facts;
 }
 
 std::vector<FileReport> filesFrom(Input& input) {
@@ -139,6 +167,8 @@ std::vector<FileReport> filesFrom(Input& input) {
   for (FileReport& file : files) {
     file.file = input.text(120);
     file.error = input.text(60);
+    file.profile = input.text(60);
+    file.facts = factsFrom(input);
     for (int count = input.within(0, 4); count > 0; --count) {
       file.checks.push_back(outcomeFrom(input));
     }
@@ -160,6 +190,7 @@ void report(const std::vector<FileReport>& files) {
     const Json& file = json.at("files").at(i);
     requireText(file.at("file"), files[i].file);
     require(file.contains("error") == !files[i].error.empty(), "an error is there if there is one");
+    require(file.contains("media") == files[i].facts.opened, "as is what an opened file says");
     require(file.at("checks").size() == files[i].checks.size(), "and all checks");
     for (std::size_t k = 0; k < files[i].checks.size(); ++k) {
       const QACheckOutcome& check = files[i].checks[k];
@@ -168,7 +199,8 @@ void report(const std::vector<FileReport>& files) {
       require(found.at("state") == getStateText(check.state), "and its state");
       require(found.at("result").is_null() == check.values.empty(), "and its result");
       require(found.at("limits").size() == check.limits.size(), "and its limits");
-      require(found.at("eventCount") == check.events.size(), "and its events");
+      require(found.at("eventCount") == check.eventCount, "and its events");
+      require(found.at("severity") == getSeverityText(check.severity), "and its severity");
       require(found.at("failures") == check.failures, "and its failures");
       require(found.at("progress").size() == check.progress.size(), "and its progress");
       require(found.at("messages").size() == check.messages.size(), "and its messages");
@@ -195,32 +227,38 @@ std::size_t requireLines(const std::string& text) {
 }
 
 void tabulate(const std::vector<FileReport>& files, bool named) {
-  const auto checks = allChecks();
-  const MemoryFile written("");
-  Output output(written.fd());
-  Table table(&output, {checks.begin(), checks.end()});
-  std::size_t least = 0;
-  for (const FileReport& file : files) {
-    table.beginFile(file.file);
-    for (const QACheckOutcome& check : file.checks) {
-      table.addOutcome(check);
-      require(tableLine(check, 20, true).size() > tableLine(check, 20, false).size(),
-              "colour takes room");
-      requireLines(tableLine(check, 20, false) + "\n");
-      requireLines(tableLine(check, 20, false, 60) + "\n");
+  for (const TableKind kind : {TableKind::full, TableKind::shortened}) {
+    const MemoryFile written("");
+    Output output(written.fd());
+    Table table(&output, kind, named);
+    std::size_t least = 0;
+    for (const FileReport& file : files) {
+      table.addFile(file);
+      const bool full = kind == TableKind::full && file.error.empty();
+      // A name, a verdict and checks; what was not measured may share a line.
+      const auto measured =
+          std::count_if(file.checks.begin(), file.checks.end(), [&](const QACheckOutcome& check) {
+            return check.state != QAState::notMeasured &&
+                   (named || findCheck(check.name)->saysSomething);
+          });
+      least += full ? 2 + static_cast<std::size_t>(measured)
+                    : static_cast<std::size_t>(kind == TableKind::shortened);
     }
-    table.endFile();
-    // What was not measured may share a line.
-    const auto measured = std::count_if(
-        file.checks.begin(), file.checks.end(),
-        [](const QACheckOutcome& check) { return check.state != QAState::notMeasured; });
-    least += file.checks.empty() ? 0 : 1 + std::max(static_cast<std::size_t>(measured), 1UL);
+    if (!files.empty()) {
+      table.addSummary(files);
+      ++least;
+    }
+    require(requireLines(written.content()) >= least, "every file and every check has its line");
   }
-  if (!files.empty()) {
-    table.addSummary(files, named);
-    ++least;
+  for (const FileReport& file : files) {
+    requireLines(fileLines(file, named, {false, 60}));
+    for (const QACheckOutcome& check : file.checks) {
+      require(tableLine(check, 20, {true, 0}).size() > tableLine(check, 20, {}).size(),
+              "colour takes room");
+      requireLines(tableLine(check, 20, {}) + "\n");
+      requireLines(tableLine(check, 20, {false, 60}) + "\n");
+    }
   }
-  require(requireLines(written.content()) >= least, "every file and every check has its line");
 }
 
 }  // namespace
