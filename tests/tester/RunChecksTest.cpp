@@ -382,6 +382,9 @@ TEST_F(RunChecks, MembersGiveTheRecordsThatOutcomesHave) {
     const Session all = run(file);
     for (const QACheckOutcome& outcome : all.outcomes) {
       SCOPED_TRACE(outcome.name);
+      if (findCheck(outcome.name)->family == QAFamily::programme) {
+        continue;  // these have no members
+      }
       LoggedTester tester(file, stored(), smallBudgets(10, 1));
       for (const QAValue& field : tester.run(members().at(outcome.name))) {
         const QAValue* found = findValue(outcome.values, field.key);
