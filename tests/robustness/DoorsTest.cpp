@@ -416,8 +416,8 @@ TEST(Names, TakeNoLibertiesWithTerminalsAndReports) {
   }
   const Finished end = runClient(arguments);
   EXPECT_FALSE(holdsControls(end.out, "")) << end.out;
-  // A name, a verdict, a check's line and an empty one for each file that is there; then how many there are,
-  // and a line for each that is missing.
+  // A name, a verdict, a check's line and an empty one for each file that is there; then how many
+  // there are, and a line for each that is missing.
   EXPECT_EQ(linesOf(end.out).size(), 4 * names.size() + 1 + names.size());
   // Log lines have tabs.
   EXPECT_FALSE(holdsControls(end.err, "\t")) << end.err;
