@@ -119,7 +119,7 @@ void Settings::SetOverrides(const std::vector<std::pair<std::string, std::string
 void Settings::SetFallbacks(const std::vector<std::pair<std::string, std::string>>& entries) {
   fallbacks_.clear();
   for (const auto& [key, value] : entries) {
-    fallbacks_[withoutBlanks(key)] = withoutBlanks(value);
+    fallbacks_.emplace(withoutBlanks(key), withoutBlanks(value));
   }
 }
 

@@ -237,6 +237,10 @@ int readPacket(AVFormatContext* container, AVPacket* packet) {
   return av_read_frame(container, packet);
 }
 
+bool isEndOfData(int result) {
+  return result == AVERROR_EOF || result == -1;
+}
+
 void seek(AVFormatContext* container, int64_t microseconds) {
   avformat_seek_file(container, -1, std::numeric_limits<int32_t>::min(), microseconds,
                      microseconds + std::numeric_limits<int32_t>::max(), AVSEEK_FLAG_FRAME);

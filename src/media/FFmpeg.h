@@ -96,6 +96,10 @@ VideoFacts readVideoFacts(const AVFormatContext* container, int streamIndex);
 /// Reads the next packet of any stream; negative at the end of the file and on failure.
 int readPacket(AVFormatContext* container, AVPacket* packet);
 
+/// Whether a result of `readPacket` says that the data has ended. Some demultiplexers say so by
+/// FFmpeg's old -1.
+bool isEndOfData(int result);
+
 /// Repositions the container to the frame nearest to that many microseconds, later ones included.
 void seek(AVFormatContext* container, int64_t microseconds);
 

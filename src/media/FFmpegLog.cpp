@@ -133,6 +133,10 @@ void LogLines::add(int64_t packet, const char* text) noexcept {
   }
 }
 
+bool isOfTimecode(const std::string& line) {
+  return line.find("Drop frame is only allowed") != std::string::npos;
+}
+
 std::vector<LogLine> LogLines::takeUpTo(int64_t packet) {
   std::vector<LogLine> lines;
   if (!any_) {

@@ -60,4 +60,7 @@ class LogLines {
   std::atomic<bool> any_{false};
 };
 
+/// Whether a line speaks of a timecode that its rate does not have.
+bool isOfTimecode(const std::string& line);
+
 }  // namespace qatester::ffmpeg

@@ -250,6 +250,7 @@ ProgrammeFacts readProgrammeFacts(AVFormatContext* container) {
   const bool estimated = container->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE ||
                          container->duration_estimation_method == AVFMT_DURATION_FROM_PTS;
   facts.durationDeclared = hasDuration && !estimated;
+  facts.clockStart = static_cast<double>(startMicroseconds(container)) / AV_TIME_BASE;
   for (unsigned i = 0; i < container->nb_streams; ++i) {
     AVStream* stream = container->streams[i];
     facts.media.streams.push_back(streamFactsOf(container, stream));

@@ -67,6 +67,9 @@ void setUp(AVCodecContext* decoder, const AVStream& stream, const Threading& thr
   decoder->pkt_timebase = stream.time_base;
   decoder->max_pixels = kMaxPixels;
   decoder->error_concealment = 0;
+  if (decoder->codec_type == AVMEDIA_TYPE_AUDIO) {
+    decoder->err_recognition |= AV_EF_CRCCHECK;
+  }
   decoder->get_buffer2 = getClearedBuffer;
   decoder->thread_count = threading.threads;
   decoder->thread_type = threading.type;

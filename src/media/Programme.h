@@ -56,6 +56,8 @@ struct ProgrammeFacts {
   /// The container keeps an index or a header from which the duration was read, rather than
   /// estimated from the bit rate or the last time stamps.
   bool durationDeclared = false;
+  /// Where the file starts, in seconds of its own clock. Declared durations count from 0.
+  double clockStart = 0.0;
 };
 
 /// What is wrong with a picture or a block.
@@ -114,6 +116,7 @@ struct ProgrammeComplaint {
     call,       ///< the decoder refused a packet
     picture,    ///< a picture or block that the decoder flags
     read,       ///< the file could not be read on
+    timecode,   ///< a timecode that cannot be
   };
   By by = By::decoder;
   int stream = -1;                ///< index in the container; -1: of the file

@@ -539,8 +539,9 @@ void ProgrammeReader::Reading::makeSound(std::size_t audioStream) {
 
 void ProgrammeReader::Reading::complainOfContainer(std::optional<double> seconds) {
   for (ffmpeg::LogLine& line : log_.takeUpTo(0)) {
-    audience_.give(
-        ProgrammeComplaint{ProgrammeComplaint::By::container, -1, seconds, std::move(line.text)});
+    const auto by = ffmpeg::isOfTimecode(line.text) ? ProgrammeComplaint::By::timecode
+                                                    : ProgrammeComplaint::By::container;
+    audience_.give(ProgrammeComplaint{by, -1, seconds, std::move(line.text)});
   }
 }
 
@@ -628,7 +629,7 @@ void ProgrammeReader::Reading::readAll() {
       return;
     }
     const bool inputFailed = ffmpeg::hasReadError(container_.get());
-    if (result == AVERROR_EOF && !inputFailed) {
+    if (ffmpeg::isEndOfData(result) && !inputFailed) {
       end_.readCleanly = end_.readError.empty();
       return;
     }

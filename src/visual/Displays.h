@@ -15,9 +15,9 @@ namespace qatester {
 class Displays {
  public:
   /// `on` is whether the tester draws visualisations, `folder` where picture files go (empty: the
-  /// current folder). `complain` (may be empty) is called once, in words, when a picture file cannot
-  /// be written; nothing is drawn from then on. `pauses` are those of a display that fails: only
-  /// fixed ones are made.
+  /// current folder). `complain` (may be empty) is called once, in words, when a picture file
+  /// cannot be written; nothing is drawn from then on. `pauses` are those of a display that fails:
+  /// only fixed ones are made.
   Displays(QADisplays where, bool on, std::string folder,
            std::function<void(const std::string& problem)> complain,
            QAPauses pauses = QAPauses::fixed);

@@ -102,6 +102,9 @@ void DecodingMeasurement::take(const ProgrammeBlock& block) {
 
 void DecodingMeasurement::take(const ProgrammeComplaint& complaint) {
   using By = ProgrammeComplaint::By;
+  if (complaint.by == By::timecode) {
+    return;
+  }
   const bool isFlag = complaint.by == By::packet || complaint.by == By::picture;
   Stream* stream = find(complaint.stream);
   if (stream != nullptr && !isFlag) {

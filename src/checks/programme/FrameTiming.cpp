@@ -49,11 +49,7 @@ class Judge {
       : times_(times), declared_(declared) {}
 
   TimingVerdict judge() {
-    for (const double rate : declared_.rates) {
-      if (rate > 0.0 && verdict_.declaredFps == 0.0) {
-        verdict_.declaredFps = rate;
-      }
-    }
+    verdict_.declaredFps = declared_.rate;
     if (times_.seconds.size() < 2) {
       verdict_.constantRate = true;
       return verdict_;
@@ -90,7 +86,9 @@ class Judge {
       return;
     }
     frame_ = median(std::move(usual));
-    for (const double rate : declared_.rates) {
+    std::vector<double> rates = declared_.suggested;
+    rates.insert(rates.begin(), declared_.rate);
+    for (const double rate : rates) {
       if (rate > 0.0 && std::abs(1.0 / rate - frame_) <= tolerance(frame_)) {
         frame_ = 1.0 / rate;
         break;
@@ -113,7 +111,8 @@ class Judge {
     double frames = 0.0;
     double shown = 0.0;
     for (std::size_t i = 0; i < distances(); ++i) {
-      if (distance(i) > 0.0 && !isGap(i)) {
+      const bool isWhole = times_.seconds[i] >= times_.firstWholeSeconds;
+      if (distance(i) > 0.0 && isWhole && !isGap(i)) {
         length += distance(i);
         frames += 1.0;
         shown += framesOf(times_, i);
@@ -124,15 +123,17 @@ class Judge {
     }
     // Either end may be rounded by a unit of the time stamps.
     const double rounding = frames / length * 2.0 * declared_.tick / length;
-    bool anyDeclared = false;
-    bool fits = false;
-    for (const double rate : declared_.rates) {
-      anyDeclared = anyDeclared || rate > 0.0;
-      for (const double measured : {frames / length, shown / length}) {
-        fits = fits || std::abs(measured - rate) <= kRateTolerance + rounding;
-      }
-    }
-    verdict_.rateIsOff = anyDeclared && !fits;
+    const auto fits = [&](double rate) {
+      return std::abs(frames / length - rate) <= kRateTolerance + rounding ||
+             std::abs(shown / length - rate) <= kRateTolerance + rounding;
+    };
+    // A container that counts frames over its duration is off by how long its last ones last.
+    const auto all = static_cast<double>(times_.seconds.size());
+    const double off = all / declared_.rate - (*last - *first + frame_);
+    const bool fitsSuggested =
+        std::any_of(declared_.suggested.begin(), declared_.suggested.end(), fits);
+    verdict_.rateIsOff = declared_.rate > 0.0 && !fits(declared_.rate) &&
+                         !(fitsSuggested && std::abs(off) <= kGapFrames * frame_);
   }
 
   void findConstancy() {
@@ -239,8 +240,8 @@ void FrameTimingMeasurement::begin(const ProgrammeFacts& facts) {
   videoStream_ = facts.videoStream;
   const ProgrammeStream& stream = facts.streams[static_cast<std::size_t>(facts.videoStream)];
   // A stream of fields may name the rate of its fields.
-  declared_ = {.rates = {ratioOf(stream.averageRate), ratioOf(stream.baseRate),
-                         ratioOf(stream.baseRate) / kFieldsOfAFrame},
+  declared_ = {.rate = ratioOf(stream.averageRate),
+               .suggested = {ratioOf(stream.baseRate), ratioOf(stream.baseRate) / kFieldsOfAFrame},
                .tick = ratioOf(stream.timeBase),
                .hasTimes = stream.hasTimes,
                .mustBeConstant = mustBeConstant_};

@@ -11,9 +11,10 @@ namespace qatester {
 
 /// What a stream declares, for `judgeTiming`.
 struct DeclaredTiming {
-  /// Frames per second as declared; the first is the one that reports quote. Rates of 0 are
-  /// unknown.
-  std::vector<double> rates;
+  /// Frames per second as declared; 0: unknown.
+  double rate = 0.0;
+  /// Rates that the time stamps suggest, which may be nearer to what the stream was made with.
+  std::vector<double> suggested = {};
   /// Seconds of a unit of the time stamps: distances are rounded to it.
   double tick = 0.0;
   /// The container carries time stamps of its own.

@@ -23,6 +23,25 @@ constexpr CheckProfile kProfile{.name = "length", .tag = "QALength"};
 constexpr double kShortSeconds = 1.0;
 constexpr double kShortShare = 0.02;
 
+/// Of this container libavformat cuts durations to what is there, but not the number of frames.
+constexpr const char* kAvi = "avi";
+
+/// The file's duration may be that of a stream that is not looked at, such as subtitles.
+bool isOfOtherStreams(const ProgrammeFacts& facts) {
+  for (const QAStreamFacts& stream : facts.media.streams) {
+    const bool looked = stream.index == facts.videoStream || stream.kind == "audio";
+    if (looked || stream.kind == "cover") {
+      continue;
+    }
+    const double end = stream.startSeconds.value_or(0.0) + stream.durationSeconds.value_or(0.0);
+    if (!stream.durationSeconds.has_value() ||
+        end >= *facts.media.durationSeconds - kShortSeconds) {
+      return true;
+    }
+  }
+  return false;
+}
+
 double shortfallAllowed(double declared) {
   return std::max(kShortSeconds, kShortShare * declared);
 }
@@ -62,13 +81,11 @@ LengthVerdict judgeLength(const std::vector<FoundStretch>& found, const Declared
 
   // What the container declares: of each stream where it says so, else of all together.
   std::optional<double> furthest;
-  bool eachDeclared = !found.empty();
   for (std::size_t i = 0; i < found.size(); ++i) {
     const FoundStretch& stretch = found[i];
     const std::optional<double> end = endOf(stretch);
     furthest = end.has_value() ? std::max(furthest.value_or(*end), *end) : furthest;
     if (!stretch.declaredEnd.has_value()) {
-      eachDeclared = false;
       continue;
     }
     const double allowed = shortfallAllowed(*stretch.declaredEnd);
@@ -81,7 +98,7 @@ LengthVerdict judgeLength(const std::vector<FoundStretch>& found, const Declared
               quantity(*stretch.declaredEnd, kSeconds));
     }
   }
-  if (!eachDeclared && declared.seconds.has_value() && verdict.events.empty()) {
+  if (declared.seconds.has_value() && verdict.events.empty()) {
     const double allowed = shortfallAllowed(*declared.seconds);
     if (furthest.value_or(0.0) < *declared.seconds - allowed) {
       add(eventOf(furthest.value_or(0.0), *declared.seconds, allowed, "file ends early"), -1,
@@ -105,6 +122,12 @@ LengthVerdict judgeLength(const std::vector<FoundStretch>& found, const Declared
       add(eventOf(*pictures->start, *sound.start, declared.toleranceSeconds, "sound starts late"),
           stream, sound.name + " starts " + quantity(late, kSeconds) + " after the picture");
     }
+    const double rest = *sound.end - *pictures->end;
+    if (rest > shortfallAllowed(*sound.end - *pictures->start)) {
+      add(eventOf(*pictures->end, *sound.end, shortfallAllowed(*sound.end - *pictures->start),
+                  "picture ends early"),
+          -1, "the picture ends " + quantity(rest, kSeconds) + " before " + sound.name);
+    }
     const double early = *pictures->end - *sound.end;
     if (early > declared.toleranceSeconds) {
       add(eventOf(*sound.end, *pictures->end, declared.toleranceSeconds, "sound ends early"),
@@ -121,8 +144,9 @@ bool LengthMeasurement::hasSubject(const ProgrammeFacts& facts, std::string& rea
 
 void LengthMeasurement::begin(const ProgrammeFacts& facts) {
   declared_.toleranceSeconds = tolerance_;
-  if (facts.durationDeclared) {
-    declared_.seconds = facts.media.durationSeconds;
+  if (facts.durationDeclared && facts.media.durationSeconds.has_value() &&
+      !isOfOtherStreams(facts)) {
+    declared_.seconds = *facts.media.durationSeconds - std::max(0.0, facts.clockStart);
   }
   const auto add = [&](int index, const std::string& name, bool isPicture) {
     const QAStreamFacts& stream = facts.media.streams[static_cast<std::size_t>(index)];
@@ -134,6 +158,10 @@ void LengthMeasurement::begin(const ProgrammeFacts& facts) {
     }
     if (isPicture && stream.video.has_value() && stream.video->frameRate > 0.0) {
       frameSeconds_ = 1.0 / stream.video->frameRate;
+      const int64_t frames = facts.streams[static_cast<std::size_t>(index)].declaredFrames;
+      if (facts.media.container == kAvi && frames > 0) {
+        found.declaredEnd = static_cast<double>(frames) * frameSeconds_;
+      }
     }
   };
   if (facts.videoStream >= 0) {

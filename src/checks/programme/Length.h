@@ -22,7 +22,7 @@ struct FoundStretch {
 };
 
 struct DeclaredLength {
-  /// Of the whole file; empty: it does not say.
+  /// Where the whole file ends; empty: it does not say, or by streams that are not looked at.
   std::optional<double> seconds;
   double toleranceSeconds = 1.0;
 };

@@ -149,6 +149,15 @@ void StartTimecodeMeasurement::describe(QACheckOutcome& outcome) const {
                     {"dropFrame", drop, ""},
                     {"source", source, ""},
                     {"discontinuities", discontinuities, ""}};
+  if (isRefused_) {
+    outcome.broken = true;
+    outcome.summary = "drop-frame at " + plain(framesPerSecond_) + " fps, which has none";
+    QAEvent event;
+    event.startSeconds = 0.0;
+    event.what = "drop-frame at a rate that has none";
+    outcome.events.insert(outcome.events.begin(), event);
+    return;
+  }
   if (start.empty()) {
     if (demanded_.empty()) {
       outcome.measured = false;

@@ -41,10 +41,15 @@ class StartTimecodeMeasurement final : public ProgrammeMeasurement {
   ProgrammeWants wants() const override { return {.pictures = true}; }
   void begin(const ProgrammeFacts& facts) override;
   void take(const ProgrammePicture& picture) override;
+  void take(const ProgrammeComplaint& complaint) override {
+    isRefused_ = isRefused_ || complaint.by == ProgrammeComplaint::By::timecode;
+  }
   void describe(QACheckOutcome& outcome) const override;
 
  private:
   std::string demanded_;
+  /// The file declares a drop-frame timecode at a rate that has none: it is not told.
+  bool isRefused_ = false;
   double framesPerSecond_ = 0.0;
   std::vector<DeclaredTimecode> declared_;
   std::vector<CarriedTimecode> inPictures_;
