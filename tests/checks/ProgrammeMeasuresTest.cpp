@@ -214,8 +214,17 @@ TEST(Length, SoundMayStartAndEndApartFromThePictureByTheTolerance) {
   EXPECT_NEAR(*verdict.events[1].startSeconds, 8.5, 1e-9);
 }
 
-TEST(Length, SoundThatIsLongerThanThePictureIsNoFault) {
-  EXPECT_TRUE(judgeLength({stretch("picture", 2, 10), stretch("sound", 0, 20)}, {}).events.empty());
+TEST(Length, SoundThatStartsBeforeThePictureIsNoFault) {
+  EXPECT_TRUE(judgeLength({stretch("picture", 2, 10), stretch("sound", 0, 10)}, {}).events.empty());
+}
+
+TEST(Length, APictureThatEndsBeforeTheSoundByMoreThanASecondAndTwoPercentBreaks) {
+  EXPECT_TRUE(
+      judgeLength({stretch("picture", 0, 99), stretch("sound", 0, 101)}, {}).events.empty());
+  const LengthVerdict verdict = judgeLength({stretch("picture", 0, 4), stretch("sound", 0, 7)}, {});
+  ASSERT_EQ(verdict.events.size(), 1U);
+  EXPECT_EQ(verdict.events.front().what, "picture ends early");
+  EXPECT_NEAR(*verdict.events.front().startSeconds, 4.0, 1e-9);
 }
 
 // Streams
