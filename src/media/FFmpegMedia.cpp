@@ -29,6 +29,15 @@ ProgrammeRatio toRatio(AVRational value) {
   return value.num > 0 && value.den > 0 ? ProgrammeRatio{value.num, value.den} : ProgrammeRatio{};
 }
 
+/// Of frames: some containers (GXF) count the average by fields.
+ProgrammeRatio averageRateOf(const AVStream& stream) {
+  const AVRational average = stream.avg_frame_rate;
+  const AVRational base = stream.r_frame_rate;
+  const bool ofFields = base.num > 0 && base.den > 0 && average.den > 0 &&
+                        av_cmp_q(average, av_mul_q(base, AVRational{2, 1})) == 0;
+  return toRatio(ofFields ? base : average);
+}
+
 bool isCover(const AVStream& stream) {
   return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
 }
@@ -104,7 +113,7 @@ QAVideoFacts videoFactsOf(AVFormatContext* container, AVStream* stream) {
   facts.sampleAspect = aspectOf(pixel.num, pixel.den);
   facts.displayAspect =
       aspectOf(int64_t{pixel.num} * coded.width, int64_t{pixel.den} * coded.height);
-  const ProgrammeRatio rate = toRatio(stream->avg_frame_rate);
+  const ProgrammeRatio rate = averageRateOf(*stream);
   if (rate.numerator > 0) {
     facts.frameRate = static_cast<double>(rate.numerator) / rate.denominator;
     facts.rateNumerator = rate.numerator;
@@ -256,7 +265,7 @@ ProgrammeFacts readProgrammeFacts(AVFormatContext* container) {
     facts.media.streams.push_back(streamFactsOf(container, stream));
     ProgrammeStream timing;
     timing.timeBase = toRatio(stream->time_base);
-    timing.averageRate = toRatio(stream->avg_frame_rate);
+    timing.averageRate = averageRateOf(*stream);
     timing.baseRate = toRatio(stream->r_frame_rate);
     timing.declaredFrames = std::max<int64_t>(stream->nb_frames, 0);
     timing.hasTimes = !isRaw(*container->iformat);

@@ -92,6 +92,12 @@ TEST(FrameTiming, ARateThatNobodyDeclaresIsOff) {
   EXPECT_FALSE(judgeTiming(steady(100, 24.0), {}).rateIsOff) << "nothing is declared";
 }
 
+TEST(FrameTiming, AUsualRateIsMeant) {
+  // 0.2 frames apart over the whole clip.
+  const double film = 24000.0 / 1001.0;
+  EXPECT_TRUE(judgeTiming(steady(200, film), {.rate = 24.0, .suggested = {film}}).rateIsOff);
+}
+
 TEST(FrameTiming, AContainerThatCountsALastFrameOfAnotherLengthIsNotOff) {
   // 100 frames over 101 frames of time.
   EXPECT_FALSE(

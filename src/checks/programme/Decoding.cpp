@@ -162,10 +162,13 @@ bool DecodingMeasurement::isAtStart(const Trouble& trouble) const {
   if (stream.number >= 0) {
     return *trouble.end < *stream.firstGoodSeconds;
   }
+  if (!stream.beginsWithKey) {
+    // Some decoders show what they make of pictures whose references are missing.
+    return *trouble.end < std::max(*stream.firstGoodSeconds, stream.firstKeySeconds.value_or(0.0));
+  }
   // Of an open group the pictures before its first one are shown before it.
-  return *trouble.end < *stream.firstGoodSeconds &&
-         (!stream.beginsWithKey ||
-          (stream.firstKeySeconds.has_value() && *trouble.end < *stream.firstKeySeconds));
+  return *trouble.end < *stream.firstGoodSeconds && stream.firstKeySeconds.has_value() &&
+         *trouble.end < *stream.firstKeySeconds;
 }
 
 /// Nearly every packet of the stream is flagged, and all of it decodes: a transport stream whose

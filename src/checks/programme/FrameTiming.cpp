@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <memory>
 
 #include "checks/CheckList.h"
@@ -36,6 +37,15 @@ double median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());
   return *middle;
+}
+
+/// Whether people make pictures at this rate.
+bool isUsual(double rate) {
+  constexpr double kRates[] = {24.0, 25.0, 30.0, 48.0, 50.0, 60.0, 100.0, 120.0};
+  constexpr double kSame = 1e-3;
+  return std::any_of(std::begin(kRates), std::end(kRates), [&](double usual) {
+    return std::abs(rate - usual) < kSame || std::abs(rate - usual / 1.001) < kSame;
+  });
 }
 
 /// Frames that a picture lasts by its flags.
@@ -127,13 +137,15 @@ class Judge {
       return std::abs(frames / length - rate) <= kRateTolerance + rounding ||
              std::abs(shown / length - rate) <= kRateTolerance + rounding;
     };
-    // A container that counts frames over its duration is off by how long its last ones last.
+    // A container that counts frames over its duration is off by how long its last ones last, and
+    // that is hardly ever a usual rate.
     const auto all = static_cast<double>(times_.seconds.size());
     const double off = all / declared_.rate - (*last - *first + frame_);
     const bool fitsSuggested =
         std::any_of(declared_.suggested.begin(), declared_.suggested.end(), fits);
-    verdict_.rateIsOff = declared_.rate > 0.0 && !fits(declared_.rate) &&
-                         !(fitsSuggested && std::abs(off) <= kGapFrames * frame_);
+    verdict_.rateIsOff =
+        declared_.rate > 0.0 && !fits(declared_.rate) &&
+        !(fitsSuggested && !isUsual(declared_.rate) && std::abs(off) <= kGapFrames * frame_);
   }
 
   void findConstancy() {
