@@ -91,6 +91,14 @@ void addText(Json& json, const char* key, const std::string& text) {
   }
 }
 
+/// Sums of durations end in digits that nobody asked for.
+std::optional<double> rounded(const std::optional<double>& seconds) {
+  constexpr double kMicro = 1e6;
+  return seconds.has_value() && std::isfinite(*seconds)
+             ? std::optional(std::round(*seconds * kMicro) / kMicro)
+             : seconds;
+}
+
 template <typename Number>
 void addNumber(Json& json, const char* key, const std::optional<Number>& number) {
   if (number) {
@@ -100,13 +108,13 @@ void addNumber(Json& json, const char* key, const std::optional<Number>& number)
 
 Json eventJson(const QAEvent& event) {
   Json json = Json::object();
-  addNumber(json, "startSeconds", event.startSeconds);
-  addNumber(json, "endSeconds", event.endSeconds);
+  addNumber(json, "startSeconds", rounded(event.startSeconds));
+  addNumber(json, "endSeconds", rounded(event.endSeconds));
   addNumber(json, "startFrame", event.startFrame);
   addNumber(json, "endFrame", event.endFrame);
   addText(json, "startTimecode", event.startTimecode);
   addText(json, "endTimecode", event.endTimecode);
-  addNumber(json, "worstSeconds", event.worstSeconds);
+  addNumber(json, "worstSeconds", rounded(event.worstSeconds));
   addNumber(json, "worstFrame", event.worstFrame);
   addNumber(json, "value", event.value);
   addNumber(json, "limit", event.limit);

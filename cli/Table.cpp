@@ -173,7 +173,7 @@ std::string blameOf(const FileReport& file, bool named, QAState result) {
     if (state == result) {
       first = names;
     } else if (!names.empty()) {
-      others = joined(others, "; ", getStateText(state) + (": " + names));
+      others = joined(others, "; ", joined(getStateText(state), ": ", names));
     }
   }
   return joined(first, "; ", others);

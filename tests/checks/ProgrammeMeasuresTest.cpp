@@ -317,8 +317,8 @@ TEST(Streams, MissingSoundBreaksOnlyWhereItIsRequired) {
 class Decoding : public testing::Test {
  protected:
   void SetUp() override {
-    ProgrammeFacts facts = fileWith(kHd, 1);
-    facts.streams.resize(2);
+    ProgrammeFacts facts = fileWith(kHd, 0);
+    facts.streams.resize(1);
     measurement_.begin(facts);
   }
 
@@ -354,6 +354,13 @@ class Decoding : public testing::Test {
   DecodingMeasurement measurement_{0};
 };
 
+TEST_F(Decoding, AFileOfWhichNothingComesBreaks) {
+  packet(0.0, true);
+  const QACheckOutcome result = outcome();
+  EXPECT_TRUE(result.broken);
+  EXPECT_EQ(result.summary, "no frame could be decoded");
+}
+
 TEST_F(Decoding, WithoutAComplaintNothingBreaks) {
   packet(0.0, true);
   picture(0.0);
@@ -380,6 +387,7 @@ TEST_F(Decoding, AsManyErrorsAsAllowedBreakNothing) {
   ProgrammeFacts facts = fileWith(kHd, 0);
   facts.streams.resize(1);
   lenient.begin(facts);
+  lenient.take(ProgrammePicture{});
   const auto broken = [&] {
     QACheckOutcome result;
     lenient.describe(result);

@@ -65,7 +65,8 @@ class ThreadFaults : public testing::Test {
 TEST_F(ThreadFaults, ACheckWithoutItsReaderEndsWithNothingMeasured) {
   std::vector<std::string> readers;
   for (const QACheck* check : allChecks()) {
-    if (check->needs == QANeeds::pictures || check->needs == QANeeds::sound) {
+    const bool reads = check->needs == QANeeds::pictures || check->needs == QANeeds::sound;
+    if (check->family == QAFamily::classic && reads) {
       readers.emplace_back(check->name);
     }
   }
@@ -89,6 +90,18 @@ TEST_F(ThreadFaults, ACheckWithoutItsReaderEndsWithNothingMeasured) {
     for (const QACheckOutcome& outcome : tester.outcomes) {
       EXPECT_TRUE(outcome.measured) << outcome.name << ": the next run has its thread";
     }
+  }
+}
+
+TEST_F(ThreadFaults, ProgrammeChecksDoWithoutThreads) {
+  LoggedTester tester(clip_, stored());
+  const std::vector<std::string> names = {"frame-timing", "length", "decoding"};
+  const std::vector<QACheckOutcome> whole = tester.tester->runChecks(names);
+  const RefusedThreads none(1, 1000);
+  const std::vector<QACheckOutcome> alone = tester.tester->runChecks(names);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    EXPECT_TRUE(alone[i].measured);
+    EXPECT_EQ(alone[i].summary, whole[i].summary);
   }
 }
 
@@ -122,13 +135,13 @@ TEST_F(ThreadFaults, AThreadThatColoursCannotHaveIsToldByAnExceptionAndTheReader
 
 TEST_F(ThreadFaults, ChecksOfColoursThatCannotHaveAThreadEndAloneInARunOfAll) {
   LoggedTester tester(clip_, stored(), smallBudgets());
-  const std::vector<QACheckOutcome> whole = tester.tester->runChecks(checkNames());
+  const std::vector<QACheckOutcome> whole = tester.tester->runChecks(classicCheckNames());
   const std::ptrdiff_t threadsOfTheTest = runningThreads();
   std::vector<QACheckOutcome> cut;
   {
     // The first is the reader's; then eight for each picture, chroma's before gamut's.
     const RefusedThreads one(2, 2);
-    cut = tester.tester->runChecks(checkNames());
+    cut = tester.tester->runChecks(classicCheckNames());
   }
   EXPECT_EQ(runningThreads(), threadsOfTheTest);
   ASSERT_EQ(cut.size(), whole.size());

@@ -72,6 +72,7 @@ constinit const QACheck brightnessCheck{
     .question = "Is any pixel bright?",
     .needs = QANeeds::pictures,
     .saysSomething = true,
+    .severity = QASeverity::fail,
     .settings = kSettings,
     .displays = {},
     .make = makeRun<make>,

@@ -51,7 +51,7 @@ TEST_F(NewCheck, IsInTheListAfterAllOthers) {
   const std::vector<std::string> names = checkNames();
   EXPECT_EQ(names.back(), kName);
   EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
-  EXPECT_EQ(names.front(), "valid");
+  EXPECT_EQ(names.front(), allChecks().front()->name);
   const QACheck* check = findCheck(kName);
   ASSERT_NE(check, nullptr);
   EXPECT_EQ(check, allChecks().back());

@@ -16,6 +16,17 @@ inline std::vector<std::string> checkNames() {
   return names;
 }
 
+/// The same of the classic checks alone.
+inline std::vector<std::string> classicCheckNames() {
+  std::vector<std::string> names;
+  for (const QACheck* check : allChecks()) {
+    if (check->family == QAFamily::classic) {
+      names.emplace_back(check->name);
+    }
+  }
+  return names;
+}
+
 /// A name as a part of a test's name, such as "frameRate".
 inline std::string asIdentifier(const std::string& name) {
   std::string result;

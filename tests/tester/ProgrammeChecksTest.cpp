@@ -148,7 +148,7 @@ TEST_F(ProgrammeChecks, AFileThatDoesNotOpenIsNotMeasured) {
   EXPECT_EQ(outcome.state, QAState::notMeasured);
   EXPECT_FALSE(outcome.opened);
   EXPECT_TRUE(outcome.reasonIsOfFile);
-  EXPECT_EQ(outcome.reason, "No such file or directory");
+  EXPECT_EQ(outcome.reason, "cannot be opened as a media file: No such file or directory");
 }
 
 TEST_F(ProgrammeChecks, AStopLeavesThemUnmeasured) {

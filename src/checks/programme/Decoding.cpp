@@ -225,7 +225,10 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
                     {"corruptPackets", corruptPackets_, ""},
                     {"truncated", truncated_, ""}};
   outcome.limits = {{.of = "errors", .max = static_cast<double>(allowed_), .unit = ""}};
-  outcome.broken = errors > allowed_ || truncated_;
+  // A stream of which nothing came has nothing that could be wrong.
+  const bool hasNoPicture = videoStream_ >= 0 && pictures_ == 0;
+  const bool hasNoSound = !audioStreams_.empty() && blocks_ == 0;
+  outcome.broken = errors > allowed_ || truncated_ || hasNoPicture || hasNoSound;
   for (QAEvent& event : outcome.events) {
     event.breaks = event.breaks && outcome.broken;
   }
@@ -233,7 +236,13 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
   if (!audioStreams_.empty()) {
     addWords(decoded, ", ", counted(static_cast<double>(blocks_), "block") + " of sound");
   }
-  if (errors == 0 && !truncated_) {
+  if (hasNoPicture || hasNoSound) {
+    outcome.summary = hasNoPicture ? "no frame could be decoded" : "no sound could be decoded";
+    QAEvent event;
+    event.startSeconds = 0.0;
+    event.what = outcome.summary;
+    outcome.events.insert(outcome.events.begin(), event);
+  } else if (errors == 0 && !truncated_) {
     outcome.summary = decoded + " decoded without an error";
   } else {
     outcome.summary = counted(static_cast<double>(errors), "error");

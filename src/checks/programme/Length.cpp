@@ -200,6 +200,12 @@ void LengthMeasurement::take(const ProgrammeBlock& block) {
 }
 
 void LengthMeasurement::describe(QACheckOutcome& outcome) const {
+  if (std::none_of(found_.begin(), found_.end(),
+                   [](const FoundStretch& stretch) { return stretch.lasts > 0.0; })) {
+    outcome.measured = false;
+    outcome.reason = "nothing could be decoded";
+    return;
+  }
   const LengthVerdict verdict = judgeLength(found_, declared_);
   const FoundStretch* pictures = hasPictures_ ? &found_.front() : nullptr;
   const auto lengthOf = [](const FoundStretch& stretch) {
