@@ -225,7 +225,7 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
                     {"corruptPackets", corruptPackets_, ""},
                     {"truncated", truncated_, ""}};
   outcome.limits = {{.of = "errors", .max = static_cast<double>(allowed_), .unit = ""}};
-  // A stream of which nothing came has nothing that could be wrong.
+  // Where nothing comes at all nobody need complain, and yet the file is no good.
   const bool hasNoPicture = videoStream_ >= 0 && pictures_ == 0;
   const bool hasNoSound = !audioStreams_.empty() && blocks_ == 0;
   outcome.broken = errors > allowed_ || truncated_ || hasNoPicture || hasNoSound;

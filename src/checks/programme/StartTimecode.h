@@ -48,7 +48,7 @@ class StartTimecodeMeasurement final : public ProgrammeMeasurement {
 
  private:
   std::string demanded_;
-  /// The file declares a drop-frame timecode at a rate that has none: it is not told.
+  /// The file declares a drop-frame timecode at a rate that has none, and is not given.
   bool isRefused_ = false;
   double framesPerSecond_ = 0.0;
   std::vector<DeclaredTimecode> declared_;
