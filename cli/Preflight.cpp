@@ -10,11 +10,11 @@
 
 namespace cli {
 
-namespace {
-
 std::string errorText(int error) {
   return std::generic_category().message(error);
 }
+
+namespace {
 
 /// Opens and closes `path`; returns why that failed, or an empty text.
 std::string probe(const std::string& path, int flags) {

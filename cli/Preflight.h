@@ -4,6 +4,9 @@
 
 namespace cli {
 
+/// What the system calls an error of errno.
+std::string errorText(int error);
+
 /// What is known of a path before anything is run on it.
 struct Preflight {
   /// Why the path is no readable media file; empty when nothing speaks against it.

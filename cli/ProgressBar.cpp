@@ -10,7 +10,7 @@ namespace {
 constexpr std::chrono::milliseconds kBetweenDraws{250};
 constexpr int kLongestBar = 40;
 constexpr int kShortestBar = 5;
-constexpr const char* kMargin = "  ";
+constexpr const char* kSpace = "  ";
 /// Columns beside the label and the bar: three margins, two brackets, the figure.
 constexpr int kTextAround = 3 * 2 + 2 + 5;
 constexpr const char* kStartOfEmptyLine = "\r\x1b[K";
@@ -47,9 +47,9 @@ void ProgressBar::draw(const std::string& label, int percent) {
   char figure[32];
   std::snprintf(figure, sizeof figure, "%3d %%", percent);
   std::string line = kStartOfEmptyLine;
-  line += kMargin;
+  line += kSpace;
   line += label;
-  line += kMargin;
+  line += kSpace;
   // The last column stays free: a line that fills it may wrap.
   const int taken = static_cast<int>(label.size()) + kTextAround;
   const int width = std::min(output_.columns() - 1 - taken, kLongestBar);
@@ -59,7 +59,7 @@ void ProgressBar::draw(const std::string& label, int percent) {
     line.append(static_cast<std::size_t>(filled), '#');
     line.append(static_cast<std::size_t>(width - filled), '.');
     line += "]";
-    line += kMargin;
+    line += kSpace;
   }
   output_.write(line + figure);
   drawn_ = true;

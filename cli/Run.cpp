@@ -36,11 +36,7 @@ namespace {
 constexpr std::size_t kMostRemarks = 20;
 constexpr const char* kVisualKey = "QATesterVisual";
 
-std::string errorText(int error) {
-  return std::generic_category().message(error);
-}
-
-std::string errorText(const std::exception_ptr& error) {
+std::string reasonOf(const std::exception_ptr& error) {
   try {
     std::rethrow_exception(error);
   } catch (const std::bad_alloc&) {
@@ -268,14 +264,14 @@ class Run {
       file.checks = tester.runChecks(names);
       file.facts = tester.fileFacts();
     } catch (const std::exception&) {
-      const std::string reason = errorText(std::current_exception());
+      const std::string reason = reasonOf(std::current_exception());
       trouble_ = true;
       complain(file.file + ": " + reason);
       addUnmeasured(file, reason);
     }
     for (const QACheckOutcome& outcome : file.checks) {
       if (outcome.error != nullptr) {
-        complain(file.file + ": " + outcome.name + ": " + errorText(outcome.error));
+        complain(file.file + ": " + outcome.name + ": " + reasonOf(outcome.error));
       }
     }
   }

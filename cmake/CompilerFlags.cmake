@@ -34,3 +34,16 @@ else()
   target_compile_options(qatester_flags INTERFACE
     $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 endif()
+
+# With QATESTER_BUNDLES the sources of a target are compiled in a few bundles, so that headers are
+# read and templates filled in a few times only. Without, each is compiled with just what it
+# includes; so is what is shipped.
+function(qatester_bundle target)
+  if(QATESTER_BUNDLES)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 7)
+  endif()
+endfunction()
+# Sources of the calling folder that use a name of another one's for a thing of their own.
+function(qatester_compile_alone)
+  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()

@@ -9,12 +9,12 @@ namespace qatester {
 
 namespace {
 
-constexpr int kBytesPerPixel = 3;
+constexpr int kBgrBytes = 3;
 /// Of a slice: what is converted of 1920 columns fits in a processor's first cache or its second.
 constexpr int kSliceRows = 16;
 
 std::size_t packedRowBytes(const AVFrame& picture) {
-  return static_cast<std::size_t>(picture.width) * kBytesPerPixel;
+  return static_cast<std::size_t>(picture.width) * kBgrBytes;
 }
 
 /// The stride of rows that the scaler's vector code may write past a picture's width in.

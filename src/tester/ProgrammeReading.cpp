@@ -18,8 +18,18 @@ class ProgrammeReading::Tally final : public ProgrammeConsumer {
   using ProgrammeConsumer::take;
   ProgrammeWants wants() const override { return wants_; }
 
+  void begin(const ProgrammeFacts& facts) override { counted_.stream = facts.videoStream; }
+
   void take(const ProgrammePicture& picture) override {
     ++pictures_;
+    const AVFrame& frame = *picture.frame;
+    if (pictures_ == 1) {
+      counted_.format = frame.format;
+      counted_.width = frame.width;
+      counted_.height = frame.height;
+    }
+    isClean_ = isClean_ && picture.damage == kNoDamage && frame.format == counted_.format &&
+               frame.width == counted_.width && frame.height == counted_.height;
     if (picture.seconds.has_value()) {
       first_ = std::min(first_.value_or(*picture.seconds), *picture.seconds);
       last_ = std::max(last_.value_or(*picture.seconds), *picture.seconds);
@@ -29,6 +39,18 @@ class ProgrammeReading::Tally final : public ProgrammeConsumer {
     if (block.sampleRate > 0) {
       sound_[block.stream] += static_cast<double>(block.samples) / block.sampleRate;
     }
+  }
+
+  /// Of the sound, too, as far as it is read: a file with faults is not counted on.
+  void take(const ProgrammeComplaint&) override { isClean_ = false; }
+
+  std::optional<CountedPictures> counted() const {
+    if (!isClean_ || pictures_ == 0) {
+      return std::nullopt;
+    }
+    CountedPictures all = counted_;
+    all.pictures = pictures_;
+    return all;
   }
 
   void count(QAFileFacts& facts, double framesPerSecond) const {
@@ -45,6 +67,8 @@ class ProgrammeReading::Tally final : public ProgrammeConsumer {
  private:
   ProgrammeWants wants_;
   int64_t pictures_ = 0;
+  CountedPictures counted_;
+  bool isClean_ = true;
   std::optional<double> first_;
   std::optional<double> last_;
   std::map<int, double> sound_;
@@ -160,6 +184,22 @@ void ProgrammeReading::finish(Steps& steps) {
     }
   }
   settleFacts();
+}
+
+std::optional<CountedPictures> ProgrammeReading::countPictures(Steps& steps) {
+  wait(steps);
+  if (tally_ == nullptr || error_ != nullptr || reader_->errorOf(*tally_) != nullptr ||
+      !end_.readCleanly || end_.stopped) {
+    return std::nullopt;
+  }
+  const std::optional<CountedPictures> counted = tally_->counted();
+  if (!counted || counted->stream < 0) {
+    return std::nullopt;
+  }
+  // Their packets may hold pictures that are not shown.
+  const std::string& codec = facts_.media.streams[static_cast<std::size_t>(counted->stream)].codec;
+  const bool hides = codec == "av1" || codec == "vp8" || codec == "vp9";
+  return hides ? std::nullopt : counted;
 }
 
 void ProgrammeReading::settleFacts() {

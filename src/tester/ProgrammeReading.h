@@ -33,6 +33,9 @@ class ProgrammeReading {
   /// Waits for the end of the reading and finishes the runs.
   void finish(Steps& steps);
 
+  /// Waits for the end of the reading. How many pictures there are, where that can be relied on.
+  std::optional<CountedPictures> countPictures(Steps& steps);
+
   const QAFileFacts& facts() const { return facts_; }
 
  private:

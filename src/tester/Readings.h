@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,19 @@
 #include "tester/VideoRun.h"
 
 namespace qatester {
+
+/// What another reading of the whole file has counted of the pictures of a stream: all of them came
+/// without a complaint, and have one format and one size.
+struct CountedPictures {
+  int stream = -1;  ///< index in the container
+  int64_t pictures = 0;
+  int format = -1;
+  int width = 0;
+  int height = 0;
+};
+
+/// Waits for that count; empty when it cannot be relied on.
+using CountPictures = std::function<std::optional<CountedPictures>()>;
 
 /// Runs the steps of checks that a reading feeds.
 class Steps {
@@ -24,8 +39,10 @@ class Steps {
 
 /// Reads a file once and feeds all of `runs`, which have begun: a check that needs the container
 /// alone answers first, then picture k is offered to every video check before packet k + 1 is
-/// decoded. Returns when the last run has ended. Audio runs are not for it.
-void readPictures(const CheckContext& context, const std::vector<CheckRun*>& runs, Steps& steps);
+/// decoded. Returns when the last run has ended. Audio runs are not for it. When no run is left but
+/// those that count the pictures, what `count` says may spare the rest of the file.
+void readPictures(const CheckContext& context, const std::vector<CheckRun*>& runs, Steps& steps,
+                  const CountPictures& count = nullptr);
 
 /// The same for audio runs that read the same streams: each block is decoded when the first of them
 /// asks for it, and kept until the last of them has had it. All of them ask for the streams in

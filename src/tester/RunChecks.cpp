@@ -148,7 +148,9 @@ class Group final : public Steps {
     }
     ProgrammeReading reading(context_, std::move(wholeFile));
     reading.start(*this);
+    count_ = [&] { return reading.countPictures(*this); };
     readForClassicChecks();
+    count_ = nullptr;
     reading.finish(*this);
     facts_ = reading.facts();
   }
@@ -161,7 +163,9 @@ class Group final : public Steps {
     }
     const auto first = std::find_if(members_.begin(), members_.end(),
                                     [](Member& member) { return member.run->needsFile(); });
-    const bool soundFirst = first != members_.end() && isOfSound(*first->run);
+    // Pictures may have to wait for a count.
+    const bool soundFirst =
+        count_ != nullptr || (first != members_.end() && isOfSound(*first->run));
     if (soundFirst) {
       readAllSound();
     }
@@ -197,7 +201,7 @@ class Group final : public Steps {
   void readAllPictures() {
     const std::vector<CheckRun*> runs = begunWhere(isOfPictures);
     if (!runs.empty()) {
-      readPictures(context_, runs, *this);
+      readPictures(context_, runs, *this, count_);
     }
   }
 
@@ -334,6 +338,7 @@ class Group final : public Steps {
   std::deque<Member>& members_;
   QAPasses passes_;
   QAFileFacts& facts_;
+  CountPictures count_;  ///< null: no other reading counts
   std::vector<QACheckOutcome> outcomes_;
   /// The first member whose outcome is not out.
   std::size_t turn_ = 0;

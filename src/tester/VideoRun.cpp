@@ -106,6 +106,13 @@ void VideoRun::boundTheBudget() {
   }
 }
 
+std::optional<int> VideoRun::leftToCount() const {
+  if (!profile_.countsOnly || phase_ != Phase::measuring || context_.displays.possible()) {
+    return std::nullopt;
+  }
+  return budget_ - index_;
+}
+
 bool VideoRun::wantsMore() {
   if (phase_ == Phase::slate) {
     if (!context_.stopped()) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "media/DecodedPicture.h"
 #include "tester/CheckRun.h"
 #include "tester/Taken.h"
@@ -32,6 +34,9 @@ struct VideoCheckProfile {
   bool discardsAudio = true;
   /// The listener hears of a missing video stream with a full stop, as the log does.
   bool messageEndsWithFullStop = true;
+  /// It only counts the pictures, unless they are displayed: to be converted is all that it asks of
+  /// one, and that goes by its format and size.
+  bool countsOnly = false;
   /// The number of frames that will be asked for.
   int (*bound)(int budget, float fps, double durationSeconds, int slateFrames) = boundBudget;
   /// Logged when there is no bounding the budget, which then stays as it is; null: what `bound`
@@ -70,6 +75,9 @@ class VideoRun : public CheckRun {
   /// Starts buffering unless the file is refused at once. The run has then ended, or wants pictures
   /// from the first one on.
   void open(OxWrap& wrap, Buffering& buffering);
+
+  /// How many pictures it would only count, from now on; empty where it looks at them.
+  std::optional<int> leftToCount() const;
 
   /// Whether another picture is wanted. A run that wants none is to be finished.
   bool wantsMore();

@@ -22,7 +22,8 @@ constexpr CheckProfile kProfile{.name = "decoding", .tag = "QADecoding"};
 constexpr double kMergeSeconds = 1.0;
 /// A capture that begins in the middle of a group of pictures is whole after so long.
 constexpr double kStartSeconds = 10.0;
-constexpr std::size_t kMostTroubles = 100000;
+constexpr std::size_t kMostSpans = 100000;
+constexpr SpanRule kSpans{.mergeSeconds = kMergeSeconds, .most = kMostSpans};
 /// With so many packets flagged in all and nothing missing their counters are wrong, not they.
 constexpr double kShareOfWrongCounters = 0.5;
 
@@ -110,34 +111,15 @@ void DecodingMeasurement::take(const ProgrammeComplaint& complaint) {
   if (stream != nullptr && !isFlag) {
     ++stream->complaints;
   }
-  const auto last = lastOf_.find(complaint.stream);
-  if (last != lastOf_.end()) {
-    Trouble& trouble = troubles_[last->second];
-    const bool close = !complaint.seconds.has_value() || !trouble.end.has_value() ||
-                       (*complaint.seconds <= *trouble.end + kMergeSeconds &&
-                        *complaint.seconds >= *trouble.start - kMergeSeconds);
-    if (close) {
-      ++trouble.count;
-      trouble.flagsOnly = trouble.flagsOnly && isFlag;
-      if (complaint.seconds.has_value()) {
-        trouble.start = std::min(trouble.start.value_or(*complaint.seconds), *complaint.seconds);
-        trouble.end = std::max(trouble.end.value_or(*complaint.seconds), *complaint.seconds);
-      }
-      return;
-    }
+  Complaints& all =
+      complaints_.try_emplace(complaint.stream, Complaints{Spans(kSpans), {}}).first->second;
+  const bool begins =
+      all.spans.add({.start = complaint.seconds, .end = complaint.seconds, .value = 1.0});
+  if (begins) {
+    all.words.push_back({.text = complaint.text,
+                         .beforeGood = stream != nullptr && !stream->firstGoodSeconds.has_value()});
   }
-  if (troubles_.size() >= kMostTroubles) {
-    ++troubles_.back().count;
-    return;
-  }
-  lastOf_[complaint.stream] = troubles_.size();
-  troubles_.push_back({.stream = complaint.stream,
-                       .start = complaint.seconds,
-                       .end = complaint.seconds,
-                       .count = 1,
-                       .text = complaint.text,
-                       .beforeGood = stream != nullptr && !stream->firstGoodSeconds.has_value(),
-                       .flagsOnly = isFlag});
+  all.words.back().flagsOnly = all.words.back().flagsOnly && isFlag;
 }
 
 void DecodingMeasurement::end(const ProgrammeEnd& end) {
@@ -147,35 +129,36 @@ void DecodingMeasurement::end(const ProgrammeEnd& end) {
 
 /// What a capture that begins in the middle of a group of pictures, or of a block of sound, makes a
 /// decoder say until its first whole picture or block.
-bool DecodingMeasurement::isAtStart(const Trouble& trouble) const {
-  const auto found = streams_.find(trouble.stream);
+bool DecodingMeasurement::isAtStart(int number, const Span& span, const Words& words) const {
+  const auto found = streams_.find(number);
   if (found == streams_.end()) {
     return false;
   }
   const Stream& stream = found->second;
-  if (!trouble.end.has_value()) {
-    return trouble.beforeGood && stream.firstGoodSeconds.has_value() && !stream.beginsWithKey;
+  if (!span.endSeconds.has_value()) {
+    return words.beforeGood && stream.firstGoodSeconds.has_value() && !stream.beginsWithKey;
   }
-  if (*trouble.end > kStartSeconds || !stream.firstGoodSeconds.has_value()) {
+  if (*span.endSeconds > kStartSeconds || !stream.firstGoodSeconds.has_value()) {
     return false;
   }
   if (stream.number >= 0) {
-    return *trouble.end < *stream.firstGoodSeconds;
+    return *span.endSeconds < *stream.firstGoodSeconds;
   }
   if (!stream.beginsWithKey) {
     // Some decoders show what they make of pictures whose references are missing.
-    return *trouble.end < std::max(*stream.firstGoodSeconds, stream.firstKeySeconds.value_or(0.0));
+    return *span.endSeconds <
+           std::max(*stream.firstGoodSeconds, stream.firstKeySeconds.value_or(0.0));
   }
   // Of an open group the pictures before its first one are shown before it.
-  return *trouble.end < *stream.firstGoodSeconds && stream.firstKeySeconds.has_value() &&
-         *trouble.end < *stream.firstKeySeconds;
+  return *span.endSeconds < *stream.firstGoodSeconds && stream.firstKeySeconds.has_value() &&
+         *span.endSeconds < *stream.firstKeySeconds;
 }
 
 /// Nearly every packet of the stream is flagged, and all of it decodes: a transport stream whose
 /// packets are counted wrongly.
-bool DecodingMeasurement::isOfCountersAlone(const Trouble& trouble) const {
-  const auto found = streams_.find(trouble.stream);
-  if (!trouble.flagsOnly || found == streams_.end()) {
+bool DecodingMeasurement::isOfCountersAlone(int number, const Words& words) const {
+  const auto found = streams_.find(number);
+  if (!words.flagsOnly || found == streams_.end()) {
     return false;
   }
   const Stream& stream = found->second;
@@ -188,38 +171,39 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
   int64_t errors = 0;
   int64_t atStart = 0;
   int64_t flagged = 0;
-  for (const Trouble& trouble : troubles_) {
-    const bool begins = isAtStart(trouble);
-    const bool counters = !begins && isOfCountersAlone(trouble);
-    if (begins) {
-      atStart += trouble.count;
-    } else if (counters) {
-      flagged += trouble.count;
-    } else {
-      errors += trouble.count;
-    }
-    QAEvent event;
-    event.startSeconds = trouble.start;
-    event.endSeconds = trouble.end;
-    event.value = static_cast<double>(trouble.count);
-    event.limit = allowed_;
-    event.unit = trouble.count == 1 ? "error" : "errors";
-    const auto stream = streams_.find(trouble.stream);
+  for (const auto& [number, all] : complaints_) {
+    const auto stream = streams_.find(number);
     const std::string name = stream != streams_.end() ? stream->second.name : "container";
-    event.what = begins ? name + ": begins in the middle of a group of pictures"
-                        : name + ": " + trouble.text;
-    if (begins && stream->second.number >= 0) {
-      event.what = name + ": begins in the middle of a block";
+    const bool isSound = stream != streams_.end() && stream->second.number >= 0;
+    for (std::size_t i = 0; i < all.words.size(); ++i) {
+      const Span& span = all.spans.begun()[i];
+      const bool begins = isAtStart(number, span, all.words[i]);
+      const bool counters = !begins && isOfCountersAlone(number, all.words[i]);
+      (begins ? atStart : counters ? flagged : errors) += span.count;
+      QAEvent event;
+      event.startSeconds = span.startSeconds;
+      event.endSeconds = span.endSeconds;
+      event.value = static_cast<double>(span.count);
+      event.limit = allowed_;
+      event.unit = span.count == 1 ? "error" : "errors";
+      event.what = name + ": " + all.words[i].text;
+      if (begins) {
+        event.what =
+            name + ": begins in the middle of a " + (isSound ? "block" : "group of pictures");
+      } else if (counters) {
+        event.what = name + ": packets are counted wrongly";
+      }
+      event.breaks = !begins && !counters;
+      if (isSound) {
+        event.stream = stream->second.number;
+      }
+      outcome.events.push_back(std::move(event));
     }
-    if (counters) {
-      event.what = name + ": packets are counted wrongly";
-    }
-    event.breaks = !begins && !counters;
-    if (stream != streams_.end() && stream->second.number >= 0) {
-      event.stream = stream->second.number;
-    }
-    outcome.events.push_back(std::move(event));
   }
+  std::stable_sort(outcome.events.begin(), outcome.events.end(),
+                   [](const QAEvent& one, const QAEvent& other) {
+                     return one.startSeconds.value_or(0.0) < other.startSeconds.value_or(0.0);
+                   });
   outcome.values = {{"errors", errors, ""},
                     {"corruptPictures", corruptPictures_, "frames"},
                     {"corruptPackets", corruptPackets_, ""},

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tester/ProgrammeRun.h"
+#include "tester/Spans.h"
 
 namespace qatester {
 
@@ -42,21 +43,22 @@ class DecodingMeasurement final : public ProgrammeMeasurement {
     int64_t damaged = 0;     ///< pictures or blocks, not by their packet alone
     int64_t complaints = 0;  ///< of its decoder
   };
-  /// Complaints that come close together.
-  struct Trouble {
-    int stream = -1;
-    std::optional<double> start;
-    std::optional<double> end;
-    int64_t count = 0;
+  /// What a span of complaints is known by.
+  struct Words {
     std::string text;  ///< of the first
     /// Before the first good picture or block of the stream.
     bool beforeGood = false;
     /// Packets that the demultiplexer flags, or what came of them, and nothing else.
     bool flagsOnly = true;
   };
+  /// Complaints of one stream: those that come close together are one span.
+  struct Complaints {
+    Spans spans;
+    std::vector<Words> words;  ///< of each span
+  };
 
-  bool isAtStart(const Trouble& trouble) const;
-  bool isOfCountersAlone(const Trouble& trouble) const;
+  bool isAtStart(int stream, const Span& span, const Words& words) const;
+  bool isOfCountersAlone(int stream, const Words& words) const;
   Stream* find(int stream);
 
   int allowed_;
@@ -68,8 +70,7 @@ class DecodingMeasurement final : public ProgrammeMeasurement {
   int64_t corruptPictures_ = 0;
   int64_t corruptPackets_ = 0;
   bool truncated_ = false;
-  std::vector<Trouble> troubles_;
-  std::map<int, std::size_t> lastOf_;  ///< the last trouble of each stream
+  std::map<int, Complaints> complaints_;  ///< by the index in the container; -1: the container's
   ProgrammeEnd end_;
 };
 

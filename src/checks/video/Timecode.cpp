@@ -20,6 +20,7 @@ constexpr VideoCheckProfile kProfile{
               .stopTag = "QATransition",  // clients look for the line in these words
               .complete = nullptr},
     .skipsSlate = false,
+    .countsOnly = true,
     .bound = framesButLastSecond,
 };
 
