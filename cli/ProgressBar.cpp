@@ -15,6 +15,19 @@ constexpr const char* kSpace = "  ";
 constexpr int kTextAround = 3 * 2 + 2 + 5;
 constexpr const char* kStartOfEmptyLine = "\r\x1b[K";
 
+/// Such as "0:07" or "1:02:07".
+std::string clockText(double seconds) {
+  const auto whole = static_cast<long long>(std::clamp(seconds, 0.0, 1e9));
+  char text[48];
+  if (whole >= 3600) {
+    std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60,
+                  whole % 60);
+  } else {
+    std::snprintf(text, sizeof text, "%lld:%02lld", whole / 60, whole % 60);
+  }
+  return text;
+}
+
 }  // namespace
 
 ProgressBar::ProgressBar(Output& output, bool on) : output_(output), on_(on && output.canDraw()) {}
@@ -23,11 +36,11 @@ ProgressBar::~ProgressBar() {
   clear();
 }
 
-void ProgressBar::update(const std::string& label, int percent) {
+void ProgressBar::update(const std::string& label, int percent, std::optional<double> secondsLeft) {
   const auto now = std::chrono::steady_clock::now();
   if (on_ && now >= nextDraw_) {
     nextDraw_ = now + kBetweenDraws;
-    draw(label, percent);
+    draw(label, percent, secondsLeft);
   }
 }
 
@@ -43,15 +56,16 @@ void ProgressBar::switchOff() {
   on_ = false;
 }
 
-void ProgressBar::draw(const std::string& label, int percent) {
+void ProgressBar::draw(const std::string& label, int percent, std::optional<double> secondsLeft) {
   char figure[32];
   std::snprintf(figure, sizeof figure, "%3d %%", percent);
+  const std::string left = secondsLeft ? kSpace + clockText(*secondsLeft) + " left" : std::string();
   std::string line = kStartOfEmptyLine;
   line += kSpace;
   line += label;
   line += kSpace;
   // The last column stays free: a line that fills it may wrap.
-  const int taken = static_cast<int>(label.size()) + kTextAround;
+  const int taken = static_cast<int>(label.size() + left.size()) + kTextAround;
   const int width = std::min(output_.columns() - 1 - taken, kLongestBar);
   if (width >= kShortestBar) {
     const int filled = std::clamp(percent, 0, 100) * width / 100;
@@ -61,7 +75,7 @@ void ProgressBar::draw(const std::string& label, int percent) {
     line += "]";
     line += kSpace;
   }
-  output_.write(line + figure);
+  output_.write(line + figure + left);
   drawn_ = true;
 }
 

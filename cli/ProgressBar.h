@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "Output.h"
@@ -17,7 +18,7 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
-  void update(const std::string& label, int percent);
+  void update(const std::string& label, int percent, std::optional<double> secondsLeft);
 
   /// Wipes the line, so that others can write. The next update draws it again.
   void clear();
@@ -26,7 +27,7 @@ class ProgressBar {
   void switchOff();
 
  private:
-  void draw(const std::string& label, int percent);
+  void draw(const std::string& label, int percent, std::optional<double> secondsLeft);
 
   Output& output_;
   bool on_;

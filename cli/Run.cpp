@@ -256,7 +256,7 @@ class Run {
       }
     };
     if (file.error.empty()) {
-      bar_.update(progressLabel(names.front()), 0);
+      bar_.update(progressLabel(names.front()), 0, {});
     }
     try {
       QATester tester(file.file.c_str(), nullptr, options_.settings.c_str(), options_.log.c_str(),
@@ -322,7 +322,7 @@ class Run {
     options.stop = interrupt_.token();
     options.console = [this](const std::string& line) { takeLogLine(line); };
     options.progress = [this](const QAProgress& progress) {
-      bar_.update(progressLabel(progress.check), progress.wholePercent);
+      bar_.update(progressLabel(progress.check), progress.wholePercent, progress.secondsLeft);
     };
     options.trouble = [this](const QATrouble& trouble) { takeTrouble(trouble); };
     return options;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <utility>
@@ -34,6 +35,8 @@ struct QAProgress {
   int percent = 0;
   /// Of all checks of the run, 0 to 100.
   int wholePercent = 0;
+  /// Of all of it, as far as can be told from what was done so far.
+  std::optional<double> secondsLeft = {};
 };
 
 /// Something that went wrong beside the checks, in words.

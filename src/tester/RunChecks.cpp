@@ -13,6 +13,7 @@
 #include "tester/ProgrammeReading.h"
 #include "tester/QATester.h"
 #include "tester/Readings.h"
+#include "tester/TimeLeft.h"
 
 namespace qatester {
 
@@ -21,7 +22,7 @@ namespace {
 /// How much of the time of a run of checks reading the pictures takes, where sound is read as well:
 /// enough for a figure to look at. And what reading the whole file takes beside that.
 constexpr double kPicturesShare = 0.9;
-constexpr double kProgrammeShare = 0.8;
+constexpr double kProgrammeShare = 0.95;
 
 /// Of a text this short no memory is asked for.
 constexpr const char* kOutOfMemory = "out of memory";
@@ -278,9 +279,9 @@ class Group final : public Steps {
     }
   }
 
-  /// Of all checks, in percent. In one pass pictures are read until the last check has what it
+  /// Of all checks, 0 to 1. In one pass pictures are read until the last check has what it
   /// wants.
-  int wholePercent() {
+  double wholeShare() {
     double least = 1.0;
     double pictures = 0.0;
     double sound = 0.0;
@@ -291,7 +292,10 @@ class Group final : public Steps {
     for (const Member& member : members_) {
       const double share = member.run->share();
       if (isOfPictures(*member.run)) {
-        least = std::min(least, share);
+        // What only counts waits for the reading of the whole file.
+        const VideoRun* video = member.run->asVideo();
+        const bool waits = count_ != nullptr && video != nullptr && video->leftToCount();
+        least = waits ? least : std::min(least, share);
         pictures += share;
         ++ofPictures;
       } else if (isOfSound(*member.run)) {
@@ -313,7 +317,7 @@ class Group final : public Steps {
     if (ofProgramme > 0) {
       done = classic == 0 ? whole : kProgrammeShare * whole + (1.0 - kProgrammeShare) * done;
     }
-    return static_cast<int>(100.0 * done);
+    return done;
   }
 
   void tellProgress(const CheckRun& run) {
@@ -326,11 +330,14 @@ class Group final : public Steps {
     const int percent = run.hasEnded()             ? 100
                         : outcome.progress.empty() ? 0
                                                    : outcome.progress.back();
-    const int whole = wholePercent();
+    const double share = wholeShare();
+    const int whole = static_cast<int>(100.0 * share);
     if (percent != member.percentTold || whole != wholeTold_) {
       member.percentTold = percent;
       wholeTold_ = whole;
-      context_.options.progress({outcome.name, percent, whole});
+      const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin_;
+      context_.options.progress(
+          {outcome.name, percent, whole, secondsLeft(elapsed.count(), share)});
     }
   }
 
@@ -343,6 +350,7 @@ class Group final : public Steps {
   /// The first member whose outcome is not out.
   std::size_t turn_ = 0;
   int wholeTold_ = 0;
+  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace
