@@ -16,7 +16,7 @@ constexpr int kTextAround = 3 * 2 + 2 + 5;
 constexpr const char* kStartOfEmptyLine = "\r\x1b[K";
 
 /// Such as "0:07" or "1:02:07".
-std::string clockText(double seconds) {
+std::string timeText(double seconds) {
   const auto whole = static_cast<long long>(std::clamp(seconds, 0.0, 1e9));
   char text[48];
   if (whole >= 3600) {
@@ -59,7 +59,7 @@ void ProgressBar::switchOff() {
 void ProgressBar::draw(const std::string& label, int percent, std::optional<double> secondsLeft) {
   char figure[32];
   std::snprintf(figure, sizeof figure, "%3d %%", percent);
-  const std::string left = secondsLeft ? kSpace + clockText(*secondsLeft) + " left" : std::string();
+  const std::string left = secondsLeft ? kSpace + timeText(*secondsLeft) + " left" : std::string();
   std::string line = kStartOfEmptyLine;
   line += kSpace;
   line += label;

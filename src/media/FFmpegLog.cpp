@@ -69,6 +69,12 @@ LogLines* findCollector(const void* context, int64_t* packet) {
   return nullptr;
 }
 
+/// FFmpeg says these once in the life of a process: which file hears of it would depend on those
+/// before. (DNxHD: a flag that changes nothing of a picture.)
+bool isSaidOnce(const char* text) {
+  return std::string_view(text).starts_with("ACT flag set");
+}
+
 void logLine(void* context, int level, const char* format, va_list arguments) {
   const int severity = level >= 0 ? level & 0xff : level;
   if (severity <= AV_LOG_ERROR) {
@@ -77,7 +83,7 @@ void logLine(void* context, int level, const char* format, va_list arguments) {
     LogLines* collector = findCollector(context, &packet);
     if (collector != nullptr) {
       char text[1024];
-      if (std::vsnprintf(text, sizeof text, format, arguments) >= 0) {
+      if (std::vsnprintf(text, sizeof text, format, arguments) >= 0 && !isSaidOnce(text)) {
         collector->add(packet, text);
       }
       return;

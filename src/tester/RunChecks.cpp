@@ -289,12 +289,16 @@ class Group final : public Steps {
     int ofPictures = 0;
     int ofSound = 0;
     int ofProgramme = 0;
+    const bool anyOfProgramme =
+        passes_ == QAPasses::one &&
+        std::any_of(members_.begin(), members_.end(),
+                    [](const Member& member) { return isOfProgramme(*member.run); });
     for (const Member& member : members_) {
       const double share = member.run->share();
       if (isOfPictures(*member.run)) {
         // What only counts waits for the reading of the whole file.
         const VideoRun* video = member.run->asVideo();
-        const bool waits = count_ != nullptr && video != nullptr && video->leftToCount();
+        const bool waits = anyOfProgramme && video != nullptr && video->onlyCounts();
         least = waits ? least : std::min(least, share);
         pictures += share;
         ++ofPictures;

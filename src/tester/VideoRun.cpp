@@ -106,8 +106,12 @@ void VideoRun::boundTheBudget() {
   }
 }
 
+bool VideoRun::onlyCounts() const {
+  return profile_.countsOnly && !context_.displays.possible();
+}
+
 std::optional<int> VideoRun::leftToCount() const {
-  if (!profile_.countsOnly || phase_ != Phase::measuring || context_.displays.possible()) {
+  if (!onlyCounts() || phase_ != Phase::measuring) {
     return std::nullopt;
   }
   return budget_ - index_;

@@ -76,6 +76,9 @@ class VideoRun : public CheckRun {
   /// from the first one on.
   void open(OxWrap& wrap, Buffering& buffering);
 
+  /// It looks at no picture: neither measures it nor displays it.
+  bool onlyCounts() const;
+
   /// How many pictures it would only count, from now on; empty where it looks at them.
   std::optional<int> leftToCount() const;
 

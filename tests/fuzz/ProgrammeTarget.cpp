@@ -1,5 +1,5 @@
-// A media file of any bytes, but for the last one, read as a whole: with threads and without, with a
-// stop in the middle, and with a consumer that throws.
+// A media file of any bytes, but for the last one, read as a whole: with threads and without, with
+// a stop in the middle, and with a consumer that throws.
 
 #include <algorithm>
 #include <cstdint>
