@@ -5,6 +5,7 @@
 #include <iterator>
 #include <mutex>
 #include <new>
+#include <string_view>
 #include <utility>
 
 extern "C" {
