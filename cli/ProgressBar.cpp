@@ -15,7 +15,8 @@ constexpr const char* kSpace = "  ";
 constexpr int kTextAround = 3 * 2 + 2 + 5;
 constexpr const char* kStartOfEmptyLine = "\r\x1b[K";
 
-/// Such as "0:07" or "1:02:07".
+}  // namespace
+
 std::string timeText(double seconds) {
   const auto whole = static_cast<long long>(std::clamp(seconds, 0.0, 1e9));
   char text[48];
@@ -27,8 +28,6 @@ std::string timeText(double seconds) {
   }
   return text;
 }
-
-}  // namespace
 
 ProgressBar::ProgressBar(Output& output, bool on) : output_(output), on_(on && output.canDraw()) {}
 

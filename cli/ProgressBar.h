@@ -8,6 +8,9 @@
 
 namespace cli {
 
+/// A time in hours, minutes and seconds, such as "0:07" or "1:02:07".
+std::string timeText(double seconds);
+
 /// One line at the foot of a terminal that shows how far a run is, redrawn in place a few times a
 /// second at most. Draws nothing when it is off or the output is no terminal.
 class ProgressBar {

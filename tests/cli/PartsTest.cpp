@@ -8,6 +8,7 @@
 #include "Facts.h"
 #include "Lists.h"
 #include "Output.h"
+#include "ProgressBar.h"
 #include "Report.h"
 #include "Table.h"
 
@@ -550,6 +551,13 @@ TEST(DefaultText, OfAnEmptyDefaultIsTheNearestToZero) {
 
 TEST(Printable, KeepsTextAndReplacesControls) {
   EXPECT_EQ(printable("caf\xc3\xa9 1\t2\n3\x7f"), "caf\xc3\xa9 1?2?3?");
+}
+
+TEST(TimeText, HasHoursOnlyWhereThereAreSome) {
+  EXPECT_EQ(timeText(7.9), "0:07");
+  EXPECT_EQ(timeText(67.0), "1:07");
+  EXPECT_EQ(timeText(3600.0 + 2 * 60.0 + 7.0), "1:02:07");
+  EXPECT_EQ(timeText(-1.0), "0:00");
 }
 
 }  // namespace
