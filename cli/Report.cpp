@@ -123,6 +123,7 @@ Json eventJson(const QAEvent& event) {
   json["breaks"] = event.breaks;
   addNumber(json, "stream", event.stream);
   addNumber(json, "channel", event.channel);
+  addText(json, "channelName", event.channelName);
   return json;
 }
 

@@ -203,7 +203,8 @@ std::string placeOf(const std::string& timecode, const std::optional<double>& se
   return clockText(*seconds, kMilliseconds);
 }
 
-std::string eventLine(const QAEvent& event) {
+/// `names`: its words do not say where it is.
+std::string eventLine(const QAEvent& event, bool names) {
   std::string line = placeOf(event.startTimecode, event.startSeconds);
   const std::string end = placeOf(event.endTimecode, event.endSeconds);
   line = joined(line, " to ", end == line ? "" : end);
@@ -215,10 +216,10 @@ std::string eventLine(const QAEvent& event) {
   if (event.limit) {
     line = joined(line, " ", "(limit " + figure(*event.limit) + unit + ")");
   }
-  if (event.stream) {
+  if (names && event.stream) {
     line = joined(line, kMargin, "stream " + std::to_string(*event.stream));
   }
-  if (event.channel) {
+  if (names && event.channel) {
     line = joined(line, " ", "ch " + std::to_string(*event.channel));
   }
   return line;
@@ -363,9 +364,11 @@ std::string tableLine(const QACheckOutcome& outcome, std::size_t nameWidth,
 std::vector<std::string> eventLines(const QACheckOutcome& outcome) {
   std::vector<std::string> lines;
   int64_t breaking = 0;
+  const QACheck* check = findCheck(outcome.name);
+  const bool namesStreams = check == nullptr || check->family == QAFamily::classic;
   for (const QAEvent& event : outcome.events) {
     if (event.breaks && hasPlace(event) && ++breaking <= kMostEvents) {
-      lines.push_back(printable(eventLine(event)));
+      lines.push_back(printable(eventLine(event, namesStreams)));
     }
   }
   if (breaking > kMostEvents) {

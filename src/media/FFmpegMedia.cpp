@@ -150,6 +150,20 @@ std::string layoutName(const AVChannelLayout& layout) {
   return av_channel_layout_describe(&layout, name, sizeof name) > 0 ? name : "";
 }
 
+std::vector<std::string> namesOfChannels(const AVChannelLayout& layout) {
+  std::vector<std::string> names;
+  if (layout.order == AV_CHANNEL_ORDER_UNSPEC) {
+    return names;
+  }
+  for (int i = 0; i < layout.nb_channels; ++i) {
+    const AVChannel channel =
+        av_channel_layout_channel_from_index(&layout, static_cast<unsigned>(i));
+    char name[32] = {};
+    names.emplace_back(av_channel_name(name, sizeof name, channel) > 0 ? name : "");
+  }
+  return names;
+}
+
 QAAudioFacts audioFactsOf(const AVCodecParameters& coded) {
   QAAudioFacts facts;
   facts.sampleRate = coded.sample_rate;
@@ -158,6 +172,7 @@ QAAudioFacts audioFactsOf(const AVCodecParameters& coded) {
       coded.ch_layout.order != AV_CHANNEL_ORDER_UNSPEC && coded.ch_layout.nb_channels > 0;
   if (facts.layoutDeclared) {
     facts.layout = layoutName(coded.ch_layout);
+    facts.channelNames = namesOfChannels(coded.ch_layout);
   } else if (facts.channels > 0) {
     AVChannelLayout usual{};
     av_channel_layout_default(&usual, facts.channels);
@@ -249,6 +264,15 @@ int64_t filePosition(const AVFormatContext* container) {
   return container->pb != nullptr ? std::max<int64_t>(avio_tell(container->pb), 0) : 0;
 }
 
+std::shared_ptr<const SoundLayout> layoutOf(const AVFrame& block) {
+  return std::make_shared<const SoundLayout>(
+      SoundLayout{block.ch_layout.nb_channels, namesOfChannels(block.ch_layout)});
+}
+
+bool hasSameLayout(const AVFrame& block, const AVFrame& other) {
+  return av_channel_layout_compare(&block.ch_layout, &other.ch_layout) == 0;
+}
+
 ProgrammeFacts readProgrammeFacts(AVFormatContext* container) {
   ProgrammeFacts facts;
   facts.media.container = container->iformat->name;
@@ -269,6 +293,9 @@ ProgrammeFacts readProgrammeFacts(AVFormatContext* container) {
     timing.baseRate = toRatio(stream->r_frame_rate);
     timing.declaredFrames = std::max<int64_t>(stream->nb_frames, 0);
     timing.hasTimes = !isRaw(*container->iformat);
+    const AVCodecDescriptor* codec = avcodec_descriptor_get(stream->codecpar->codec_id);
+    timing.lossless = codec != nullptr && (codec->props & AV_CODEC_PROP_LOSSLESS) != 0 &&
+                      (codec->props & AV_CODEC_PROP_LOSSY) == 0;
     facts.streams.push_back(timing);
     const std::string& kind = facts.media.streams.back().kind;
     if (kind == "video" && facts.videoStream < 0) {

@@ -35,6 +35,8 @@ struct ProgrammeStream {
   bool decoded = false;
   /// The container carries time stamps of its own: raw streams do not.
   bool hasTimes = true;
+  /// The codec gives back what was put in, bit by bit.
+  bool lossless = false;
 };
 
 /// A timecode that the file declares, and where.
@@ -83,6 +85,13 @@ struct ProgrammePicture {
   std::optional<int64_t> gopTimecode;
 };
 
+/// The channels of a block of sound.
+struct SoundLayout {
+  int channels = 0;
+  /// Where each of them belongs, in FFmpeg's words, such as "FL"; empty where it is not known.
+  std::vector<std::string> names;
+};
+
 /// A block of sound as decoded, trimmed as the stream says.
 struct ProgrammeBlock {
   int stream = 0;  ///< counted from 0 among the audio streams
@@ -91,6 +100,8 @@ struct ProgrammeBlock {
   int samples = 0;                ///< of each channel
   int sampleRate = 0;             ///< Hz
   std::optional<double> seconds;  ///< of its first sample; empty: it has no time stamp
+  /// The same object for all blocks until it changes.
+  std::shared_ptr<const SoundLayout> layout;
   unsigned damage = kNoDamage;
 };
 

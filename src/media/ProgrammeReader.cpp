@@ -427,11 +427,18 @@ class SoundReading : public StreamReading {
     samples_ += block.samples;
     block.damage = judge(*frame, block.seconds);
     block.frame = std::move(frame);
+    if (layout_ == nullptr || !ffmpeg::hasSameLayout(*block.frame, *last_)) {
+      layout_ = ffmpeg::layoutOf(*block.frame);
+      last_ = block.frame;
+    }
+    block.layout = layout_;
     audience().give(block);
   }
 
   int audioStream_;
   int64_t samples_ = 0;
+  std::shared_ptr<const SoundLayout> layout_;
+  std::shared_ptr<const AVFrame> last_;  ///< the first block that has it
 };
 
 }  // namespace

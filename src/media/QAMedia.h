@@ -38,6 +38,9 @@ struct QAAudioFacts {
   /// declared.
   std::string layout = {};
   bool layoutDeclared = false;
+  /// Where each channel belongs, in FFmpeg's words, such as "FL"; empty where no layout is
+  /// declared.
+  std::vector<std::string> channelNames = {};
   int bits = 0;                   ///< of a sample as coded; 0 when the codec has none
   std::string sampleFormat = {};  ///< as decoded, in FFmpeg's words
 };

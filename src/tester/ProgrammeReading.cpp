@@ -120,7 +120,7 @@ void ProgrammeReading::start(Steps& steps) {
     wants.pictures = wants.pictures || its.pictures;
     wants.sound = wants.sound || its.sound;
     wants.packets = wants.packets || its.packets;
-    reader_->add(run->consumer());
+    seat(run->consumer());
   }
   if (!wants.pictures && !wants.sound && !wants.packets) {
     // What the container says is known.
@@ -137,6 +137,30 @@ void ProgrammeReading::start(Steps& steps) {
   } catch (const std::system_error&) {
     read();  // no thread can be had
   }
+}
+
+/// Adds the measurement to the reader, or to what takes from the reader for it.
+void ProgrammeReading::seat(ProgrammeMeasurement& measurement) {
+  const MakeShared make = measurement.sharedBy();
+  if (make == nullptr) {
+    reader_->add(measurement);
+    return;
+  }
+  auto found = shared_.find(make);
+  if (found == shared_.end()) {
+    found = shared_.emplace(make, make(context_)).first;
+    reader_->add(*found->second);
+  }
+  found->second->add(measurement);
+}
+
+std::exception_ptr ProgrammeReading::errorOf(const ProgrammeMeasurement& measurement) const {
+  const auto found = shared_.find(measurement.sharedBy());
+  if (found == shared_.end()) {
+    return reader_->errorOf(measurement);
+  }
+  const std::exception_ptr own = found->second->errorOf(measurement);
+  return own != nullptr ? own : reader_->errorOf(*found->second);
 }
 
 void ProgrammeReading::read() noexcept {
@@ -173,8 +197,7 @@ void ProgrammeReading::finish(Steps& steps) {
   }
   for (ProgrammeRun* run : runs_) {
     steps.take(*run, [&] {
-      const std::exception_ptr own = reader_->errorOf(run->consumer());
-      if (const std::exception_ptr error = error_ != nullptr ? error_ : own) {
+      if (const std::exception_ptr error = error_ != nullptr ? error_ : errorOf(run->consumer())) {
         std::rethrow_exception(error);
       }
       run->finish(end_);

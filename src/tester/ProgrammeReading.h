@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <exception>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -41,6 +42,8 @@ class ProgrammeReading {
  private:
   class Tally;
 
+  void seat(ProgrammeMeasurement& measurement);
+  std::exception_ptr errorOf(const ProgrammeMeasurement& measurement) const;
   void read() noexcept;
   void wait(Steps& steps);
   void settleFacts();
@@ -48,6 +51,7 @@ class ProgrammeReading {
   const CheckContext& context_;
   std::vector<ProgrammeRun*> runs_;
   std::stop_source stop_;
+  std::map<MakeShared, std::unique_ptr<SharedConsumer>> shared_;  ///< outlive the reader
   std::optional<ProgrammeReader> reader_;
   std::unique_ptr<Tally> tally_;
   QAFileFacts facts_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "tester/TimecodeClock.h"
 
@@ -53,6 +54,10 @@ void ProgrammeRun::finish(const ProgrammeEnd& end) {
   outcome_.measured = !end.stopped;
   if (end.stopped) {
     outcome_.reason = "stopped before the end of the file";
+  } else if (std::string why = measurement_.whyNothing(); !why.empty()) {
+    outcome_.measured = false;
+    outcome_.subjectAbsent = measurement_.foundNoSubject();
+    outcome_.reason = std::move(why);
   }
   log(check_.complete);
   CheckRun::end();

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
+#include <memory>
 #include <string>
 
 #include "media/Programme.h"
@@ -8,9 +10,34 @@
 
 namespace qatester {
 
+class ProgrammeMeasurement;
+
+/// Does for several measurements what all of them need of the same pictures or blocks, and hands it
+/// to them. What a measurement throws ends that one alone.
+class SharedConsumer : public ProgrammeConsumer {
+ public:
+  /// Before the reading; the measurement is of the kind that the consumer is for, and outlives it.
+  virtual void add(ProgrammeMeasurement& measurement) = 0;
+
+  /// What ended a measurement early; null when nothing did. After the reading.
+  virtual std::exception_ptr errorOf(const ProgrammeMeasurement& measurement) const = 0;
+};
+
+/// Makes it for a reading.
+using MakeShared = std::unique_ptr<SharedConsumer> (*)(const CheckContext& context);
+
 /// What a programme check measures, and what its numbers come to.
 class ProgrammeMeasurement : public ProgrammeConsumer {
  public:
+  /// Who takes from the reading for it; null: it does so itself. Measurements with the same maker
+  /// share one.
+  virtual MakeShared sharedBy() const { return nullptr; }
+
+  /// Why there is no result although the file was read to its end, in words; empty: there is one.
+  virtual std::string whyNothing() const { return ""; }
+  /// What it looks at has turned out not to be there, so that nothing is missing without a result.
+  virtual bool foundNoSubject() const { return false; }
+
   /// Whether the file has what the check looks at; `reason` says so in words where it has not.
   /// Asked once, before `begin`.
   virtual bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const = 0;
@@ -36,7 +63,7 @@ class ProgrammeRun : public CheckRun {
   /// The file is open. The run ends at once when what it looks at is not there.
   void open(const ProgrammeFacts& facts);
 
-  ProgrammeConsumer& consumer() { return measurement_; }
+  ProgrammeMeasurement& consumer() { return measurement_; }
 
   /// The reading has ended.
   void finish(const ProgrammeEnd& end);

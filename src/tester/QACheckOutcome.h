@@ -94,6 +94,9 @@ struct QAEvent {
   /// Counted from 0 among the audio streams, and among the channels of that stream.
   std::optional<int> stream = {};
   std::optional<int> channel = {};
+  /// "L", "R", "C", "LFE", "Ls", "Rs" or the number of the track, from 1; empty where it is not of
+  /// one channel.
+  std::string channelName = {};
 };
 
 /// How a check went: all that a report says of it.

@@ -36,6 +36,9 @@ constexpr QASetting kSettings[] = {
      "log lines in the log file: above 0 on"},
     {"EventsPerCheck", "1000", Kind::whole, 1, 1000000, "",
      "events of a programme check that are kept, the worst of them"},
+    {"Programmes", "", Kind::text, 0, 0, "",
+     "audio streams that belong together, counted from 1: 1+2; 3+4; 5-10:5.1; 11. Empty: as the "
+     "file declares, otherwise tracks in pairs"},
 };
 constexpr const QASetting& kSlateSeconds = kSettings[0];
 constexpr const QASetting& kVisual = kSettings[1];
@@ -50,8 +53,7 @@ std::vector<std::pair<std::string, std::string>> entriesOf(std::istream& text) {
   std::vector<std::pair<std::string, std::string>> entries;
   for (std::string line; std::getline(text, line);) {
     const std::size_t middle = line.find('=');
-    if (!line.empty() && line[0] != '#' && middle != std::string::npos &&
-        line.find('=', middle + 1) == std::string::npos) {
+    if (!line.empty() && line[0] != '#' && middle != std::string::npos) {
       entries.emplace_back(line.substr(0, middle), line.substr(middle + 1));
     }
   }

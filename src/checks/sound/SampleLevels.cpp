@@ -1,0 +1,129 @@
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "checks/CheckList.h"
+#include "checks/sound/SoundMeasurement.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
+
+namespace qatester {
+
+namespace {
+
+constexpr QASetting kSettings[] = {
+    {"DcOffset", "0.5", QASetting::Kind::real, 0.0, 100.0, "%",
+     "mean of a channel, of full scale, from which on it is off zero"},
+};
+
+constexpr CheckProfile kProfile{.name = "sample-levels", .tag = "QASampleLevels"};
+
+/// The mean of a shorter programme says nothing.
+constexpr double kLeastSeconds = 10.0;
+constexpr double kPercent = 100.0;
+
+class SampleLevelsMeasurement final : public SoundMeasurement {
+ public:
+  explicit SampleLevelsMeasurement(double offset) : offset_(offset) {}
+
+  using SoundMeasurement::take;
+  void take(const SoundCell& cell) override {
+    for (std::size_t i = 0; i < cell.channels.size(); ++i) {
+      const ChannelCell& its = cell.channels[i];
+      Channel& channel = channels_.at(cell.programme, i).value;
+      channel.samples += cell.samples;
+      channel.sum += its.sum;
+      channel.squares += its.squares;
+      if (its.peak() > channel.peak) {
+        channel.peak = its.peak();
+        channel.seconds = cell.startSeconds();
+      }
+    }
+  }
+
+  void describe(QACheckOutcome& outcome) const override {
+    std::vector<QAValues> rows;
+    double peak = 0.0;
+    double loudest = 0.0;
+    double furthest = 0.0;
+    for (const auto& entry : channels_.entries()) {
+      const Channel& channel = entry.value;
+      const double samples = static_cast<double>(std::max<int64_t>(channel.samples, 1));
+      const double rms = std::sqrt(channel.squares / samples);
+      const double mean = kPercent * channel.sum / samples;
+      peak = std::max(peak, static_cast<double>(channel.peak));
+      loudest = std::max(loudest, rms);
+      furthest = std::abs(mean) > std::abs(furthest) ? mean : furthest;
+      rows.push_back({{"stream", static_cast<int64_t>(entry.channel.stream), ""},
+                      {"channel", entry.channel.name, ""},
+                      decibels("peakDbfs", static_cast<double>(channel.peak)),
+                      {"peakSeconds", channel.seconds, "s"},
+                      decibels("rmsDbfs", rms),
+                      {"dcPercent", mean, "%"}});
+      const SoundEnd& end = ends()[entry.programme];
+      if (end.endSeconds - end.startSeconds >= kLeastSeconds && std::abs(mean) >= offset_) {
+        QAEvent event = eventAt(entry.channel, end.startSeconds, end.endSeconds);
+        event.value = mean;
+        event.limit = mean < 0.0 ? -offset_ : offset_;
+        event.unit = "%";
+        event.what = prefixOf(entry.programme) + entry.channel.name + " is off zero";
+        outcome.events.push_back(std::move(event));
+      }
+    }
+    outcome.broken = !outcome.events.empty();
+    outcome.limits = {{.of = "dcPercent", .min = -offset_, .max = offset_, .unit = "%"}};
+    outcome.values = {decibels("peakDbfs", peak), {"channels", std::move(rows), ""}};
+    outcome.summary = peak > 0.0 ? "peak " + quantity(decibelsOf(peak), {" dBFS", 2}) + ", RMS " +
+                                       quantity(decibelsOf(loudest), {" dBFS", 2})
+                                 : "silent";
+    if (outcome.broken) {
+      outcome.summary += ", DC offset " + quantity(furthest, {" %", 2});
+    }
+  }
+
+ private:
+  struct Channel {
+    int64_t samples = 0;
+    double sum = 0.0;
+    double squares = 0.0;
+    float peak = 0.0F;
+    double seconds = 0.0;
+  };
+
+  static QAValue decibels(const char* key, double amplitude) {
+    QAValue value{key, QANothing(), "dBFS"};
+    if (amplitude > 0.0) {
+      value.value = decibelsOf(amplitude);
+    }
+    return value;
+  }
+
+  void change(const SoundSection& section) override { channels_.change(section); }
+
+  double offset_;
+  PerChannel<Channel> channels_;
+};
+
+std::unique_ptr<ProgrammeCheck<SampleLevelsMeasurement>> make(const CheckContext& context) {
+  return std::make_unique<ProgrammeCheck<SampleLevelsMeasurement>>(
+      context, kProfile, static_cast<double>(context.real(kSettings[0])));
+}
+
+}  // namespace
+
+constinit const QACheck sampleLevelsCheck{
+    .name = kProfile.name,
+    .tag = kProfile.tag,
+    .family = QAFamily::programme,
+    .question = "What are the peak, the RMS level and the DC offset of each channel?",
+    .needs = QANeeds::sound,
+    .saysSomething = true,
+    .severity = QASeverity::info,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
+
+}  // namespace qatester
