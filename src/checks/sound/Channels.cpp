@@ -81,22 +81,20 @@ class ChannelsMeasurement final : public SoundMeasurement {
     for (std::size_t i = 0; i < pairs_.size(); ++i) {
       describe(i, heard, rows, outcome);
     }
-    std::stable_sort(outcome.events.begin(), outcome.events.end(),
-                     [](const QAEvent& one, const QAEvent& other) {
-                       return one.breaks && !other.breaks;
-                     });
-    outcome.broken =
-        std::any_of(outcome.events.begin(), outcome.events.end(),
-                    [](const QAEvent& event) { return event.breaks; });
-    const auto silent = std::count_if(
-        channels_.entries().begin(), channels_.entries().end(),
-        [&](const auto& entry) { return entry.value.peak <= level_; });
+    std::stable_sort(
+        outcome.events.begin(), outcome.events.end(),
+        [](const QAEvent& one, const QAEvent& other) { return one.breaks && !other.breaks; });
+    outcome.broken = std::any_of(outcome.events.begin(), outcome.events.end(),
+                                 [](const QAEvent& event) { return event.breaks; });
+    const auto silent =
+        std::count_if(channels_.entries().begin(), channels_.entries().end(),
+                      [&](const auto& entry) { return entry.value.peak <= level_; });
     outcome.values = {{"channels", static_cast<int64_t>(channels_.entries().size()), ""},
                       {"silentChannels", static_cast<int64_t>(silent), ""},
                       {"programmes", std::move(rows), ""}};
     if (outcome.events.empty()) {
-      outcome.summary = counted(static_cast<double>(channels_.entries().size()), "channel") +
-                        ", none silent";
+      outcome.summary =
+          counted(static_cast<double>(channels_.entries().size()), "channel") + ", none silent";
     } else {
       outcome.summary = outcome.events.front().what;
       if (outcome.events.size() > 1) {
@@ -183,8 +181,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
     side.isOpen = false;
     const double rms = std::sqrt(side.otherSquares / std::max(side.samples, 1.0));
     Pair& pair = pairs_[number];
-    if (endSeconds - side.startSeconds < demands_.lostSeconds ||
-        decibelsOf(rms) <= kActiveRms || pair.events.size() >= kMostSoundSpans) {
+    if (endSeconds - side.startSeconds < demands_.lostSeconds || decibelsOf(rms) <= kActiveRms ||
+        pair.events.size() >= kMostSoundSpans) {
       return;
     }
     const SoundChannel& channel = programmes()[number].channels[static_cast<std::size_t>(index)];
@@ -245,8 +243,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
       }
     }
     for (const QAEvent& event : pairs_[i].events) {
-      const bool isSilent = std::any_of(
-          silent.begin(), silent.end(), [&](const SoundChannel& channel) {
+      const bool isSilent =
+          std::any_of(silent.begin(), silent.end(), [&](const SoundChannel& channel) {
             return channel.stream == event.stream && channel.channel == event.channel;
           });
       if (!isSilent) {
@@ -272,8 +270,7 @@ class ChannelsMeasurement final : public SoundMeasurement {
     const double rightVariance = pair.rightSquares - pair.right * pair.right / pair.samples;
     std::optional<double> correlation;
     if (leftVariance * rightVariance > 0.0) {
-      const double products =
-          (pair.leftSquares + pair.rightSquares - pair.differenceSquares) / 2.0;
+      const double products = (pair.leftSquares + pair.rightSquares - pair.differenceSquares) / 2.0;
       correlation = std::clamp((products - pair.left * pair.right / pair.samples) /
                                    std::sqrt(leftVariance * rightVariance),
                                -1.0, 1.0);
@@ -286,8 +283,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
           false);
     }
     const double active = std::pow(amplitudeOf(kActiveRms), 2.0);
-    const bool areActive = pair.leftSquares / pair.samples > active &&
-                           pair.rightSquares / pair.samples > active;
+    const bool areActive =
+        pair.leftSquares / pair.samples > active && pair.rightSquares / pair.samples > active;
     if (programmes()[i].isAssumedPair && areActive && correlation.has_value() &&
         std::abs(*correlation) < kUnrelated) {
       add("tracks " + programmes()[i].channels[0].name + " and " +

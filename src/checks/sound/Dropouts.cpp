@@ -83,9 +83,9 @@ class ZeroRuns {
   /// Zeros whose other side is still to come.
   struct After {
     Dropout dropout;
-    float before = 0.0F;       ///< the RMS before them
-    float edgeBefore = 0.0F;   ///< of it
-    float edgeAfter = 0.0F;    ///< a value
+    float before = 0.0F;      ///< the RMS before them
+    float edgeBefore = 0.0F;  ///< of it
+    float edgeAfter = 0.0F;   ///< a value
     double squares = 0.0;
     int missing = 0;
     int side = 0;
@@ -185,10 +185,10 @@ class DropoutMeasurement final : public SoundMeasurement {
     for (std::size_t i = 0; i < found_.size(); ++i) {
       for (const Joined& one : found_[i]) {
         const Dropout& dropout = one.dropout;
-        QAEvent event = one.channels.size() == 1
-                            ? eventAt(one.channels.front(), dropout.startSeconds,
-                                      dropout.endSeconds)
-                            : eventAt(programmes()[i], dropout.startSeconds, dropout.endSeconds);
+        QAEvent event =
+            one.channels.size() == 1
+                ? eventAt(one.channels.front(), dropout.startSeconds, dropout.endSeconds)
+                : eventAt(programmes()[i], dropout.startSeconds, dropout.endSeconds);
         event.value = dropout.endSeconds - dropout.startSeconds;
         event.unit.assign(1, 's');
         event.what = prefixOf(i);

@@ -10,8 +10,8 @@ namespace {
 
 /// What makes the loudness of a sine of 997 Hz at full scale in one channel -3.01 LUFS.
 constexpr double kOffset = -0.691;
-constexpr double kRelativeGate = -10.0;       ///< LU, of integrated loudness
-constexpr double kRangeGate = -20.0;          ///< LU, of the loudness range
+constexpr double kRelativeGate = -10.0;  ///< LU, of integrated loudness
+constexpr double kRangeGate = -20.0;     ///< LU, of the loudness range
 constexpr double kLowShare = 0.10;
 constexpr double kHighShare = 0.95;
 constexpr int64_t kCellsOfAStep = 10;  ///< blocks begin every 100 ms
@@ -104,17 +104,16 @@ double LoudnessMeter::slide(Window& window, std::size_t length) {
     window.squares += cell.squares;
     window.samples += cell.samples;
   }
-  return window.samples > 0
-             ? std::max(window.squares, 0.0) / static_cast<double>(window.samples)
-             : 0.0;
+  return window.samples > 0 ? std::max(window.squares, 0.0) / static_cast<double>(window.samples)
+                            : 0.0;
 }
 
 void LoudnessMeter::add(double squares, int samples, double startSeconds, double endSeconds) {
   // What leaves the windows, before its place is taken.
   const auto leave = [&](Window& window, std::size_t length) {
     if (cells_ >= static_cast<int64_t>(length)) {
-      const Cell& cell = ring_[static_cast<std::size_t>(cells_ - static_cast<int64_t>(length)) %
-                               kShortTerm];
+      const Cell& cell =
+          ring_[static_cast<std::size_t>(cells_ - static_cast<int64_t>(length)) % kShortTerm];
       window.squares -= cell.squares;
       window.samples -= cell.samples;
     }

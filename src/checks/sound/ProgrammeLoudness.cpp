@@ -123,9 +123,8 @@ std::string whyNoLoudness(const std::vector<ProgrammeLoudness>& programmes) {
   if (any || programmes.empty()) {
     return any ? "" : "no sound could be decoded";
   }
-  const bool isShort =
-      std::all_of(programmes.begin(), programmes.end(),
-                  [](const auto& one) { return one.seconds < kMomentarySeconds; });
+  const bool isShort = std::all_of(programmes.begin(), programmes.end(),
+                                   [](const auto& one) { return one.seconds < kMomentarySeconds; });
   return isShort ? "shorter than the 400 ms that loudness is measured over"
                  : "silent: nothing is above -70 LUFS";
 }

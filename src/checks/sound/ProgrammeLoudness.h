@@ -29,9 +29,9 @@ struct ProgrammeLoudness {
 };
 
 struct LoudnessDemands {
-  double target = -23.0;     ///< LUFS
-  double tolerance = 0.5;    ///< LU
-  bool monoIsDual = false;   ///< a mono programme is judged as played by two loudspeakers
+  double target = -23.0;    ///< LUFS
+  double tolerance = 0.5;   ///< LU
+  bool monoIsDual = false;  ///< a mono programme is judged as played by two loudspeakers
 };
 
 /// Values, limits, events and a summary of the programmes of a file.

@@ -88,7 +88,8 @@ class SilenceMeasurement final : public SoundMeasurement {
       for (QAEvent event : states_[i].events) {
         const double length = *event.endSeconds - *event.startSeconds;
         if (isSilent(i)) {
-          event.what = prefixOf(i) + (heard > 0 ? "silent throughout: unused" : "silent throughout");
+          event.what =
+              prefixOf(i) + (heard > 0 ? "silent throughout: unused" : "silent throughout");
           event.breaks = heard == 0;
         }
         longest = std::max(longest, length);
@@ -174,7 +175,9 @@ class SilenceMeasurement final : public SoundMeasurement {
       event.limit = demands_.level;
     }
     event.what = prefixOf(number) + (peak > 0.0 ? "silence" : "digital silence") +
-                 (isHead ? " at the start" : isFileEnd ? " at the end" : "");
+                 (isHead      ? " at the start"
+                  : isFileEnd ? " at the end"
+                              : "");
     event.breaks = !isEdge;
     state.events.push_back(std::move(event));
   }

@@ -56,7 +56,8 @@ class Samples {
   void advance(std::size_t count) {
     next_ += count;
     if (next_ > history_ + kKeptSamples) {
-      values_.erase(values_.begin(), values_.begin() + static_cast<std::ptrdiff_t>(next_ - history_));
+      values_.erase(values_.begin(),
+                    values_.begin() + static_cast<std::ptrdiff_t>(next_ - history_));
       next_ = history_;
     }
   }
@@ -179,8 +180,8 @@ class SoundEngine::Feed {
       }
     }
     append(source, block);
-    const bool isTogether = std::all_of(sources_.begin(), sources_.end(),
-                                        [](const Source& one) { return one.began; });
+    const bool isTogether =
+        std::all_of(sources_.begin(), sources_.end(), [](const Source& one) { return one.began; });
     if (!isTogether || !aligned_) {
       if (!isTogether && waitingOf(source) < mostLead()) {
         return;
@@ -223,10 +224,9 @@ class SoundEngine::Feed {
   std::size_t mostLead() const { return static_cast<std::size_t>(kMostLead * rate_); }
 
   bool isChange(const ProgrammeBlock& block) const {
-    return block.sampleRate != rate_ ||
-           (ownsItsStreams_ && block.layout != firstLayout_ &&
-            (block.layout->channels != firstLayout_->channels ||
-             block.layout->names != firstLayout_->names));
+    return block.sampleRate != rate_ || (ownsItsStreams_ && block.layout != firstLayout_ &&
+                                         (block.layout->channels != firstLayout_->channels ||
+                                          block.layout->names != firstLayout_->names));
   }
 
   void startSection(const ProgrammeBlock& block) {
@@ -433,9 +433,9 @@ class SoundEngine::Feed {
     if (one < 0 || other < 0) {
       return nullptr;
     }
-    const DifferenceSums sums = measureDifference(cells_[static_cast<std::size_t>(one)].samples,
-                                                  cells_[static_cast<std::size_t>(other)].samples,
-                                                  count);
+    const DifferenceSums sums =
+        measureDifference(cells_[static_cast<std::size_t>(one)].samples,
+                          cells_[static_cast<std::size_t>(other)].samples, count);
     pair.differenceSquares = sums.squares;
     pair.isEqual = sums.largest == 0.0F;
     return &pair;

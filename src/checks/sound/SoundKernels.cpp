@@ -435,8 +435,7 @@ WeightingCoefficients kWeightingAt(int sampleRate) {
     const double k = warped(kHighPass, rate);
     const double a0 = firstDenominator(kHighPass, k);
     // The text's numerator is 1, -2, 1 at 48 kHz, where a0 is not.
-    const double gain =
-        firstDenominator(kHighPass, warped(kHighPass, kReferenceRate)) / a0;
+    const double gain = firstDenominator(kHighPass, warped(kHighPass, kReferenceRate)) / a0;
     made.highPass = {gain, -2.0 * gain, gain, 2.0 * (k * k - 1.0) / a0,
                      (1.0 - k / kHighPass.q + k * k) / a0};
   }
@@ -446,9 +445,8 @@ WeightingCoefficients kWeightingAt(int sampleRate) {
 KWeighting::KWeighting(int sampleRate) : filter_(kWeightingAt(sampleRate)) {}
 
 const KWeighting::Stretch& KWeighting::stretchOf(int length) {
-  const auto found =
-      std::find_if(stretches_.begin(), stretches_.end(),
-                   [&](const Stretch& stretch) { return stretch.length == length; });
+  const auto found = std::find_if(stretches_.begin(), stretches_.end(),
+                                  [&](const Stretch& stretch) { return stretch.length == length; });
   if (found != stretches_.end()) {
     return *found;
   }

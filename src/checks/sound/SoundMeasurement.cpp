@@ -29,9 +29,9 @@ double SoundClock::seconds(int64_t sample) const {
   if (anchors_.empty()) {
     return 0.0;
   }
-  const auto after = std::upper_bound(
-      anchors_.begin() + 1, anchors_.end(), sample,
-      [](int64_t wanted, const Anchor& anchor) { return wanted < anchor.sample; });
+  const auto after =
+      std::upper_bound(anchors_.begin() + 1, anchors_.end(), sample,
+                       [](int64_t wanted, const Anchor& anchor) { return wanted < anchor.sample; });
   const Anchor& anchor = *(after - 1);
   return anchor.seconds +
          static_cast<double>(sample - anchor.sample) / std::max(anchor.sampleRate, 1);
@@ -68,8 +68,8 @@ std::string SoundMeasurement::whyNothing() const {
   if (!problem_.empty()) {
     return problem_;
   }
-  const bool anything = std::any_of(ends_.begin(), ends_.end(),
-                                    [](const SoundEnd& end) { return end.samples > 0; });
+  const bool anything =
+      std::any_of(ends_.begin(), ends_.end(), [](const SoundEnd& end) { return end.samples > 0; });
   return anything ? "" : "no sound could be decoded";
 }
 

@@ -37,8 +37,8 @@ struct ChannelCell {
   /// Of the K-weighted samples; 0 unless it is asked for.
   double weightedSquares = 0.0;
   /// The largest magnitude between the samples, at 8 times their rate, of the cell less its last 12
-  /// samples and more the 12 before it; 0 unless it is asked for, and where it cannot exceed what is
-  /// asked for.
+  /// samples and more the 12 before it; 0 unless it is asked for, and where it cannot exceed what
+  /// is asked for.
   float truePeak = 0.0F;
 
   float peak() const { return highest > -lowest ? highest : -lowest; }

@@ -145,9 +145,8 @@ void place(SoundProgramme& programme, const Positions& positions) {
     SoundChannel& channel = programme.channels[i];
     const std::string& position = positions[i];
     const bool surround = isSurround(position, positions);
-    const auto* known =
-        std::find_if(std::begin(kPlaces), std::end(kPlaces),
-                     [&](const Place& one) { return position == one.position; });
+    const auto* known = std::find_if(std::begin(kPlaces), std::end(kPlaces),
+                                     [&](const Place& one) { return position == one.position; });
     channel.name = known != std::end(kPlaces) ? known->name : position;
     if (surround) {
       channel.name = position.back() == 'L' ? "Ls" : "Rs";
@@ -199,8 +198,7 @@ SoundProgramme wholeStream(int stream, const Positions& positions, bool declared
 /// A stream of several channels whose places nobody names: pairs as they follow each other.
 std::vector<SoundProgramme> pairsOfStream(int stream, int channels) {
   const auto track = [&](int channel) {
-    return SoundChannel{
-        .stream = stream, .channel = channel, .name = std::to_string(channel + 1)};
+    return SoundChannel{.stream = stream, .channel = channel, .name = std::to_string(channel + 1)};
   };
   std::vector<SoundProgramme> all;
   for (int i = 0; i + 1 < channels; i += 2) {
@@ -415,7 +413,8 @@ class Entry {
   }
 
   const QAAudioFacts* audioOf(int stream) const {
-    const auto index = static_cast<std::size_t>(facts_.audioStreams[static_cast<std::size_t>(stream)]);
+    const auto index =
+        static_cast<std::size_t>(facts_.audioStreams[static_cast<std::size_t>(stream)]);
     const auto& audio = facts_.media.streams[index].audio;
     return audio.has_value() ? &*audio : nullptr;
   }
@@ -450,10 +449,10 @@ class Entry {
         programme.channels.push_back({.stream = stream, .channel = channel});
       }
       programme.streams.push_back(stream);
-      programme.language =
-          facts_.media.streams[static_cast<std::size_t>(
+      programme.language = facts_.media
+                               .streams[static_cast<std::size_t>(
                                    facts_.audioStreams[static_cast<std::size_t>(stream)])]
-              .language;
+                               .language;
     }
     return true;
   }
@@ -496,8 +495,7 @@ SoundProgramme programmeOfStream(int stream, const SoundLayout& layout,
   if (channels > 0 && static_cast<int>(positions.size()) != channels) {
     declared = false;
     for (int i = 0; i < channels; ++i) {
-      programme.channels.push_back(
-          {.stream = stream, .channel = i, .name = std::to_string(i + 1)});
+      programme.channels.push_back({.stream = stream, .channel = i, .name = std::to_string(i + 1)});
     }
     programme.streams = {stream};
     programme.layout = std::to_string(channels) + " channels";
@@ -517,8 +515,8 @@ std::string programmeName(const SoundProgramme& programme, std::size_t programme
     name += i > 0 ? "+" : "";
     name += std::to_string(programme.streams[i] + 1);
   }
-  const bool isPart = programme.streams.size() == 1 && !programme.channels.empty() &&
-                      programme.isAssumedPair;
+  const bool isPart =
+      programme.streams.size() == 1 && !programme.channels.empty() && programme.isAssumedPair;
   if (isPart) {
     addWords(name, ", channels ", programme.channels.front().name);
     addWords(name, "+", programme.channels.back().name);
