@@ -108,8 +108,8 @@ TEST(Silence, AtTheEdgesBreaksNothingUntilItIsTooLong) {
   const Noise noise(40 * kRate);
   const auto edges = [&](double head, double tail) {
     return measureSound("silence", {}, {stereo(40, [&](int channel, int64_t i) {
-                          const bool sounds =
-                              isWithin(i, std::llround(head * kRate), std::llround((40 - tail) * kRate));
+                          const bool sounds = isWithin(i, std::llround(head * kRate),
+                                                       std::llround((40 - tail) * kRate));
                           return sounds ? noise(channel, i) : 0.0;
                         })});
   };
@@ -123,9 +123,8 @@ TEST(Silence, AtTheEdgesBreaksNothingUntilItIsTooLong) {
 }
 
 TEST(Silence, OfTheChannelForLowFrequenciesIsNotAsked) {
-  SoundStream stream = stereo(8, [](int channel, int64_t i) {
-    return channel == 3 ? sine(50, i) : 0.0;
-  });
+  SoundStream stream =
+      stereo(8, [](int channel, int64_t i) { return channel == 3 ? sine(50, i) : 0.0; });
   stream.channels = 6;
   stream.names = {"FL", "FR", "FC", "LFE", "SL", "SR"};
   const QACheckOutcome outcome = measureSound("silence", {}, {stream});
@@ -149,9 +148,8 @@ TEST(Silence, OfOneOfSeveralProgrammesIsAnUnusedTrack) {
 TEST(Channels, ASilentOneIsAFindingAndAnUnusedSurroundIsNot) {
   const Noise noise(8 * kRate);
   const auto withSilent = [&](int silent) {
-    SoundStream stream = stereo(8, [&](int channel, int64_t i) {
-      return channel == silent ? 0.0 : noise(channel, i);
-    });
+    SoundStream stream = stereo(
+        8, [&](int channel, int64_t i) { return channel == silent ? 0.0 : noise(channel, i); });
     stream.channels = 6;
     stream.names = {"FL", "FR", "FC", "LFE", "SL", "SR"};
     return measureSound("channels", {}, {stream});
@@ -172,12 +170,12 @@ TEST(Channels, OneSideIsLostWhileTheOtherGoesOn) {
   const Noise noise(20 * kRate);
   const int64_t from = 6 * kRate + 11;
   const auto lost = [&](int64_t length) {
-    return measureSound("channels", {}, {stereo(20, [&](int channel, int64_t i) {
-                          return channel == 1 && isWithin(i, from, from + length)
-                                     ? 0.0
-                                     : (i == from - 1 || i == from + length ? 0.2
-                                                                            : noise(channel, i));
-                        })});
+    return measureSound(
+        "channels", {}, {stereo(20, [&](int channel, int64_t i) {
+          return channel == 1 && isWithin(i, from, from + length)
+                     ? 0.0
+                     : (i == from - 1 || i == from + length ? 0.2 : noise(channel, i));
+        })});
   };
   const QACheckOutcome outcome = lost(6 * kRate);
   ASSERT_EQ(outcome.events.size(), 1U);
@@ -191,8 +189,8 @@ TEST(Channels, OneSideIsLostWhileTheOtherGoesOn) {
 
 TEST(Channels, IdenticalOnesAreSaidAndNotJudged) {
   const Noise noise(8 * kRate);
-  const QACheckOutcome same = measureSound(
-      "channels", {}, {stereo(8, [&](int, int64_t i) { return noise(0, i); })});
+  const QACheckOutcome same =
+      measureSound("channels", {}, {stereo(8, [&](int, int64_t i) { return noise(0, i); })});
   EXPECT_FALSE(same.broken);
   ASSERT_EQ(same.events.size(), 1U);
   EXPECT_EQ(same.events[0].what, "left and right are identical");
@@ -230,18 +228,18 @@ TEST(Channels, WithoutASampleAreAFinding) {
 
 /// A sine that is cut off at a level of full scale.
 SoundStream cut(double gain, double level, double hertz = 440.0) {
-  return pcm16(20, [=](int, int64_t i) {
-    return std::clamp(gain * sine(hertz, i), -level, level);
-  });
+  return pcm16(20,
+               [=](int, int64_t i) { return std::clamp(gain * sine(hertz, i), -level, level); });
 }
 
 TEST(Clipping, AtFullScaleIsFoundAndItsLongestRunCounted) {
   // Of 100 samples three at a time at the top, twice.
-  const QACheckOutcome outcome = measureSound("clipping", {}, {pcm16(12, [](int channel, int64_t i) {
-    const bool isCut = channel == 0 && (isWithin(i, 5 * kRate, 5 * kRate + 3) ||
-                                        isWithin(i, 5 * kRate + 50, 5 * kRate + 57));
-    return isCut ? 1.0 : 0.5 * sine(440, i);
-  })});
+  const QACheckOutcome outcome = measureSound(
+      "clipping", {}, {pcm16(12, [](int channel, int64_t i) {
+        const bool isCut = channel == 0 && (isWithin(i, 5 * kRate, 5 * kRate + 3) ||
+                                            isWithin(i, 5 * kRate + 50, 5 * kRate + 57));
+        return isCut ? 1.0 : 0.5 * sine(440, i);
+      })});
   ASSERT_EQ(outcome.events.size(), 1U);
   expectSpan(outcome.events[0], 5 * kRate, 5 * kRate + 57);
   EXPECT_EQ(outcome.events[0].value, 10.0);
@@ -254,9 +252,10 @@ TEST(Clipping, ASlowSineAtFullScaleIsWhole) {
 }
 
 TEST(Clipping, TwoValuesInARowAreNone) {
-  const QACheckOutcome outcome = measureSound("clipping", {}, {pcm16(12, [](int, int64_t i) {
-    return isWithin(i, kRate, kRate + 2) ? 1.0 : 0.5 * sine(440, i);
-  })});
+  const QACheckOutcome outcome =
+      measureSound("clipping", {}, {pcm16(12, [](int, int64_t i) {
+                     return isWithin(i, kRate, kRate + 2) ? 1.0 : 0.5 * sine(440, i);
+                   })});
   EXPECT_FALSE(outcome.broken);
 }
 
@@ -276,13 +275,13 @@ TEST(Clipping, OfCoarseSamplesIsNotLookedFor) {
 }
 
 TEST(Clipping, FloatBeyondFullScaleIsCountedAndSaid) {
-  const QACheckOutcome outcome = measureSound("clipping", {}, {stereo(4, [](int channel, int64_t i) {
-    return channel == 1 && isWithin(i, 100, 105) ? 2.0 : 0.1 * sine(440, i);
-  })});
+  const QACheckOutcome outcome =
+      measureSound("clipping", {}, {stereo(4, [](int channel, int64_t i) {
+                     return channel == 1 && isWithin(i, 100, 105) ? 2.0 : 0.1 * sine(440, i);
+                   })});
   EXPECT_FALSE(outcome.broken);
   EXPECT_EQ(numberOf(outcome.values, "overs"), 5);
-  EXPECT_NEAR(numberOf(outcome.values, "highestOverDbfs"),
-              20.0 * std::log10(2.0), 1e-6);
+  EXPECT_NEAR(numberOf(outcome.values, "highestOverDbfs"), 20.0 * std::log10(2.0), 1e-6);
 }
 
 // Polarity
@@ -392,11 +391,11 @@ TEST(Dropouts, AtTheStartAndTheEndAreNone) {
 TEST(Dropouts, SoundThatFadesOutAndInIsNone) {
   const Noise noise(12 * kRate);
   const double fade = 0.03 * kRate;
-  const QACheckOutcome outcome =
-      measureSound("dropouts", {}, {stereo(12, [&](int channel, int64_t i) {
-                     const double away = std::abs(static_cast<double>(i) - 6.0 * kRate) - 0.05 * kRate;
-                     return std::clamp(away / fade, 0.0, 1.0) * noise(channel, i);
-                   })});
+  const QACheckOutcome outcome = measureSound(
+      "dropouts", {}, {stereo(12, [&](int channel, int64_t i) {
+        const double away = std::abs(static_cast<double>(i) - 6.0 * kRate) - 0.05 * kRate;
+        return std::clamp(away / fade, 0.0, 1.0) * noise(channel, i);
+      })});
   EXPECT_TRUE(outcome.events.empty());
 }
 
@@ -423,8 +422,7 @@ TEST(SampleLevels, AreThoseOfEachChannel) {
   ASSERT_EQ(rows.size(), 2U);
   // 480 Hz has a sample at its top.
   EXPECT_NEAR(numberOf(rows[0], "peakDbfs"), 20.0 * std::log10(0.5), 1e-4);
-  EXPECT_NEAR(numberOf(rows[0], "rmsDbfs"),
-              20.0 * std::log10(0.5 / std::numbers::sqrt2), 1e-4);
+  EXPECT_NEAR(numberOf(rows[0], "rmsDbfs"), 20.0 * std::log10(0.5 / std::numbers::sqrt2), 1e-4);
   EXPECT_NEAR(numberOf(rows[1], "dcPercent"), 2.0, 1e-3);
   ASSERT_EQ(outcome.events.size(), 1U);
   EXPECT_EQ(outcome.events[0].channelName, "R");
@@ -445,11 +443,11 @@ TEST(TruePeak, BetweenTheSamplesIsFound) {
 }
 
 TEST(TruePeak, PeaksLessThanASecondApartAreOneEvent) {
-  const QACheckOutcome outcome =
-      measureSound("true-peak", {}, {stereo(10, [](int channel, int64_t i) {
-                     const bool peaks = channel == 0 && (i == kRate || i == kRate + 40000 || i == 5 * kRate);
-                     return peaks ? 0.95 : 0.0;
-                   })});
+  const QACheckOutcome outcome = measureSound(
+      "true-peak", {}, {stereo(10, [](int channel, int64_t i) {
+        const bool peaks = channel == 0 && (i == kRate || i == kRate + 40000 || i == 5 * kRate);
+        return peaks ? 0.95 : 0.0;
+      })});
   EXPECT_EQ(outcome.events.size(), 2U);
 }
 
@@ -457,11 +455,10 @@ TEST(TruePeak, PeaksLessThanASecondApartAreOneEvent) {
 
 TEST(ProgrammeLoudness, OfAToneIsThatOfTheText) {
   // 997 Hz at full scale in one channel is -3.01 LUFS; here -20 dBFS in both.
-  const QACheckOutcome outcome = measureSound(
-      "programme-loudness", {{"LoudnessTarget", "-20"}, {"LoudnessTolerance", "0.1"}},
-      {stereo(10, [](int, int64_t i) { return 0.1 * sine(997, i); })});
-  const auto& rows =
-      rowsOf(outcome.values, "programmes");
+  const QACheckOutcome outcome =
+      measureSound("programme-loudness", {{"LoudnessTarget", "-20"}, {"LoudnessTolerance", "0.1"}},
+                   {stereo(10, [](int, int64_t i) { return 0.1 * sine(997, i); })});
+  const auto& rows = rowsOf(outcome.values, "programmes");
   ASSERT_EQ(rows.size(), 1U);
   EXPECT_NEAR(numberOf(rows[0], "integratedLufs"), -20.0, 0.02);
   EXPECT_FALSE(outcome.broken);
@@ -549,8 +546,7 @@ TEST(SoundChanges, OfLayoutAndRateInMidStreamAreMeasuredThrough) {
                      .channels = 6,
                      .names = std::vector<std::string>{"FL", "FR", "FC", "LFE", "SL", "SR"}}};
   const QACheckOutcome outcome = measureSound("programme-loudness", {}, {stream});
-  const auto& rows =
-      rowsOf(outcome.values, "programmes");
+  const auto& rows = rowsOf(outcome.values, "programmes");
   EXPECT_NEAR(numberOf(rows.at(0), "integratedLufs"), -20.0, 0.05);
 }
 

@@ -162,7 +162,7 @@ class PolarityMeasurement final : public SoundMeasurement {
   }
 
   std::string whyNothing() const override {
-    const std::string why = SoundMeasurement::whyNothing();
+    std::string why = SoundMeasurement::whyNothing();
     if (!why.empty()) {
       return why;
     }

@@ -225,7 +225,7 @@ std::vector<ProgrammeLoudness> ProgrammeLoudnessMeasurement::measured() const {
 }
 
 std::string ProgrammeLoudnessMeasurement::whyNothing() const {
-  const std::string why = SoundMeasurement::whyNothing();
+  std::string why = SoundMeasurement::whyNothing();
   return !why.empty() ? why : whyNoLoudness(measured());
 }
 

@@ -102,8 +102,8 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 using Floats = hn::CappedTag<float, kParts>;
 using Doubles = hn::CappedTag<double, kStretches>;
-constexpr int kFloats = static_cast<int>(hn::MaxLanes(Floats()));
-constexpr int kDoubles = static_cast<int>(hn::MaxLanes(Doubles()));
+constexpr auto kFloats = static_cast<std::ptrdiff_t>(hn::MaxLanes(Floats()));
+constexpr auto kDoubles = static_cast<std::ptrdiff_t>(hn::MaxLanes(Doubles()));
 
 /// Multiplied and added in two steps: one step rounds otherwise, and not every processor has it.
 template <class V>
@@ -112,7 +112,7 @@ HWY_INLINE V mulThenAdd(V a, V b, V sum) {
 }
 
 LevelSums levelsOf(const float* samples, int count) {
-  constexpr int kVectors = kParts / kFloats;
+  constexpr std::ptrdiff_t kVectors = kParts / kFloats;
   const Floats d;
   using V = hn::Vec<Floats>;
   LevelParts parts;
@@ -121,12 +121,12 @@ LevelSums levelsOf(const float* samples, int count) {
   V bend[kVectors];
   V sum[kVectors];
   V squares[kVectors];
-  for (int k = 0; k < kVectors; ++k) {
+  for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
     highest[k] = lowest[k] = bend[k] = sum[k] = squares[k] = hn::Zero(d);
   }
   int i = 0;
   for (; i + kParts <= count; i += kParts) {
-    for (int k = 0; k < kVectors; ++k) {
+    for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
       const float* at = samples + i + k * kFloats;
       const V value = hn::LoadU(d, at);
       const V before = hn::LoadU(d, at - 1);
@@ -138,7 +138,7 @@ LevelSums levelsOf(const float* samples, int count) {
       squares[k] = mulThenAdd(value, value, squares[k]);
     }
   }
-  for (int k = 0; k < kVectors; ++k) {
+  for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
     hn::Store(highest[k], d, parts.highest + k * kFloats);
     hn::Store(lowest[k], d, parts.lowest + k * kFloats);
     hn::Store(bend[k], d, parts.bend + k * kFloats);
@@ -152,25 +152,25 @@ LevelSums levelsOf(const float* samples, int count) {
 }
 
 DifferenceSums differenceOf(const float* one, const float* other, int count) {
-  constexpr int kVectors = kParts / kFloats;
+  constexpr std::ptrdiff_t kVectors = kParts / kFloats;
   const Floats d;
   using V = hn::Vec<Floats>;
   DifferenceParts parts;
   V largest[kVectors];
   V squares[kVectors];
-  for (int k = 0; k < kVectors; ++k) {
+  for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
     largest[k] = squares[k] = hn::Zero(d);
   }
   int i = 0;
   for (; i + kParts <= count; i += kParts) {
-    for (int k = 0; k < kVectors; ++k) {
-      const int at = i + k * kFloats;
+    for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
+      const std::ptrdiff_t at = i + k * kFloats;
       const V difference = hn::Sub(hn::LoadU(d, one + at), hn::LoadU(d, other + at));
       largest[k] = hn::Max(largest[k], hn::Abs(difference));
       squares[k] = mulThenAdd(difference, difference, squares[k]);
     }
   }
-  for (int k = 0; k < kVectors; ++k) {
+  for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
     hn::Store(largest[k], d, parts.largest + k * kFloats);
     hn::Store(squares[k], d, parts.squares + k * kFloats);
   }
@@ -185,7 +185,7 @@ float betweenOf(const float* samples, int count) {
   using V = hn::Vec<Floats>;
   const Interpolation& filter = interpolation();
   V largest = hn::Zero(d);
-  const auto at = [&](int i) {
+  const auto at = [&](std::ptrdiff_t i) {
     V sums[kPhases];
     for (int phase = 0; phase < kPhases; ++phase) {
       sums[phase] = hn::Zero(d);
@@ -203,7 +203,7 @@ float betweenOf(const float* samples, int count) {
   if (count < kFloats) {
     return largestBetweenOneByOne(samples, count);
   }
-  for (int i = 0; i + kFloats <= count; i += kFloats) {
+  for (std::ptrdiff_t i = 0; i + kFloats <= count; i += kFloats) {
     at(i);
   }
   at(count - kFloats);  // some of them again
@@ -215,7 +215,7 @@ float betweenOf(const float* samples, int count) {
 /// `lanes` has the samples of the stretches in turn.
 void filterStretches(const WeightingCoefficients& filter, const double* lanes, int length,
                      const std::array<double, 4>* responses, StretchSums* sums) {
-  constexpr int kVectors = kStretches / kDoubles;
+  constexpr std::ptrdiff_t kVectors = kStretches / kDoubles;
   const Doubles d;
   using V = hn::Vec<Doubles>;
   const V b0 = hn::Set(d, filter.shelf[0]);
@@ -231,14 +231,14 @@ void filterStretches(const WeightingCoefficients& filter, const double* lanes, i
   V state[4][kVectors];
   V energy[kVectors];
   V withState[4][kVectors];
-  for (int k = 0; k < kVectors; ++k) {
+  for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
     energy[k] = hn::Zero(d);
     for (int j = 0; j < 4; ++j) {
       state[j][k] = withState[j][k] = hn::Zero(d);
     }
   }
-  for (int i = 0; i < length; ++i) {
-    for (int k = 0; k < kVectors; ++k) {
+  for (std::ptrdiff_t i = 0; i < length; ++i) {
+    for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
       const V x = hn::Load(d, lanes + i * kStretches + k * kDoubles);
       const V y = hn::Add(hn::Mul(b0, x), state[0][k]);
       state[0][k] = hn::Sub(hn::Add(hn::Mul(b1, x), state[1][k]), hn::Mul(a1, y));
@@ -253,7 +253,7 @@ void filterStretches(const WeightingCoefficients& filter, const double* lanes, i
       }
     }
   }
-  for (int k = 0; k < kVectors; ++k) {
+  for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
     hn::Store(energy[k], d, sums->energy + k * kDoubles);
     for (int j = 0; j < 4; ++j) {
       hn::Store(withState[j][k], d, sums->withState[j] + k * kDoubles);
