@@ -73,7 +73,10 @@ template <typename Call>
 void withEachLength(const Call& call) {
   std::mt19937 random(1);
   for (int length = 0; length <= kMostLength; ++length) {
-    for (const int shift : {0, 1, 3, 6}) {
+    for (const int shift : {1, 0, 3, 6}) {
+      if (qatest::kSanitized && shift != 1) {
+        break;
+      }
       const auto before = static_cast<std::size_t>(kKernelHistory + shift);
       const std::vector<float> one = anySound(random, before + static_cast<std::size_t>(length));
       const std::vector<float> other = anySound(random, one.size());
