@@ -216,8 +216,36 @@ class SoundBlocks {
   std::shared_ptr<const qatester::SoundLayout> layout_;
 };
 
-/// What a check of sound comes to on a file with these streams, whose blocks come in the order of
-/// their times; `stopped`: the reading was stopped after them. Throws what ended the check.
+/// Gives a consumer a file with these streams, whose blocks come in the order of their times.
+/// `stopped`: the reading was stopped after them.
+inline qatester::ProgrammeEnd giveSound(qatester::ProgrammeConsumer& consumer,
+                                        const std::vector<SoundStream>& streams,
+                                        bool stopped = false) {
+  std::vector<SoundBlocks> sources;
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    sources.emplace_back(static_cast<int>(i), streams[i]);
+  }
+  consumer.begin(factsOf(streams));
+  for (;;) {
+    SoundBlocks* next = nullptr;
+    for (SoundBlocks& source : sources) {
+      if (!source.isAtEnd() && (next == nullptr || source.seconds() < next->seconds())) {
+        next = &source;
+      }
+    }
+    if (next == nullptr) {
+      break;
+    }
+    consumer.take(next->take());
+  }
+  qatester::ProgrammeEnd end;
+  end.stopped = stopped;
+  end.readCleanly = !stopped;
+  consumer.end(end);
+  return end;
+}
+
+/// What a check of sound comes to on a file with these streams. Throws what ended the check.
 inline QACheckOutcome measureSound(const std::string& checkName, const SoundSettings& settings,
                                    const std::vector<SoundStream>& streams, bool stopped = false) {
   const std::string fileName;
@@ -240,27 +268,7 @@ inline QACheckOutcome measureSound(const std::string& checkName, const SoundSett
   }
   const std::unique_ptr<qatester::SharedConsumer> engine = run.consumer().sharedBy()(context);
   engine->add(run.consumer());
-  std::vector<SoundBlocks> sources;
-  for (std::size_t i = 0; i < streams.size(); ++i) {
-    sources.emplace_back(static_cast<int>(i), streams[i]);
-  }
-  engine->begin(facts);
-  for (;;) {
-    SoundBlocks* next = nullptr;
-    for (SoundBlocks& source : sources) {
-      if (!source.isAtEnd() && (next == nullptr || source.seconds() < next->seconds())) {
-        next = &source;
-      }
-    }
-    if (next == nullptr) {
-      break;
-    }
-    engine->take(next->take());
-  }
-  qatester::ProgrammeEnd end;
-  end.stopped = stopped;
-  end.readCleanly = !stopped;
-  engine->end(end);
+  const qatester::ProgrammeEnd end = giveSound(*engine, streams, stopped);
   if (const std::exception_ptr error = engine->errorOf(run.consumer())) {
     std::rethrow_exception(error);
   }

@@ -84,7 +84,7 @@ std::optional<double> loudnessRange(const std::vector<float>& blocks) {
 void LoudnessMeter::note(std::optional<Maximum>& maximum, double meanSquare, const Cell& first,
                          double endSeconds) {
   const double lufs = loudnessOf(meanSquare);
-  if (!maximum.has_value() || lufs > maximum->lufs) {
+  if (meanSquare > 0.0 && (!maximum.has_value() || lufs > maximum->lufs)) {
     maximum = {lufs, first.startSeconds, endSeconds};
   }
 }

@@ -41,6 +41,7 @@ class LoudnessMeter {
   std::optional<double> integrated() const { return gatedLoudness(momentary_); }
   /// Empty below 3 s, and where all is silent.
   std::optional<double> range() const { return loudnessRange(shortTerm_); }
+  /// Empty below 400 ms or 3 s, and of digital silence.
   const std::optional<Maximum>& maxMomentary() const { return maxMomentary_; }
   const std::optional<Maximum>& maxShortTerm() const { return maxShortTerm_; }
   double seconds() const { return static_cast<double>(cells_) / 100.0; }

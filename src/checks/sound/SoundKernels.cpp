@@ -239,7 +239,7 @@ void filterStretches(const WeightingCoefficients& filter, const double* lanes, i
   }
   for (std::ptrdiff_t i = 0; i < length; ++i) {
     for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
-      const V x = hn::Load(d, lanes + i * kStretches + k * kDoubles);
+      const V x = hn::LoadU(d, lanes + i * kStretches + k * kDoubles);
       const V y = hn::Add(hn::Mul(b0, x), state[0][k]);
       state[0][k] = hn::Sub(hn::Add(hn::Mul(b1, x), state[1][k]), hn::Mul(a1, y));
       state[1][k] = hn::Sub(hn::Mul(b2, x), hn::Mul(a2, y));

@@ -68,8 +68,8 @@ class KWeighting {
   /// The sum of the squares of the next `count` filtered samples of a channel.
   double energy(State& state, const float* samples, int count);
 
-  /// The same, by the recursion itself: they differ by less than 1e-11 of the larger of the energy
-  /// and what the samples alone come to.
+  /// The same, by the recursion itself: they differ by less than 1e-9 of the largest energy so far,
+  /// which includes what the samples of a call alone come to.
   double energyOneByOne(State& state, const float* samples, int count) const;
 
  private:

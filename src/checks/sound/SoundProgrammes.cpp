@@ -353,14 +353,17 @@ std::string trimmed(std::string_view text) {
              : std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
 }
 
+/// What is before, between and after the separators: at least one piece.
 std::vector<std::string> pieces(std::string_view text, const char* separators) {
   std::vector<std::string> all;
-  while (!text.empty()) {
-    const auto end = std::min(text.find_first_of(separators), text.size());
+  for (;;) {
+    const auto end = text.find_first_of(separators);
     all.push_back(trimmed(text.substr(0, end)));
-    text.remove_prefix(std::min(end + 1, text.size()));
+    if (end == std::string_view::npos) {
+      return all;
+    }
+    text.remove_prefix(end + 1);
   }
-  return all;
 }
 
 /// A number of a stream, from 1; 0: it is none.
@@ -384,13 +387,17 @@ class Entry {
       }
     }
     const int channels = static_cast<int>(programme.channels.size());
+    if (sides.size() > 2) {
+      return fail("a programme has one layout");
+    }
+    const std::string layout = sides.size() > 1 ? sides[1] : "";
     const Positions positions =
-        sides.size() > 1 ? positionsOf(sides[1])
+        sides.size() > 1 ? positionsOf(layout)
                          : (programme.streams.size() == 1 ? ownPositions(programme.streams.front())
                                                           : usualPositions(channels));
     if (positions.empty() || static_cast<int>(positions.size()) != channels) {
-      return fail(sides.size() > 1
-                      ? sides[1] + " is no layout of " + std::to_string(channels) + " channels"
+      return fail(!layout.empty()
+                      ? layout + " is no layout of " + std::to_string(channels) + " channels"
                       : "a layout is missing, such as :5.1");
     }
     place(programme, positions);
@@ -430,8 +437,8 @@ class Entry {
 
   bool addStreams(const std::string& item, SoundProgramme& programme) {
     const auto ends = pieces(item, "-");
-    const int first = ends.empty() ? 0 : streamNumber(ends.front());
-    const int last = ends.empty() ? 0 : streamNumber(ends.back());
+    const int first = streamNumber(ends.front());
+    const int last = streamNumber(ends.back());
     if (first == 0 || last < first || ends.size() > 2) {
       return fail("streams are written 1+2 or 5-10");
     }
@@ -515,11 +522,11 @@ std::string programmeName(const SoundProgramme& programme, std::size_t programme
     name += i > 0 ? "+" : "";
     name += std::to_string(programme.streams[i] + 1);
   }
-  const bool isPart =
-      programme.streams.size() == 1 && !programme.channels.empty() && programme.isAssumedPair;
-  if (isPart) {
+  if (programme.streams.size() == 1 && programme.isAssumedPair) {
     addWords(name, ", channels ", programme.channels.front().name);
     addWords(name, "+", programme.channels.back().name);
+  } else if (programme.isMono() && programme.channels.front().channel > 0) {
+    addWords(name, ", channel ", programme.channels.front().name);
   }
   if (!programme.language.empty()) {
     addWords(name, " (", programme.language + ")");

@@ -36,8 +36,7 @@ struct SoundProgramme {
   std::vector<int> streams = {};  ///< counted from 0 among the audio streams
 
   bool isMono() const { return channels.size() == 1; }
-  /// The indices of left and right, where there are both.
-  bool hasPair() const { return channels.size() > 1 && right > 0; }
+  /// The indices of left and right; -1: there is none.
   int left = -1;
   int right = -1;
   /// The same of a pair of surround channels.
