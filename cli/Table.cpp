@@ -365,7 +365,9 @@ std::vector<std::string> eventLines(const QACheckOutcome& outcome) {
   std::vector<std::string> lines;
   int64_t breaking = 0;
   const QACheck* check = findCheck(outcome.name);
-  const bool namesStreams = check == nullptr || check->family == QAFamily::classic;
+  // The words of programme checks of sound say where it is.
+  const bool namesStreams =
+      check == nullptr || check->family == QAFamily::classic || check->needs != QANeeds::sound;
   for (const QAEvent& event : outcome.events) {
     if (event.breaks && hasPlace(event) && ++breaking <= kMostEvents) {
       lines.push_back(printable(eventLine(event, namesStreams)));

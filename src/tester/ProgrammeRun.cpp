@@ -27,6 +27,15 @@ int64_t frameAt(double seconds, double framesPerSecond) {
   return static_cast<int64_t>(std::clamp(frame, 0.0, 1e15));
 }
 
+/// How bad an event is beside others of its check: how far it is beyond its limit, or else by its
+/// value, or how long it lasts.
+double weightOf(const QAEvent& event) {
+  if (event.value.has_value()) {
+    return std::abs(*event.value - event.limit.value_or(0.0));
+  }
+  return event.endSeconds.value_or(0.0) - event.startSeconds.value_or(0.0);
+}
+
 }  // namespace
 
 ProgrammeRun::ProgrammeRun(const CheckContext& context, const CheckProfile& profile,
@@ -87,7 +96,7 @@ void ProgrammeRun::keepTheWorst() {
       if (one.breaks != other.breaks) {
         return one.breaks;
       }
-      return std::abs(one.value.value_or(0.0)) > std::abs(other.value.value_or(0.0));
+      return weightOf(one) > weightOf(other);
     });
     events.resize(most);
   }

@@ -53,7 +53,8 @@ std::vector<std::pair<std::string, std::string>> entriesOf(std::istream& text) {
   std::vector<std::pair<std::string, std::string>> entries;
   for (std::string line; std::getline(text, line);) {
     const std::size_t middle = line.find('=');
-    if (!line.empty() && line[0] != '#' && middle != std::string::npos) {
+    if (!line.empty() && line[0] != '#' && middle != std::string::npos &&
+        line.find('=', middle + 1) == std::string::npos) {
       entries.emplace_back(line.substr(0, middle), line.substr(middle + 1));
     }
   }

@@ -212,7 +212,7 @@ TEST(Channels, TracksOfAnAssumedPairThatShareNothingLookUnrelated) {
   right.value = [&](int, int64_t i) { return noise(1, i); };
   const QACheckOutcome outcome = measureSound("channels", {}, {left, right});
   ASSERT_EQ(outcome.events.size(), 1U);
-  EXPECT_EQ(outcome.events[0].what, "tracks 1 and 2 look unrelated");
+  EXPECT_EQ(outcome.events[0].what, "track 1 and track 2 look unrelated");
   EXPECT_FALSE(outcome.broken);
 }
 

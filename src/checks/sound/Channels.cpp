@@ -40,8 +40,8 @@ struct LostSide {
   double startSeconds = 0.0;
   double otherSquares = 0.0;
   double samples = 0.0;
-  /// After its last loud sample so far.
-  double afterLoud = 0.0;
+  /// After its last loud sample so far; empty: nothing has come.
+  std::optional<double> afterLoud;
 };
 
 class ChannelsMeasurement final : public SoundMeasurement {
@@ -66,7 +66,9 @@ class ChannelsMeasurement final : public SoundMeasurement {
       Channel& channel = channels_.at(cell.programme, i).value;
       channel.peak = std::max(channel.peak, cell.channels[i].peak());
       channel.squares += cell.channels[i].squares;
+      channel.startSeconds = channel.samples > 0.0 ? channel.startSeconds : cell.startSeconds();
       channel.samples += cell.samples;
+      channel.endSeconds = cell.endSeconds();
     }
     takePair(cell, cell.pair, programme.left, programme.right, true);
     takePair(cell, cell.surroundPair, programme.leftSurround, programme.rightSurround, false);
@@ -108,6 +110,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
     float peak = 0.0F;
     double squares = 0.0;
     double samples = 0.0;
+    double startSeconds = 0.0;
+    double endSeconds = 0.0;
   };
   struct Pair {
     double left = 0.0;
@@ -119,6 +123,7 @@ class ChannelsMeasurement final : public SoundMeasurement {
     bool isEqual = true;
     LostSide lost[2][2];  ///< of the front and of the surround pair: left, right
     std::vector<QAEvent> events;
+    std::vector<QAEvent> changes;  ///< of layout and rate
   };
 
   bool isHeard(std::size_t programme) const {
@@ -155,7 +160,7 @@ class ChannelsMeasurement final : public SoundMeasurement {
     if (own.peak() <= level_) {
       if (!side.isOpen) {
         side.isOpen = true;
-        side.startSeconds = side.afterLoud;
+        side.startSeconds = side.afterLoud.value_or(cell.startSeconds());
         side.otherSquares = 0.0;
         side.samples = 0.0;
       }
@@ -190,7 +195,7 @@ class ChannelsMeasurement final : public SoundMeasurement {
     event.value = decibelsOf(rms);
     event.limit = kActiveRms;
     event.unit = "dBFS";
-    event.what = prefixOf(number) + channel.name + " is lost";
+    event.what = prefixOf(number) + channel.label() + " is lost";
     event.breaks = !channel.isExtra;
     pair.events.push_back(std::move(event));
   }
@@ -211,7 +216,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
                  {"layoutDeclared", programme.layoutDeclared, ""},
                  {"dualMono", false, ""},
                  {"sideDecibels", QANothing(), "dB"},
-                 {"correlation", QANothing(), ""}};
+                 {"correlation", QANothing(), ""},
+                 {"streams", streamsOf(programme), ""}};
     if (end.samples == 0) {
       add("no sample at all", true);
     } else if (!isHeard(i) && end.endSeconds - end.startSeconds < kLeastSeconds) {
@@ -222,16 +228,24 @@ class ChannelsMeasurement final : public SoundMeasurement {
       addSilentChannels(i, outcome);
       describePair(i, pair, row, add);
     }
+    outcome.events.insert(outcome.events.end(), pair.changes.begin(), pair.changes.end());
+    if (end.badSamples > 0) {
+      add(counted(static_cast<double>(end.badSamples), "sample") + " without a value", true);
+    }
+    if (end.leftOut > 0) {
+      add("sound of another sample rate is left out", false);
+    }
     rows.push_back(std::move(row));
   }
 
   void addSilentChannels(std::size_t i, QACheckOutcome& outcome) const {
     std::vector<SoundChannel> silent;
-    for (const auto& entry : channels_.entries()) {
+    for (const auto* each : channels_.sorted()) {
+      const auto& entry = *each;
       if (entry.programme == i && entry.value.peak <= level_) {
-        QAEvent event = eventAt(entry.channel, ends()[i].startSeconds, ends()[i].endSeconds);
+        QAEvent event = eventAt(entry.channel, entry.value.startSeconds, entry.value.endSeconds);
         const double peak = static_cast<double>(entry.value.peak);
-        event.what = prefixOf(i) + entry.channel.name + " is silent throughout";
+        event.what = prefixOf(i) + entry.channel.label() + " is silent throughout";
         if (peak > 0.0) {
           event.value = decibelsOf(peak);
           event.limit = kSilentPeak;
@@ -253,9 +267,23 @@ class ChannelsMeasurement final : public SoundMeasurement {
     }
   }
 
+  /// Of left and right.
+  float programmePeak(std::size_t i) const {
+    const SoundProgramme& programme = programmes()[i];
+    float peak = 0.0F;
+    for (const auto& entry : channels_.entries()) {
+      const bool isOfPair =
+          entry.channel == programme.channels[static_cast<std::size_t>(programme.left)] ||
+          entry.channel == programme.channels[static_cast<std::size_t>(programme.right)];
+      peak = entry.programme == i && isOfPair ? std::max(peak, entry.value.peak) : peak;
+    }
+    return peak;
+  }
+
   template <typename Add>
   void describePair(std::size_t i, const Pair& pair, QAValues& row, const Add& add) const {
-    if (!(pair.samples > 0.0) || ends()[i].endSeconds - ends()[i].startSeconds < kLeastSeconds) {
+    if (!(pair.samples > 0.0) || programmes()[i].left < 0 || programmes()[i].right < 0 ||
+        ends()[i].endSeconds - ends()[i].startSeconds < kLeastSeconds) {
       return;
     }
     const double sum =
@@ -277,8 +305,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
       row[5].value = *correlation;
     }
     const bool isMono = pair.isEqual || side <= -demands_.dualMonoDecibels;
-    row[3].value = isMono;
-    if (isMono) {
+    row[3].value = isMono && programmePeak(i) > level_;
+    if (isMono && programmePeak(i) > level_) {
       add(pair.isEqual ? "left and right are identical" : "left and right are nearly identical",
           false);
     }
@@ -287,8 +315,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
         pair.leftSquares / pair.samples > active && pair.rightSquares / pair.samples > active;
     if (programmes()[i].isAssumedPair && areActive && correlation.has_value() &&
         std::abs(*correlation) < kUnrelated) {
-      add("tracks " + programmes()[i].channels[0].name + " and " +
-              programmes()[i].channels[1].name + " look unrelated",
+      add(programmes()[i].channels[0].label() + " and " + programmes()[i].channels[1].label() +
+              " look unrelated",
           false);
     }
   }
@@ -300,8 +328,15 @@ class ChannelsMeasurement final : public SoundMeasurement {
     // What was open belongs to channels that may be others now.
     for (auto& sides : pairs_[section.number].lost) {
       for (LostSide& side : sides) {
-        side.isOpen = false;
+        side = {};
       }
+    }
+    if (!section.isFirst) {
+      QAEvent event = eventAt(*section.programme, section.startSeconds, section.startSeconds);
+      event.what = prefixOf(section.number) + "changes to " + section.programme->layout + ", " +
+                   std::to_string(section.sampleRate) + " Hz";
+      event.breaks = false;
+      pairs_[section.number].changes.push_back(std::move(event));
     }
   }
 
@@ -328,8 +363,8 @@ class ChannelsMeasurement final : public SoundMeasurement {
 std::unique_ptr<ProgrammeCheck<ChannelsMeasurement>> make(const CheckContext& context) {
   return std::make_unique<ProgrammeCheck<ChannelsMeasurement>>(
       context, kProfile,
-      ChannelDemands{.lostSeconds = static_cast<double>(context.real(kSettings[0])),
-                     .dualMonoDecibels = static_cast<double>(context.real(kSettings[1]))});
+      ChannelDemands{.lostSeconds = numberSetting(context, kSettings[0]),
+                     .dualMonoDecibels = numberSetting(context, kSettings[1])});
 }
 
 }  // namespace

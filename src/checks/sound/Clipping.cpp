@@ -38,47 +38,81 @@ struct Cut {
   float level = 0.0F;  ///< of flat tops
 };
 
-/// Finds runs of values at full scale.
+/// Steps of samples of 16, 20 and 24 bits.
+constexpr float kStep16 = 0x1p-15F;
+constexpr float kStep20 = 0x1p-19F;
+
+/// The step of the samples of a cell: those of 16 bits may come in more.
+float stepOf(const SoundCell& cell, const ChannelCell& channel, float step) {
+  const auto fits = [&](float coarse) {
+    return std::all_of(channel.samples, channel.samples + cell.samples, [&](float value) {
+      const float scaled = value / coarse;
+      return scaled == std::nearbyint(scaled);
+    });
+  };
+  for (const float coarse : {kStep16, kStep20}) {
+    if (step < coarse && fits(coarse)) {
+      return coarse;
+    }
+  }
+  return step;
+}
+
+/// Finds runs of one value at full scale. That is the top code, or that of 16 bits where samples
+/// have more, and below zero the lowest code or the one above it.
 class FullScaleRuns {
  public:
   void restart(float step) {
     step_ = step;
-    top_ = 1.0F - step;
-    bottom_ = -1.0F + step;  // one step above the lowest value counts as well
+    top_ = 1.0F - std::max(step, kStep16);
     length_ = 0;
   }
 
   template <typename Found>
   void take(const SoundCell& cell, const ChannelCell& channel, const Found& found) {
-    if (length_ == 0 && channel.highest < top_ && channel.lowest > bottom_) {
+    const bool isLast = !cell.complete;
+    if (length_ == 0 && channel.highest < top_ && channel.lowest > -top_) {
       return;
     }
+    const float step = stepOf(cell, channel, step_);
     const float* samples = channel.samples;
     for (int i = 0; i < cell.samples; ++i) {
-      const int side = samples[i] >= top_ ? 1 : samples[i] <= bottom_ ? -1 : 0;
-      if (length_ > 0 && side == side_) {
+      const float value = samples[i];
+      const bool isTop = std::abs(value) >= top_;
+      // The lowest code and the one above it count as one value.
+      const bool goesOn = length_ > 0 && isTop && (value > 0.0F) == (value_ > 0.0F) &&
+                          std::abs(value - value_) <= (value > 0.0F ? 0.0F : step);
+      if (goesOn) {
         ++length_;
         continue;
       }
-      if (length_ >= kLeastRun && (goesDown(before_) || goesDown(samples[i]))) {
-        const int64_t end = cell.firstSample + i;
-        found(Cut{end - length_, end, length_, 1.0F});
-      }
-      side_ = side;
-      length_ = side != 0 ? 1 : 0;
+      close(cell.firstSample + i, goesDown(value, step), step, found);
+      value_ = value;
+      length_ = isTop ? 1 : 0;
       before_ = samples[i - 1];
+    }
+    if (isLast) {
+      close(cell.firstSample + cell.samples, false, step, found);
+      length_ = 0;
     }
   }
 
  private:
-  bool goesDown(float neighbour) const {
-    return static_cast<float>(side_) * neighbour <= top_ - kLeastSteps * step_;
+  bool goesDown(float neighbour, float step) const {
+    const float beside = value_ > 0.0F ? neighbour : -neighbour;
+    return beside <= std::abs(value_) - kLeastSteps * step;
+  }
+
+  template <typename Found>
+  void close(int64_t end, bool downAfter, float step, const Found& found) {
+    if (length_ >= kLeastRun && (downAfter || goesDown(before_, step))) {
+      found(Cut{end - length_, end, length_, 1.0F});
+    }
   }
 
   float step_ = 0.0F;
   float top_ = 1.0F;
-  float bottom_ = -1.0F;
-  int side_ = 0;
+  float value_ = 0.0F;  ///< of the run
   int64_t length_ = 0;
   float before_ = 0.0F;
 };
@@ -103,11 +137,11 @@ class FlatTops {
     }
     const float most = sign_ > 0.0F ? channel.highest : -channel.lowest;
     if (most >= largest_ || length_ > 0) {
-      scan(cell, channel);
+      scan(cell, channel, stepOf(cell, channel, step_));
     }
     const auto window = static_cast<int64_t>(kWindowSeconds * cell.sampleRate);
     if (cell.firstSample + cell.samples - windowStart_ >= window || !cell.complete) {
-      if (tops_ >= kLeastTops && largest_ < 1.0F - step_) {
+      if (tops_ >= kLeastTops && largest_ < 1.0F - std::max(step_, kStep16)) {
         found(Cut{first_, last_, tops_, largest_});
       }
       startWindow();
@@ -122,11 +156,11 @@ class FlatTops {
     length_ = 0;
   }
 
-  void scan(const SoundCell& cell, const ChannelCell& channel) {
+  void scan(const SoundCell& cell, const ChannelCell& channel, float step) {
     for (int i = 0; i < cell.samples; ++i) {
       const float value = sign_ * channel.samples[i];
       if (value < largest_) {
-        if (length_ >= kLeastRun && (goesDown(before_) || goesDown(value))) {
+        if (length_ >= kLeastRun && (goesDown(before_, step) || goesDown(value, step))) {
           const int64_t end = cell.firstSample + i;
           first_ = tops_ == 0 ? end - length_ : first_;
           last_ = end;
@@ -147,8 +181,8 @@ class FlatTops {
     }
   }
 
-  bool goesDown(float neighbour) const {
-    return neighbour <= largest_ - kLeastSteps * step_ &&
+  bool goesDown(float neighbour, float step) const {
+    return neighbour <= largest_ - kLeastSteps * step &&
            neighbour < largest_ * (1.0F - kLeastShare);
   }
 
@@ -203,10 +237,7 @@ class ClippingMeasurement final : public SoundMeasurement {
     for (std::size_t i = 0; i < cell.channels.size(); ++i) {
       const ChannelCell& its = cell.channels[i];
       Channel& channel = channels_.at(cell.programme, i).value;
-      if (!channel.isExact) {
-        countOvers(cell, its, channel);
-        continue;
-      }
+      countOvers(cell, its, channel);
       if (!channel.isFine) {
         continue;
       }
@@ -223,11 +254,12 @@ class ClippingMeasurement final : public SoundMeasurement {
     int64_t tops = 0;
     int64_t overs = 0;
     float highest = 0.0F;
-    for (const auto& entry : channels_.entries()) {
+    for (const auto* each : channels_.sorted()) {
+      const auto& entry = *each;
       const Channel& channel = entry.value;
       overs += channel.overs;
       highest = std::max(highest, channel.highest);
-      const std::string name = prefixOf(entry.programme) + entry.channel.name;
+      const std::string name = prefixOf(entry.programme) + entry.channel.label();
       for (std::size_t i = 0; i < channel.fullScale.spans().size(); ++i) {
         const CutSpans::Totals& totals = channel.fullScale.totals(i);
         QAEvent event = eventOf(entry.channel, channel.fullScale.spans()[i]);
@@ -271,13 +303,18 @@ class ClippingMeasurement final : public SoundMeasurement {
                counted(static_cast<double>(overs), "sample") + " above full scale, up to " +
                    quantity(decibelsOf(static_cast<double>(highest)), {" dBFS", 2}));
     }
-    outcome.summary = words.empty() ? "none" : words;
+    if (words.empty()) {
+      const auto& all = channels_.entries();
+      const bool isLookedFor =
+          std::any_of(all.begin(), all.end(), [](const auto& entry) { return entry.value.isFine; });
+      words = isLookedFor ? "none" : "no sample above full scale; runs show in PCM only";
+    }
+    outcome.summary = words;
   }
 
  private:
   struct Channel {
-    bool isExact = false;  ///< integers as they were recorded
-    bool isFine = false;   ///< of more than 8 bits
+    bool isFine = false;  ///< as recorded, of more than 8 bits
     FullScaleRuns runs;
     FlatTops upper;
     FlatTops lower;
@@ -302,14 +339,12 @@ class ClippingMeasurement final : public SoundMeasurement {
 
   void change(const SoundSection& section) override {
     channels_.change(section);
-    for (std::size_t i = 0; i < section.steps.size(); ++i) {
+    for (std::size_t i = 0; i < section.programme->channels.size(); ++i) {
       Channel& channel = channels_.at(section.number, i).value;
-      const float step = section.steps[i];
-      channel.isExact = step > 0.0F;
-      channel.isFine = channel.isExact && step < kCoarsest;
-      channel.runs.restart(step);
-      channel.upper.restart(1.0F, step);
-      channel.lower.restart(-1.0F, step);
+      channel.isFine = section.step > 0.0F && section.step < kCoarsest;
+      channel.runs.restart(section.step);
+      channel.upper.restart(1.0F, section.step);
+      channel.lower.restart(-1.0F, section.step);
     }
   }
 

@@ -17,8 +17,9 @@ namespace {
 constexpr CheckProfile kProfile{.name = "dropouts", .tag = "QADropouts"};
 
 constexpr double kLeastSeconds = 0.001;
-/// From here on it is silence.
+/// From here on it is silence, if all channels have it, or else a channel that is lost.
 constexpr double kMostSeconds = 2.0;
+constexpr double kMostSecondsOfSome = 5.0;
 /// Sound on either side is measured over so long.
 constexpr double kSideSeconds = 0.01;
 /// Of integer samples, in steps: below, silence is what rounding makes of a quiet passage.
@@ -41,7 +42,7 @@ class ZeroRuns {
   void restart(int sampleRate, float step) {
     const double rate = sampleRate;
     least_ = std::max(1, static_cast<int>(std::ceil(kLeastSeconds * rate)));
-    most_ = static_cast<int64_t>(kMostSeconds * rate);
+    most_ = static_cast<int64_t>(kMostSecondsOfSome * rate);
     side_ = std::max(1, static_cast<int>(kSideSeconds * rate));
     const auto active = static_cast<float>(amplitudeOf(kActiveRms));
     loudEnough_ = std::max(active, kLeastSteps * step);
@@ -185,6 +186,10 @@ class DropoutMeasurement final : public SoundMeasurement {
     for (std::size_t i = 0; i < found_.size(); ++i) {
       for (const Joined& one : found_[i]) {
         const Dropout& dropout = one.dropout;
+        if (one.channels.size() == programmes()[i].channels.size() &&
+            dropout.endSeconds - dropout.startSeconds >= kMostSeconds) {
+          continue;
+        }
         QAEvent event =
             one.channels.size() == 1
                 ? eventAt(one.channels.front(), dropout.startSeconds, dropout.endSeconds)
@@ -194,12 +199,16 @@ class DropoutMeasurement final : public SoundMeasurement {
         event.what = prefixOf(i);
         for (std::size_t k = 0; k < one.channels.size(); ++k) {
           event.what += k > 0 ? "+" : "";
-          event.what += one.channels[k].name;
+          event.what += one.channels[k].label();
         }
         event.what += " drops out";
         longest = std::max(longest, *event.value);
         outcome.events.push_back(std::move(event));
       }
+    }
+    for (const QAEvent& event : skips_) {
+      longest = std::max(longest, *event.value);
+      outcome.events.push_back(event);
     }
     outcome.broken = !outcome.events.empty();
     const auto count = static_cast<double>(outcome.events.size());
@@ -222,10 +231,22 @@ class DropoutMeasurement final : public SoundMeasurement {
 
   void beginSound(const ProgrammeFacts&) override { found_.resize(programmes().size()); }
 
+  void skip(std::size_t programme, double startSeconds, double endSeconds) override {
+    if (skips_.size() >= kMostSoundSpans) {
+      return;
+    }
+    QAEvent event = eventAt(programmes()[programme], startSeconds, endSeconds);
+    event.value = endSeconds - startSeconds;
+    event.unit.assign(1, 's');
+    event.what = prefixOf(programme);
+    event.what += "no samples: time stamps go on later";
+    skips_.push_back(std::move(event));
+  }
+
   void change(const SoundSection& section) override {
     channels_.change(section);
-    for (std::size_t i = 0; i < section.steps.size(); ++i) {
-      channels_.at(section.number, i).value.restart(section.sampleRate, section.steps[i]);
+    for (std::size_t i = 0; i < section.programme->channels.size(); ++i) {
+      channels_.at(section.number, i).value.restart(section.sampleRate, section.step);
     }
   }
 
@@ -247,6 +268,7 @@ class DropoutMeasurement final : public SoundMeasurement {
 
   PerChannel<ZeroRuns> channels_;
   std::vector<std::vector<Joined>> found_;
+  std::vector<QAEvent> skips_;
 };
 
 std::unique_ptr<ProgrammeCheck<DropoutMeasurement>> make(const CheckContext& context) {

@@ -120,7 +120,9 @@ class PolarityMeasurement final : public SoundMeasurement {
         continue;
       }
       const std::optional<double> r = pair.whole.correlation();
-      QAValues row{{"programme", static_cast<int64_t>(i), ""}, {"correlation", QANothing(), ""}};
+      QAValues row{{"programme", static_cast<int64_t>(i), ""},
+                   {"correlation", QANothing(), ""},
+                   {"streams", streamsOf(programmes()[i]), ""}};
       if (r.has_value()) {
         row[1].value = *r;
         least = std::min(least.value_or(1.0), *r);
@@ -141,7 +143,9 @@ class PolarityMeasurement final : public SoundMeasurement {
       }
     }
     outcome.broken = !outcome.events.empty();
-    outcome.limits = {{.of = "correlation", .min = demands_.programme, .unit = ""}};
+    outcome.limits = {{.of = "correlation", .min = demands_.programme},
+                      {.of = "OutOfPhase", .min = demands_.outOfPhase},
+                      {.of = "longestSeconds", .max = demands_.seconds, .unit = "s"}};
     outcome.values = {{"correlation", QANothing(), ""},
                       {"longestSeconds", longest, "s"},
                       {"programmes", std::move(rows), ""}};
@@ -287,9 +291,7 @@ class PolarityMeasurement final : public SoundMeasurement {
 };
 
 std::unique_ptr<ProgrammeCheck<PolarityMeasurement>> make(const CheckContext& context) {
-  const auto real = [&](std::size_t row) {
-    return static_cast<double>(context.real(kSettings[row]));
-  };
+  const auto real = [&](std::size_t row) { return numberSetting(context, kSettings[row]); };
   return std::make_unique<ProgrammeCheck<PolarityMeasurement>>(
       context, kProfile,
       PolarityDemands{.outOfPhase = real(0), .seconds = real(1), .programme = real(2)});

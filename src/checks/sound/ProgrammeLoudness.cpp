@@ -36,8 +36,8 @@ constexpr std::size_t kMostNamed = 4;
 std::unique_ptr<ProgrammeCheck<ProgrammeLoudnessMeasurement>> make(const CheckContext& context) {
   return std::make_unique<ProgrammeCheck<ProgrammeLoudnessMeasurement>>(
       context, kProfile,
-      LoudnessDemands{.target = static_cast<double>(context.real(kSettings[0])),
-                      .tolerance = static_cast<double>(context.real(kSettings[1])),
+      LoudnessDemands{.target = numberSetting(context, kSettings[0]),
+                      .tolerance = numberSetting(context, kSettings[1]),
                       .monoIsDual = context.whole(kSettings[2]) > 0});
 }
 
@@ -58,11 +58,7 @@ std::optional<double> startOf(const std::optional<LoudnessMeter::Maximum>& maxim
 }
 
 QAValues valuesOf(const ProgrammeLoudness& one) {
-  std::vector<double> streams;
-  for (const int stream : one.programme.streams) {
-    streams.push_back(stream);
-  }
-  QAValues values{{"streams", streams, ""},
+  QAValues values{{"streams", streamsOf(one.programme), ""},
                   {"layout", one.programme.layout, ""},
                   {"layoutDeclared", one.programme.layoutDeclared, ""},
                   {"language", one.programme.language, ""},
@@ -96,20 +92,24 @@ double judgedLoudness(const ProgrammeLoudness& one, const LoudnessDemands& deman
   return *one.integrated + (one.programme.isMono() && demands.monoIsDual ? kDualMono : 0.0);
 }
 
-std::string wordsOf(const ProgrammeLoudness& one, bool isAlone) {
+std::string wordsOf(const ProgrammeLoudness& one, bool isAlone, const LoudnessDemands& demands) {
   std::string words = one.name;
   words += one.name.empty() ? "" : ": ";
   if (!one.integrated.has_value()) {
-    return words + (one.seconds < kMomentarySeconds ? "too short" : "silent");
+    const bool isSlow = one.sampleRate > 0 && one.sampleRate < kLeastWeightedRate;
+    return words + (isSlow                            ? "sample rate too low"
+                    : one.seconds < kMomentarySeconds ? "too short"
+                                                      : "silent");
   }
-  words += quantity(*one.integrated, {" LUFS", 1});
+  words += quantity(judgedLoudness(one, demands), {" LUFS", 1});
+  words += one.programme.isMono() && demands.monoIsDual ? " as dual mono" : "";
   if (!isAlone) {
     return words;
   }
   if (one.range.has_value()) {
     addWords(words, ", range ", quantity(*one.range, {" LU", 1}));
   }
-  addWords(words, ", true peak ", quantity(decibelsOf(one.truePeak), {" dBTP", 2}));
+  addWords(words, ", true peak ", levelWords(one.truePeak, " dBTP"));
   addWords(words, ", ", one.programme.layout);
   words += one.programme.layoutDeclared ? "" : " assumed";
   return words;
@@ -125,6 +125,14 @@ std::string whyNoLoudness(const std::vector<ProgrammeLoudness>& programmes) {
   }
   const bool isShort = std::all_of(programmes.begin(), programmes.end(),
                                    [](const auto& one) { return one.seconds < kMomentarySeconds; });
+  const bool isSlow = std::all_of(programmes.begin(), programmes.end(), [](const auto& one) {
+    return one.sampleRate > 0 && one.sampleRate < kLeastWeightedRate;
+  });
+  if (isSlow) {
+    return std::to_string(programmes.front().sampleRate) +
+           " Hz: K-weighting cannot be computed below " + std::to_string(kLeastWeightedRate) +
+           " Hz";
+  }
   return isShort ? "shorter than the 400 ms that loudness is measured over"
                  : "silent: nothing is above -70 LUFS";
 }
@@ -138,7 +146,7 @@ void describeLoudness(const std::vector<ProgrammeLoudness>& programmes,
   for (const ProgrammeLoudness& one : programmes) {
     rows.push_back(valuesOf(one));
     if (named++ < kMostNamed) {
-      addWords(outcome.summary, "; ", wordsOf(one, programmes.size() == 1));
+      addWords(outcome.summary, "; ", wordsOf(one, programmes.size() == 1, demands));
     }
     if (one.sampleRate > 0 && one.sampleRate < kLeastRate && named <= kMostNamed) {
       outcome.summary += " (";

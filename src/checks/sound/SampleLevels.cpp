@@ -48,7 +48,8 @@ class SampleLevelsMeasurement final : public SoundMeasurement {
     double peak = 0.0;
     double loudest = 0.0;
     double furthest = 0.0;
-    for (const auto& entry : channels_.entries()) {
+    for (const auto* each : channels_.sorted()) {
+      const auto& entry = *each;
       const Channel& channel = entry.value;
       const double samples = static_cast<double>(std::max<int64_t>(channel.samples, 1));
       const double rms = std::sqrt(channel.squares / samples);
@@ -68,16 +69,18 @@ class SampleLevelsMeasurement final : public SoundMeasurement {
         event.value = mean;
         event.limit = mean < 0.0 ? -offset_ : offset_;
         event.unit = "%";
-        event.what = prefixOf(entry.programme) + entry.channel.name + " is off zero";
+        event.what = prefixOf(entry.programme) + entry.channel.label() + " is off zero";
         outcome.events.push_back(std::move(event));
       }
     }
     outcome.broken = !outcome.events.empty();
     outcome.limits = {{.of = "dcPercent", .min = -offset_, .max = offset_, .unit = "%"}};
     outcome.values = {decibels("peakDbfs", peak), {"channels", std::move(rows), ""}};
-    outcome.summary = peak > 0.0 ? "peak " + quantity(decibelsOf(peak), {" dBFS", 2}) + ", RMS " +
-                                       quantity(decibelsOf(loudest), {" dBFS", 2})
-                                 : "silent";
+    outcome.summary = "silent";
+    if (peak > 0.0) {
+      outcome.summary = "peak " + levelWords(peak, " dBFS");
+      addWords(outcome.summary, ", RMS ", levelWords(loudest, " dBFS"));
+    }
     if (outcome.broken) {
       outcome.summary += ", DC offset " + quantity(furthest, {" %", 2});
     }
@@ -108,7 +111,7 @@ class SampleLevelsMeasurement final : public SoundMeasurement {
 
 std::unique_ptr<ProgrammeCheck<SampleLevelsMeasurement>> make(const CheckContext& context) {
   return std::make_unique<ProgrammeCheck<SampleLevelsMeasurement>>(
-      context, kProfile, static_cast<double>(context.real(kSettings[0])));
+      context, kProfile, numberSetting(context, kSettings[0]));
 }
 
 }  // namespace

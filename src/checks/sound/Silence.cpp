@@ -83,7 +83,6 @@ class SilenceMeasurement final : public SoundMeasurement {
       heard += ends()[i].samples > 0 && !isSilent(i) ? 1U : 0U;
     }
     double longest = 0.0;
-    double longestInside = 0.0;
     for (std::size_t i = 0; i < states_.size(); ++i) {
       for (QAEvent event : states_[i].events) {
         const double length = *event.endSeconds - *event.startSeconds;
@@ -92,8 +91,7 @@ class SilenceMeasurement final : public SoundMeasurement {
               prefixOf(i) + (heard > 0 ? "silent throughout: unused" : "silent throughout");
           event.breaks = heard == 0;
         }
-        longest = std::max(longest, length);
-        longestInside = event.breaks ? std::max(longestInside, length) : longestInside;
+        longest = event.breaks ? std::max(longest, length) : longest;
         outcome.broken = outcome.broken || event.breaks;
         outcome.events.push_back(std::move(event));
       }
@@ -108,7 +106,7 @@ class SilenceMeasurement final : public SoundMeasurement {
       outcome.summary = "all sound is silent";
     } else if (breaking > 0) {
       outcome.summary = counted(static_cast<double>(breaking), "span") + " of silence, longest " +
-                        quantity(longestInside, kSeconds);
+                        quantity(longest, kSeconds);
     } else if (outcome.events.size() > silent) {
       outcome.summary = "none but at the edges";
     } else {
@@ -198,9 +196,7 @@ class SilenceMeasurement final : public SoundMeasurement {
 };
 
 std::unique_ptr<ProgrammeCheck<SilenceMeasurement>> make(const CheckContext& context) {
-  const auto real = [&](std::size_t row) {
-    return static_cast<double>(context.real(kSettings[row]));
-  };
+  const auto real = [&](std::size_t row) { return numberSetting(context, kSettings[row]); };
   return std::make_unique<ProgrammeCheck<SilenceMeasurement>>(
       context, kProfile,
       SilenceDemands{.level = real(0), .seconds = real(1), .edgeSeconds = real(2)});

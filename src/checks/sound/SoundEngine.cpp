@@ -16,6 +16,10 @@ namespace {
 
 /// Streams that begin with less between them begin together, in seconds.
 constexpr double kSameTime = 0.001;
+/// Streams whose places differ by no more are together, in seconds.
+constexpr double kSamePlace = 0.02;
+/// Time stamps that go on later by so much leave sound out, in seconds.
+constexpr double kSkip = 0.1;
 /// A stream may be behind the others of its programme by so much before it counts as silent.
 constexpr double kMostLead = 10.0;
 /// Samples of a channel that are kept before those read are let go.
@@ -138,6 +142,7 @@ class SoundEngine::Feed {
         programme_(std::move(programme)),
         listeners_(listeners),
         ownsItsStreams_(ownsItsStreams && programme_.streams.size() == 1) {
+    clockStream_ = programme_.streams.empty() ? -1 : programme_.streams.front();
     for (const int stream : programme_.streams) {
       sources_.push_back({.stream = stream});
       const auto index =
@@ -154,8 +159,8 @@ class SoundEngine::Feed {
   }
 
   void take(const ProgrammeBlock& block) {
-    if (block.samples <= 0 || block.sampleRate <= 0 || block.layout == nullptr ||
-        block.layout->channels <= 0) {
+    if (block.samples <= 0 || block.sampleRate <= 0 || block.sampleRate > kMostSampleRate ||
+        block.layout == nullptr || block.layout->channels <= 0) {
       return;
     }
     Source& source = sourceOf(block.stream);
@@ -170,7 +175,8 @@ class SoundEngine::Feed {
     } else if (isChange(block)) {
       if (!ownsItsStreams_) {
         if (block.sampleRate != rate_) {
-          return;  // no place for it among the others
+          leftOut_ += block.samples;  // no place for it among the others
+          return;
         }
       } else {
         finishSection();
@@ -180,9 +186,9 @@ class SoundEngine::Feed {
       }
     }
     append(source, block);
-    const bool isTogether =
-        std::all_of(sources_.begin(), sources_.end(), [](const Source& one) { return one.began; });
-    if (!isTogether || !aligned_) {
+    if (!aligned_) {
+      const bool isTogether = std::all_of(sources_.begin(), sources_.end(),
+                                          [](const Source& one) { return one.began; });
       if (!isTogether && waitingOf(source) < mostLead()) {
         return;
       }
@@ -204,6 +210,7 @@ class SoundEngine::Feed {
     end.startSeconds = clock_.seconds(0);
     end.endSeconds = clock_.seconds(done_);
     end.badSamples = badSamples_;
+    end.leftOut = leftOut_;
     end.isWhole = isWhole;
     listeners_.each([&](SoundMeasurement& one) { one.finish(number_, end); });
   }
@@ -213,7 +220,8 @@ class SoundEngine::Feed {
     int stream = 0;
     bool began = false;
     double firstSeconds = 0.0;
-    std::size_t debt = 0;  ///< zeros that were put in place of samples that had not come
+    /// Zeros that were put in place of samples that had not come.
+    std::size_t debt = 0;
   };
 
   Source& sourceOf(int stream) {
@@ -244,10 +252,14 @@ class SoundEngine::Feed {
     section.number = number_;
     section.programme = &programme_;
     section.sampleRate = rate_;
+    section.isFirst = done_ == 0;
+    section.startSeconds = block.seconds.value_or(clock_.seconds(done_));
     const int whole = 8 * bytesPerSample(*block.frame);
     const int bits = bits_ > 0 ? std::min(whole, bits_) : whole;
-    const bool isExact = lossless_ && hasIntegerSamples(*block.frame);
-    section.steps.assign(channels, isExact ? std::ldexp(1.0F, 1 - bits) : 0.0F);
+    // Floats have as fine steps as 24 bits where they are coarsest.
+    constexpr int kBitsOfFloats = 24;
+    const int steps = hasIntegerSamples(*block.frame) ? bits : kBitsOfFloats;
+    section.step = lossless_ ? std::ldexp(1.0F, 1 - steps) : 0.0F;
     listeners_.each([&](SoundMeasurement& one) { one.begin(section); });
   }
 
@@ -257,19 +269,11 @@ class SoundEngine::Feed {
       source.began = true;
       source.firstSeconds = block.seconds.value_or(0.0);
     }
-    const bool isClock = source.stream == programme_.streams.front();
-    const std::size_t skipped = std::min(source.debt, count);
-    source.debt -= skipped;
+    const std::size_t skipped = place(source, block);
     for (std::size_t i = 0; i < programme_.channels.size(); ++i) {
       const SoundChannel& channel = programme_.channels[i];
       if (channel.stream != source.stream) {
         continue;
-      }
-      if (isClock && block.seconds.has_value()) {
-        const auto at = done_ + static_cast<int64_t>(samples_[i].waiting());
-        clock_.add(at, *block.seconds + static_cast<double>(skipped) / rate_, rate_);
-      } else if (isClock && done_ == 0 && samples_[i].waiting() == 0) {
-        clock_.add(0, 0.0, rate_);
       }
       float* values = samples_[i].append(count);
       badSamples_ += writeFractions(*block.frame, channel.channel, values);
@@ -278,6 +282,51 @@ class SoundEngine::Feed {
         samples_[i].drop(skipped);
       }
     }
+  }
+
+  /// Brings the samples of a stream to where the block stands: with zeros before it, or by leaving
+  /// out as many of its first samples as are returned.
+  std::size_t place(Source& source, const ProgrammeBlock& block) {
+    const auto count = static_cast<std::size_t>(block.samples);
+    const int64_t at = done_ + static_cast<int64_t>(waitingOf(source));
+    if (source.stream == clockStream_) {
+      setClock(at, block.seconds);
+      return 0;
+    }
+    if (!aligned_) {
+      return 0;  // they are put in order together
+    }
+    int64_t late = -static_cast<int64_t>(source.debt);
+    if (block.seconds.has_value()) {
+      late = std::llround((*block.seconds - clock_.seconds(at)) * rate_);
+    }
+    const auto off = static_cast<std::size_t>(std::abs(late));
+    if (off > 2 * mostLead() ||
+        (source.debt == 0 && off <= static_cast<std::size_t>(kSamePlace * rate_))) {
+      return 0;
+    }
+    source.debt = 0;
+    if (late > 0) {
+      addZeros(source, off);
+      return 0;
+    }
+    const std::size_t skipped = std::min(off, count);
+    source.debt = off - skipped;
+    return skipped;
+  }
+
+  void setClock(int64_t at, std::optional<double> seconds) {
+    if (!seconds.has_value()) {
+      if (at == 0) {
+        clock_.add(0, 0.0, rate_);
+      }
+      return;
+    }
+    const double expected = clock_.seconds(at);
+    if (at > 0 && *seconds > expected + kSkip) {
+      listeners_.each([&](SoundMeasurement& one) { one.jump(number_, expected, *seconds); });
+    }
+    clock_.add(at, *seconds, rate_);
   }
 
   std::size_t waitingOf(const Source& source) const {
@@ -294,19 +343,36 @@ class SoundEngine::Feed {
     if (std::exchange(aligned_, true) || sources_.size() < 2) {
       return;
     }
-    double first = std::numeric_limits<double>::infinity();
+    const Source* first = nullptr;
     for (const Source& source : sources_) {
-      first = source.began ? std::min(first, source.firstSeconds) : first;
+      const bool isEarlier = first == nullptr || source.firstSeconds < first->firstSeconds;
+      first = source.began && isEarlier ? &source : first;
     }
-    for (std::size_t i = 0; i < programme_.channels.size(); ++i) {
-      const Source& source = sourceOf(programme_.channels[i].stream);
-      const double late = source.began ? source.firstSeconds - first : 0.0;
+    if (first == nullptr) {
+      return;
+    }
+    for (const Source& source : sources_) {
+      const double late = source.began ? source.firstSeconds - first->firstSeconds : 0.0;
       if (late > kSameTime && late <= kMostLead) {
-        samples_[i].insertZeros(static_cast<std::size_t>(std::llround(late * rate_)));
+        addZeros(source, static_cast<std::size_t>(std::llround(late * rate_)), true);
       }
     }
+    clockStream_ = first->stream;
     clock_ = {};
-    clock_.add(0, first, rate_);
+    clock_.add(0, first->firstSeconds, rate_);
+  }
+
+  void addZeros(const Source& source, std::size_t count, bool before = false) {
+    for (std::size_t i = 0; i < programme_.channels.size(); ++i) {
+      if (programme_.channels[i].stream != source.stream) {
+        continue;
+      }
+      if (before) {
+        samples_[i].insertZeros(count);
+      } else {
+        std::fill_n(samples_[i].append(count), count, 0.0F);
+      }
+    }
   }
 
   /// A stream that has nothing for long is silent meanwhile.
@@ -327,11 +393,7 @@ class SoundEngine::Feed {
     for (Source& source : sources_) {
       const std::size_t missing = most - waitingOf(source);
       source.debt += missing;
-      for (std::size_t i = 0; i < programme_.channels.size(); ++i) {
-        if (programme_.channels[i].stream == source.stream) {
-          std::fill_n(samples_[i].append(missing), missing, 0.0F);
-        }
-      }
+      addZeros(source, missing);
     }
   }
 
@@ -382,7 +444,7 @@ class SoundEngine::Feed {
       cell.lowest = sums.lowest;
       cell.sum = sums.sum;
       cell.squares = sums.squares;
-      if (needs.weighting) {
+      if (needs.weighting && rate_ >= kLeastWeightedRate) {
         cell.weightedSquares = weighting_->energy(state.weighting, cell.samples, count);
       }
       if (needs.truePeak) {
@@ -449,12 +511,14 @@ class SoundEngine::Feed {
   bool lossless_ = true;
   int bits_ = 0;
   std::vector<Source> sources_;
+  int clockStream_ = -1;  ///< by whose time stamps the programme goes
   std::shared_ptr<const SoundLayout> firstLayout_;
   bool aligned_ = false;
   int rate_ = 0;
   int64_t cell_ = 0;  ///< of the section
   int64_t done_ = 0;  ///< samples of the programme
   int64_t badSamples_ = 0;
+  int64_t leftOut_ = 0;
   SoundClock clock_;
   std::optional<KWeighting> weighting_;
   std::vector<Samples> samples_;

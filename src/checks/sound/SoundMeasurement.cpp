@@ -6,6 +6,7 @@
 
 #include "checks/sound/SoundEngine.h"
 #include "tester/CheckContext.h"
+#include "tester/Words.h"
 
 namespace qatester {
 
@@ -35,6 +36,21 @@ double SoundClock::seconds(int64_t sample) const {
   const Anchor& anchor = *(after - 1);
   return anchor.seconds +
          static_cast<double>(sample - anchor.sample) / std::max(anchor.sampleRate, 1);
+}
+
+double numberSetting(const CheckContext& context, const QASetting& row) {
+  // In single precision a text such as -0.3 has digits that nobody wrote.
+  constexpr double kDigits = 1e6;
+  return std::round(static_cast<double>(context.real(row)) * kDigits) / kDigits;
+}
+
+std::string levelWords(double amplitude, const char* unit) {
+  if (!(amplitude > 0.0)) {
+    return "silent";
+  }
+  constexpr double kSeen = 0.005;  // of two decimals
+  const double level = decibelsOf(amplitude);
+  return quantity(std::abs(level) < kSeen ? 0.0 : level, {unit, 2});
 }
 
 double decibelsOf(double amplitude) {
@@ -85,6 +101,10 @@ void SoundMeasurement::begin(const SoundSection& section) {
   change(section);
 }
 
+void SoundMeasurement::jump(std::size_t programme, double startSeconds, double endSeconds) {
+  skip(programme, startSeconds, endSeconds);
+}
+
 void SoundMeasurement::finish(std::size_t programme, const SoundEnd& end) {
   ends_[programme] = end;
   endOf(programme, end);
@@ -98,6 +118,10 @@ std::string SoundMeasurement::prefixOf(std::size_t programme) const {
   std::string name = nameOf(programme);
   name += name.empty() ? "" : ": ";
   return name;
+}
+
+std::vector<double> streamsOf(const SoundProgramme& programme) {
+  return {programme.streams.begin(), programme.streams.end()};
 }
 
 QAEvent eventAt(const SoundProgramme& programme, double startSeconds, double endSeconds) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "checks/sound/SoundProgrammes.h"
@@ -21,6 +22,11 @@ inline constexpr double kActiveRms = -50.0;
 
 /// Spans of one channel that are kept apart.
 inline constexpr std::size_t kMostSoundSpans = 100000;
+
+/// Rates beyond are no sound's. Hz.
+inline constexpr int kMostSampleRate = 1536000;
+/// Below, K-weighting cannot be computed.
+inline constexpr int kLeastWeightedRate = 4000;
 
 /// Cells in a second.
 inline constexpr int kCellsPerSecond = 100;
@@ -94,9 +100,11 @@ struct SoundSection {
   std::size_t number = 0;  ///< of the programme
   const SoundProgramme* programme = nullptr;
   int sampleRate = 0;
-  /// Of each channel: 1 less than full scale is one step below it; 0: the samples are not integers
-  /// as they were recorded.
-  std::vector<float> steps;
+  double startSeconds = 0.0;
+  bool isFirst = true;
+  /// From one sample value to the next, full scale being 1; 0: the samples are not those that were
+  /// recorded, as after lossy coding.
+  float step = 0.0F;
 };
 
 /// What is known of a programme at its end.
@@ -106,7 +114,9 @@ struct SoundEnd {
   double startSeconds = 0.0;
   double endSeconds = 0.0;
   int64_t badSamples = 0;  ///< no numbers, infinite, or beyond reason
-  bool isWhole = true;     ///< the reading was not stopped
+  /// Of another rate than the others of its programme.
+  int64_t leftOut = 0;
+  bool isWhole = true;  ///< the reading was not stopped
 };
 
 struct SoundNeeds {
@@ -130,6 +140,7 @@ class SoundMeasurement : public ProgrammeMeasurement {
   void start(const SoundProgrammes& programmes, const ProgrammeFacts& facts);
   void begin(const SoundSection& section);
   virtual void take(const SoundCell& cell) = 0;
+  void jump(std::size_t programme, double startSeconds, double endSeconds);
   void finish(std::size_t programme, const SoundEnd& end);
 
   virtual SoundNeeds needs() const { return {}; }
@@ -141,6 +152,8 @@ class SoundMeasurement : public ProgrammeMeasurement {
   virtual void beginSound(const ProgrammeFacts&) {}
   /// The first section of a programme, or another one from its next cell on.
   virtual void change(const SoundSection&) {}
+  /// Time stamps go on later than the samples before do: nothing is there in between.
+  virtual void skip(std::size_t, double /*startSeconds*/, double /*endSeconds*/) {}
   virtual void endOf(std::size_t, const SoundEnd&) {}
 
   /// As they were when their last section began.
@@ -189,8 +202,21 @@ class PerChannel {
   Entry& at(std::size_t programme, std::size_t channel) {
     return entries_[places_[programme][channel]];
   }
+  /// In the order in which they came.
   const std::vector<Entry>& entries() const { return entries_; }
-  std::vector<Entry>& entries() { return entries_; }
+
+  /// In the order of programmes, streams and channels.
+  std::vector<const Entry*> sorted() const {
+    std::vector<const Entry*> all;
+    for (const Entry& entry : entries_) {
+      all.push_back(&entry);
+    }
+    std::sort(all.begin(), all.end(), [](const Entry* one, const Entry* other) {
+      return std::tuple(one->programme, one->channel.stream, one->channel.channel) <
+             std::tuple(other->programme, other->channel.stream, other->channel.channel);
+    });
+    return all;
+  }
 
  private:
   std::vector<Entry> entries_;
@@ -200,9 +226,18 @@ class PerChannel {
 /// The setting by which programmes are put together; see `findSoundProgrammes`.
 std::string programmesSetting(const CheckContext& context);
 
+/// The streams of a programme, as a value.
+std::vector<double> streamsOf(const SoundProgramme& programme);
+
 /// An event of a channel, or of a programme, with its place filled in.
 QAEvent eventAt(const SoundProgramme& programme, double startSeconds, double endSeconds);
 QAEvent eventAt(const SoundChannel& channel, double startSeconds, double endSeconds);
+
+/// A row's number, as people write it.
+double numberSetting(const CheckContext& context, const QASetting& row);
+
+/// A level in words, such as "-3.01 dBFS"; "silent" for 0.
+std::string levelWords(double amplitude, const char* unit);
 
 /// -infinity for 0.
 double decibelsOf(double amplitude);

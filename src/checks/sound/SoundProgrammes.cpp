@@ -330,8 +330,10 @@ std::vector<SoundProgramme> findByFile(const ProgrammeFacts& facts) {
     }
     if (audio.channels > 1 && static_cast<int>(names.size()) == audio.channels) {
       all.push_back(wholeStream(number, names, true));
+      all.back().layout = audio.layout.empty() ? all.back().layout : audio.layout;
     } else if (const Positions usual = usualPositions(audio.channels); !usual.empty()) {
       all.push_back(wholeStream(number, usual, false));
+      all.back().isAssumedPair = audio.channels == 2;
     } else if (audio.channels == 0) {
       all.push_back({.layout = "unknown", .streams = {number}});
     } else {
@@ -471,6 +473,11 @@ class Entry {
 
 }  // namespace
 
+std::string SoundChannel::label() const {
+  const bool isNumber = !name.empty() && std::isdigit(static_cast<unsigned char>(name[0])) != 0;
+  return isNumber ? "track " + name : name;
+}
+
 SoundProgrammes findSoundProgrammes(const ProgrammeFacts& facts, const std::string& setting) {
   SoundProgrammes programmes;
   for (const std::string& text : pieces(setting, ";")) {
@@ -522,7 +529,8 @@ std::string programmeName(const SoundProgramme& programme, std::size_t programme
     name += i > 0 ? "+" : "";
     name += std::to_string(programme.streams[i] + 1);
   }
-  if (programme.streams.size() == 1 && programme.isAssumedPair) {
+  if (programme.streams.size() == 1 && programme.isAssumedPair &&
+      programme.channels.front().label() != programme.channels.front().name) {
     addWords(name, ", channels ", programme.channels.front().name);
     addWords(name, "+", programme.channels.back().name);
   } else if (programme.isMono() && programme.channels.front().channel > 0) {

@@ -18,6 +18,8 @@ struct SoundChannel {
   /// In loudness, after ITU-R BS.1770-5, tables 3 and 5; 0 for LFE.
   double weight = 1.0;
 
+  /// Its name in words: a number alone says nothing.
+  std::string label() const;
   bool isLowFrequency() const { return weight == 0.0; }
   /// A channel that is silent for long in many a good programme.
   bool isExtra = false;

@@ -50,7 +50,8 @@ class TruePeakMeasurement final : public SoundMeasurement {
   void describe(QACheckOutcome& outcome) const override {
     std::vector<QAValues> rows;
     double most = 0.0;
-    for (const auto& entry : channels_.entries()) {
+    for (const auto* each : channels_.sorted()) {
+      const auto& entry = *each;
       const double peak = static_cast<double>(entry.value.peak);
       most = std::max(most, peak);
       QAValues row{{"stream", static_cast<int64_t>(entry.channel.stream), ""},
@@ -67,7 +68,7 @@ class TruePeakMeasurement final : public SoundMeasurement {
         event.value = decibelsOf(span.worst);
         event.limit = limit_;
         event.unit = "dBTP";
-        event.what = prefixOf(entry.programme) + entry.channel.name + " peaks";
+        event.what = prefixOf(entry.programme) + entry.channel.label() + " peaks";
         outcome.events.push_back(std::move(event));
       }
     }
@@ -78,7 +79,7 @@ class TruePeakMeasurement final : public SoundMeasurement {
       outcome.values.back().value = decibelsOf(most);
     }
     outcome.values.push_back({"channels", std::move(rows), ""});
-    outcome.summary = most > 0.0 ? quantity(decibelsOf(most), {" dBTP", 2}) : "silent";
+    outcome.summary = levelWords(most, " dBTP");
     if (outcome.broken) {
       outcome.summary += ", above " + quantity(limit_, {" dBTP", 1}) + " at " +
                          counted(static_cast<double>(outcome.events.size()), "place");
@@ -101,7 +102,7 @@ class TruePeakMeasurement final : public SoundMeasurement {
 
 std::unique_ptr<ProgrammeCheck<TruePeakMeasurement>> make(const CheckContext& context) {
   return std::make_unique<ProgrammeCheck<TruePeakMeasurement>>(
-      context, kProfile, static_cast<double>(context.real(kSettings[0])));
+      context, kProfile, numberSetting(context, kSettings[0]));
 }
 
 }  // namespace
