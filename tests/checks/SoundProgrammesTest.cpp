@@ -288,6 +288,25 @@ TEST(SoundProgrammes, DeclaredPositionsPutTracksTogether) {
             (Texts{"5.1: 1.1=L 2.1=R 3.1=C 4.1=LFE 5.1=Ls 6.1=Rs", "stereo: 7.1=L 8.1=R"}));
 }
 
+TEST(SoundProgrammes, TracksAfterThosePlacedTogetherPairUp) {
+  for (const SoundStream& other : {undeclared(1), declared({"FC"})}) {
+    EXPECT_EQ(textsOfProgrammes({declared({"FL"}), declared({"FR"}), other, other}),
+              (Texts{"stereo: 1.1=L 2.1=R", "stereo assumed: 3.1=3 4.1=4"}));
+    EXPECT_EQ(textsOfProgrammes({titled("Left"), titled("Right"), other, other}),
+              (Texts{"stereo: 1.1=L 2.1=R", "stereo assumed: 3.1=3 4.1=4"}));
+  }
+  std::vector<SoundStream> streams;
+  for (const std::string& name : k51) {
+    streams.push_back(declared({name}));
+  }
+  streams.resize(8, declared({"FC"}));
+  EXPECT_EQ(textsOfProgrammes(streams),
+            (Texts{"5.1: 1.1=L 2.1=R 3.1=C 4.1=LFE 5.1=Ls 6.1=Rs", "stereo assumed: 7.1=7 8.1=8"}));
+  // A title means what it says.
+  EXPECT_EQ(textsOfProgrammes({titled("Centre"), undeclared(1)}),
+            (Texts{"mono: 1.1=1", "mono: 2.1=2"}));
+}
+
 TEST(SoundProgrammes, WhatIsPlacedOtherwiseThanAProgrammeIsMono) {
   EXPECT_EQ(textsOfProgrammes({declared({"FR"}), declared({"FL"})}),
             (Texts{"mono: 1.1=1", "mono: 2.1=2"}));

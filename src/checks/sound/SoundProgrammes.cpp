@@ -214,6 +214,8 @@ std::vector<SoundProgramme> pairsOfStream(int stream, int channels) {
 struct Track {
   int stream = 0;
   std::string position;  ///< empty: not named
+  /// It is in the middle, as every stream of one channel says of itself.
+  bool isJustMono = false;
   int rate = 0;
   std::string language;
   std::optional<double> seconds;
@@ -267,6 +269,7 @@ void addTracks(const std::vector<Track>& tracks, std::vector<SoundProgramme>& al
   const auto track = [](const Track& one) {
     return SoundChannel{.stream = one.stream, .name = std::to_string(one.stream + 1)};
   };
+  const auto isUnplaced = [](const Track& one) { return one.position.empty() || one.isJustMono; };
   for (std::size_t i = 0; i < tracks.size();) {
     SoundProgramme programme;
     std::size_t count = placedTogether(tracks, i);
@@ -279,8 +282,8 @@ void addTracks(const std::vector<Track>& tracks, std::vector<SoundProgramme>& al
       }
       place(programme, positions);
       programme.layoutDeclared = true;
-    } else if (i + 1 < tracks.size() && tracks[i].position.empty() &&
-               tracks[i + 1].position.empty() && belongTogether(tracks[i], tracks[i + 1])) {
+    } else if (i + 1 < tracks.size() && isUnplaced(tracks[i]) && isUnplaced(tracks[i + 1]) &&
+               belongTogether(tracks[i], tracks[i + 1])) {
       count = 2;
       programme = pairOf(track(tracks[i]), track(tracks[i + 1]));
     } else {
@@ -314,11 +317,10 @@ std::vector<SoundProgramme> findByFile(const ProgrammeFacts& facts) {
                   .rate = audio.sampleRate,
                   .language = stream.language,
                   .seconds = stream.durationSeconds};
-      // One channel in the middle is what every mono stream says of itself.
-      const std::string titled = positionByTitle(stream.title);
-      const bool isMiddle = track.position.empty() || track.position == "FC";
-      if (isMiddle && (!titled.empty() || tracks.empty() || tracks.back().position.empty())) {
-        track.position = titled;
+      if (track.position.empty() || track.position == "FC") {
+        const std::string titled = positionByTitle(stream.title);
+        track.isJustMono = titled.empty() && !track.position.empty();
+        track.position = titled.empty() ? track.position : titled;
       }
       tracks.push_back(std::move(track));
       continue;
