@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -187,6 +188,15 @@ TEST(Channels, OneSideIsLostWhileTheOtherGoesOn) {
   EXPECT_TRUE(lost(4 * kRate).events.empty());
 }
 
+TEST(Channels, SoundThatStartsLateLosesNothingBefore) {
+  const Noise noise(20 * kRate);
+  SoundStream stream = stereo(14, [&](int channel, int64_t i) {
+    return channel == 0 && i < kRate / 50 ? 0.0 : noise(channel, i);
+  });
+  stream.startSeconds = 6.0;
+  EXPECT_TRUE(measureSound("channels", {}, {stream}).events.empty());
+}
+
 TEST(Channels, IdenticalOnesAreSaidAndNotJudged) {
   const Noise noise(8 * kRate);
   const QACheckOutcome same =
@@ -274,14 +284,49 @@ TEST(Clipping, OfCoarseSamplesIsNotLookedFor) {
   EXPECT_FALSE(measureSound("clipping", {}, {stream}).broken);
 }
 
-TEST(Clipping, FloatBeyondFullScaleIsCountedAndSaid) {
-  const QACheckOutcome outcome =
-      measureSound("clipping", {}, {stereo(4, [](int channel, int64_t i) {
-                     return channel == 1 && isWithin(i, 100, 105) ? 2.0 : 0.1 * sine(440, i);
-                   })});
+TEST(Clipping, LossySoundBeyondFullScaleIsCountedAndSaid) {
+  SoundStream stream = stereo(4, [](int channel, int64_t i) {
+    return channel == 1 && isWithin(i, 100, 105) ? 2.0 : 0.1 * sine(440, i);
+  });
+  stream.lossless = false;
+  const QACheckOutcome outcome = measureSound("clipping", {}, {stream});
   EXPECT_FALSE(outcome.broken);
   EXPECT_EQ(numberOf(outcome.values, "overs"), 5);
   EXPECT_NEAR(numberOf(outcome.values, "highestOverDbfs"), 20.0 * std::log10(2.0), 1e-6);
+  stream.value = [](int, int64_t i) { return 0.1 * sine(440, i); };
+  EXPECT_EQ(measureSound("clipping", {}, {stream}).summary,
+            "no sample above full scale; runs show in PCM only");
+}
+
+TEST(Clipping, OfFloatsThatWereNeverCodedIsFound) {
+  const QACheckOutcome outcome = measureSound(
+      "clipping", {},
+      {stereo(12, [](int, int64_t i) { return std::clamp(2.0 * sine(440, i), -1.0, 1.0); })});
+  EXPECT_TRUE(outcome.broken);
+}
+
+TEST(Clipping, OfSixteenBitsIsFoundInTwentyFour) {
+  SoundStream stream = stereo(12, [](int, int64_t i) {
+    // Positive tops only; whole steps of 16 bits.
+    const double value = isWithin(i, kRate, kRate + 5) ? 32767.0 : std::round(16000 * sine(440, i));
+    return value / 32768.0;
+  });
+  stream.format = AV_SAMPLE_FMT_S32;
+  stream.bits = 24;
+  const QACheckOutcome clipped = measureSound("clipping", {}, {stream});
+  ASSERT_EQ(clipped.events.size(), 2U) << "left and right";
+  EXPECT_EQ(clipped.events[0].value, 5.0);
+  // A slow sine that goes down by one step of 16 bits at a time.
+  stream.value = [](int, int64_t i) { return std::round(32767.0 * sine(50, i)) / 32768.0; };
+  EXPECT_FALSE(measureSound("clipping", {}, {stream}).broken);
+}
+
+TEST(Clipping, UntilTheLastSampleIsFound) {
+  const QACheckOutcome outcome = measureSound(
+      "clipping", {},
+      {pcm16(12.003, [](int, int64_t i) { return i >= 12 * kRate ? 1.0 : 0.5 * sine(440, i); })});
+  ASSERT_EQ(outcome.events.size(), 2U);
+  EXPECT_EQ(outcome.events[0].value, 144.0);
 }
 
 // Polarity
@@ -371,6 +416,13 @@ TEST(Dropouts, OfOneChannelAreItsOwn) {
   const QACheckOutcome outcome = measureSound("dropouts", {}, {withZeros(noise, kRate, 480, 1)});
   ASSERT_EQ(outcome.events.size(), 1U);
   EXPECT_EQ(outcome.events[0].channelName, "L");
+}
+
+TEST(Dropouts, OfOneSideLastUntilTheChannelCountsAsLost) {
+  const Noise noise(12 * kRate);
+  EXPECT_EQ(measureSound("dropouts", {}, {withZeros(noise, kRate, 3 * kRate, 1)}).events.size(),
+            1U);
+  EXPECT_TRUE(measureSound("dropouts", {}, {withZeros(noise, kRate, 6 * kRate, 1)}).events.empty());
 }
 
 TEST(Dropouts, ShorterThanAMillisecondOrFromTwoSecondsOnAreNone) {
@@ -496,8 +548,11 @@ TEST(SoundTimes, FollowTheTimeStampsOverAGap) {
   stream.startSeconds = 1.5;
   stream.changes = {{.atSample = 4 * kRate, .gapSeconds = 2.25}};
   const QACheckOutcome outcome = measureSound("dropouts", {}, {stream});
-  ASSERT_EQ(outcome.events.size(), 1U);
-  expectSpan(outcome.events[0], 8 * kRate, 8 * kRate + 480, 1.5 + 2.25);
+  ASSERT_EQ(outcome.events.size(), 2U);
+  EXPECT_EQ(outcome.events[0].what, "no samples: time stamps go on later");
+  EXPECT_NEAR(*outcome.events[0].startSeconds, 5.5, 1e-9);
+  EXPECT_NEAR(*outcome.events[0].endSeconds, 7.75, 1e-9);
+  expectSpan(outcome.events[1], 8 * kRate, 8 * kRate + 480, 1.5 + 2.25);
 }
 
 TEST(SoundTimes, CountFromZeroWithoutTimeStamps) {
@@ -548,6 +603,18 @@ TEST(SoundChanges, OfLayoutAndRateInMidStreamAreMeasuredThrough) {
   const QACheckOutcome outcome = measureSound("programme-loudness", {}, {stream});
   const auto& rows = rowsOf(outcome.values, "programmes");
   EXPECT_NEAR(numberOf(rows.at(0), "integratedLufs"), -20.0, 0.05);
+  const QACheckOutcome channels = measureSound("channels", {}, {stream});
+  const auto changed =
+      std::find_if(channels.events.begin(), channels.events.end(),
+                   [](const QAEvent& event) { return event.what == "changes to 5.1, 44100 Hz"; });
+  ASSERT_NE(changed, channels.events.end());
+  EXPECT_NEAR(*changed->startSeconds, 10.0, 1e-9);
+  EXPECT_FALSE(changed->breaks);
+  for (const QAEvent& event : channels.events) {
+    if (event.channel.has_value()) {
+      EXPECT_NEAR(*event.startSeconds, 10.0, 1e-6) << event.what << ": not there before";
+    }
+  }
 }
 
 TEST(SoundSamples, WithoutAValueAreTakenAsZeroAndSaid) {
@@ -565,6 +632,16 @@ TEST(SoundSamples, WithoutAValueAreTakenAsZeroAndSaid) {
   EXPECT_EQ(outcome.summary.find("-20"), 0U) << outcome.summary;
 }
 
+TEST(SoundRates, ThatNoSoundHasAreNotMeasured) {
+  SoundStream stream = stereo(1, [](int, int64_t i) { return sine(997, i); });
+  stream.sampleRate = 2000000000;
+  stream.samples = 20000;
+  EXPECT_EQ(measureSound("silence", {}, {stream}).reason, "no sound could be decoded");
+  stream.sampleRate = 2000;
+  EXPECT_EQ(measureSound("programme-loudness", {}, {stream}).reason,
+            "2000 Hz: K-weighting cannot be computed below 4000 Hz");
+}
+
 TEST(SoundStreams, ThatStartLaterAreHeardWhereTheyStand) {
   // Two tracks of one programme: the second starts half a second later.
   const Noise noise(12 * kRate);
@@ -577,6 +654,29 @@ TEST(SoundStreams, ThatStartLaterAreHeardWhereTheyStand) {
   right.value = [&](int, int64_t i) { return noise(0, i + kRate / 2); };
   const QACheckOutcome outcome = measureSound("polarity", {}, {left, right});
   EXPECT_GT(numberOf(outcome.values, "correlation"), 0.95);
+}
+
+TEST(SoundStreams, ThatStartLongAfterTheOthersAreHeard) {
+  const Noise noise(40 * kRate);
+  SoundStream left = stereo(40, [&](int, int64_t i) { return noise(0, i); });
+  left.channels = 1;
+  left.names = {};
+  for (const bool leftIsLate : {false, true}) {
+    SoundStream late = left;
+    late.startSeconds = 15.0;
+    late.samples = 25 * kRate;
+    late.value = [&](int, int64_t i) { return noise(0, i + 15 * kRate); };
+    const std::vector<SoundStream> both =
+        leftIsLate ? std::vector<SoundStream>{late, left} : std::vector<SoundStream>{left, late};
+    const QACheckOutcome outcome = measureSound("channels", {{"Programmes", "1+2"}}, both);
+    ASSERT_EQ(outcome.events.size(), 1U);
+    EXPECT_EQ(outcome.events[0].stream, leftIsLate ? 0 : 1);
+    EXPECT_NEAR(*outcome.events[0].startSeconds, 0.0, 1e-9);
+    EXPECT_NEAR(*outcome.events[0].endSeconds, 15.0, 0.021);
+    // Energy of the half that both have, and none of the other.
+    const auto& rows = rowsOf(outcome.values, "programmes");
+    EXPECT_NEAR(numberOf(rows.at(0), "correlation"), std::sqrt(25.0 / 40.0), 0.01);
+  }
 }
 
 TEST(SoundStreams, ThatEndEarlyOrNeverComeAreSilentMeanwhile) {

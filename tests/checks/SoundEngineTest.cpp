@@ -47,7 +47,7 @@ class CellRecorder final : public qatester::SoundMeasurement {
   struct Section {
     std::string layout;
     int sampleRate;
-    std::vector<float> steps;
+    float step = 0.0F;
     std::size_t cellsBefore;
   };
 
@@ -96,8 +96,7 @@ class CellRecorder final : public qatester::SoundMeasurement {
 
  private:
   void change(const qatester::SoundSection& section) override {
-    sections.push_back(
-        {section.programme->layout, section.sampleRate, section.steps, cells.size()});
+    sections.push_back({section.programme->layout, section.sampleRate, section.step, cells.size()});
   }
   void endOf(std::size_t, const qatester::SoundEnd& end) override { ended.push_back(end); }
 
@@ -331,20 +330,19 @@ TEST(SoundEngine, BlocksOfAnySizeGiveTheSame) {
 }
 
 TEST(SoundEngine, StepsAreThoseOfIntegersAsRecorded) {
-  const auto stepsOf = [](AVSampleFormat format, int bits, bool lossless) {
+  const auto stepOf = [](AVSampleFormat format, int bits, bool lossless) {
     SoundStream stream = saw(480);
     stream.format = format;
     stream.bits = bits;
     stream.lossless = lossless;
-    return record({stream}).sections.at(0).steps;
+    return record({stream}).sections.at(0).step;
   };
-  using Steps = std::vector<float>;
-  EXPECT_EQ(stepsOf(AV_SAMPLE_FMT_U8, 8, true), (Steps{0x1p-7F, 0x1p-7F}));
-  EXPECT_EQ(stepsOf(AV_SAMPLE_FMT_S16, 16, true), (Steps{0x1p-15F, 0x1p-15F}));
-  EXPECT_EQ(stepsOf(AV_SAMPLE_FMT_S16P, 0, true), (Steps{0x1p-15F, 0x1p-15F}));
-  EXPECT_EQ(stepsOf(AV_SAMPLE_FMT_S32, 24, true), (Steps{0x1p-23F, 0x1p-23F}));
-  EXPECT_EQ(stepsOf(AV_SAMPLE_FMT_S16P, 16, false), (Steps{0.0F, 0.0F})) << "coded lossily";
-  EXPECT_EQ(stepsOf(AV_SAMPLE_FMT_FLT, 32, true), (Steps{0.0F, 0.0F}));
+  EXPECT_EQ(stepOf(AV_SAMPLE_FMT_U8, 8, true), 0x1p-7F);
+  EXPECT_EQ(stepOf(AV_SAMPLE_FMT_S16, 16, true), 0x1p-15F);
+  EXPECT_EQ(stepOf(AV_SAMPLE_FMT_S16P, 0, true), 0x1p-15F);
+  EXPECT_EQ(stepOf(AV_SAMPLE_FMT_S32, 24, true), 0x1p-23F);
+  EXPECT_EQ(stepOf(AV_SAMPLE_FMT_S16P, 16, false), 0.0F) << "coded lossily";
+  EXPECT_EQ(stepOf(AV_SAMPLE_FMT_FLT, 32, true), 0x1p-23F);
 }
 
 // Times
