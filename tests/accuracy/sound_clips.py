@@ -1,0 +1,294 @@
+"""Sound without a fault and with one, whose place, length and level are known to the sample."""
+
+from good_clips import XDCAM
+from recipe import *  # noqa: F403: a recipe is a sentence of these words
+from sound_sources import MUSIC, NOISE, RATE, SECONDS, SPEECH
+
+# How a clip is coded, and how near its places are known: a sample and the rounding of decimals, or
+# what a lossy codec smears and delays.
+EXACT, LOSSY = 1.5 / RATE, 0.03
+CODECS = {"s16.wav": ("-c:a pcm_s16le", EXACT), "s24.mov": ("-c:a pcm_s24le", EXACT),
+          "aac.mp4": ("-c:a aac -b:a 192k", LOSSY), "ac3.ts": ("-c:a ac3 -b:a 256k", LOSSY),
+          "mp2.ts": ("-c:a mp2 -b:a 256k", LOSSY)}
+# Over this the ends of a span out of phase are looked for, in cells of 10 ms.
+PHASE = 0.03
+ALL = 1e9
+WAV = "s16.wav"
+
+CODED = undecided("a lossy codec hides it")
+LOUDNESS_UNKNOWN = undecided("its loudness is not known")
+PEAK_UNKNOWN = undecided("its true peak is not known")
+
+
+@made_of
+def shaped(source, filters, options):
+    """A recipe: a clip through filters; [in] and [out] if there are several ways."""
+    def make(folder, path):
+        way = ["-filter_complex", filters] if "[0" in filters else ["-af", filters]
+        ffmpeg("-i", folder / source, *way, *options.split(), *BITEXACT, path)
+    return make
+
+
+def each(expression, other=None, channels="stereo"):
+    """A filter that computes each sample: X is the sample of the side, n its number."""
+    both = (expression, other or expression)
+    words = "|".join(one.replace("X", f"val({side})") for side, one in enumerate(both))
+    return f"aeval='{words}':c={channels},aformat=channel_layouts={channels}"
+
+
+def during(spans, then, otherwise="X"):
+    """An expression of spans of samples, the end exclusive."""
+    inside = "+".join(f"between(n,{begin},{end - 1})" for begin, end in spans)
+    return f"if({inside},{then},{otherwise})"
+
+
+def sounding(name, what, make, faulty=False, small=False, **expect):
+    return Clip(name, what, make, {check.replace("_", "-"): wanted for check, wanted in expect.items()},
+                small, faulty, SOUND_CHECKS)
+
+
+def span(begin, end, what, tolerance):
+    """A fault of samples, with both its ends."""
+    return event(begin / RATE, what, tolerance, end / RATE, ends=True)
+
+
+def throughout(what):
+    return event(0, what, 0.1, SECONDS)
+
+
+class Fault:
+    """A fault that is put into a material and coded: what it is, how, and what is to be said of it.
+
+    `expect` takes the tolerance of the codec.
+    """
+
+    def __init__(self, name, what, filters, expect):
+        self.name, self.what, self.filters, self.expect = name, what, filters, expect
+
+    def clip(self, material, codec, small=False):
+        options, tolerance = CODECS[codec]
+        return sounding(f"sound-{self.name}-{material}-{codec}", f"{self.what} ({material})",
+                        shaped(f"sound-{material}.flac", self.filters, options), True, small,
+                        **self.expect(tolerance))
+
+
+def only_lossless(tolerance, expected):
+    return expected if tolerance == EXACT else CODED
+
+
+# Places that nothing in the sources lies on.
+SILENT = (592589, 592589 + 3 * RATE)
+LOST = (480211, 480211 + 6 * RATE)
+TURNED = (503777, 503777 + 5 * RATE)
+LOUD = (480000, 960000)
+ZEROS = [(begin, begin + round(RATE * length))
+         for begin, length in ((256037, 0.002), (448841, 0.005), (704123, 0.02), (940399, 0.1))]
+DROPPED = lambda tolerance: {  # noqa: E731
+    "dropouts": only_lossless(tolerance, breaks(*(span(*zeros, "zeros", tolerance) for zeros in ZEROS)))}
+FULL = "clip(5*X,-1,1)"
+FLAT = "clip(5*X,-0.891251,0.891251)"
+FULL_SCALE = {"programme_loudness": LOUDNESS_UNKNOWN,
+              "true_peak": breaks(event(10, "full scale", 1, 20))}
+FLAT_TOPS = {"programme_loudness": LOUDNESS_UNKNOWN,
+             "true_peak": undecided("what was cut is higher between the samples")}
+# At a quarter of the sample rate, 45 degrees off: the samples are 3 dB below the peak.
+BETWEEN = ("0.98*sin(PI/2*n+PI/4)*clip((t-20)/0.02,0,1)*clip((21-t)/0.02,0,1)")
+
+FAULTS = [
+    Fault("silence", "3 s of digital silence", each(during([SILENT], "0")), lambda tolerance: {
+        "silence": breaks(span(*SILENT, "silence", tolerance))}),
+    Fault("silence-70", "3 s of noise at -70 dBFS", each(during([SILENT], "0.000316*(2*random(0)-1)")),
+          lambda tolerance: {"silence": breaks(span(*SILENT, "silence", tolerance))}),
+    Fault("lost", "The left side is lost for 6 s", each(during([LOST], "0"), "X"), lambda tolerance: {
+        "programme_loudness": LOUDNESS_UNKNOWN,
+        "channels": breaks(span(*LOST, "left is lost", tolerance))}),
+    Fault("lost-70", "The right side is noise at -70 dBFS for 6 s",
+          each("X", during([LOST], "0.000316*(2*random(0)-1)")), lambda tolerance: {
+              "programme_loudness": LOUDNESS_UNKNOWN,
+              "channels": breaks(span(*LOST, "right is lost", tolerance))}),
+    Fault("dead", "The right side is silent throughout", each("X", "0*X"), lambda tolerance: {
+        "programme_loudness": breaks(throughout("about 3 LU too quiet")),
+        "channels": breaks(throughout("right is silent"))}),
+    Fault("clipped", "Clipped at full scale from 10 to 20 s", each(during([LOUD], FULL)),
+          lambda tolerance: {**FULL_SCALE, "clipping": only_lossless(
+              tolerance, breaks(event(10, "clipped", 0.5, 20)))}),
+    Fault("flat", "Clipped at -1 dBFS throughout", each(FLAT), lambda tolerance: {
+        **FLAT_TOPS, "clipping": only_lossless(tolerance, breaks(throughout("flat tops")))}),
+    Fault("flat-part", "Clipped at -1 dBFS from 10 to 20 s", each(during([LOUD], FLAT)),
+          lambda tolerance: {**FLAT_TOPS, "clipping": only_lossless(
+              tolerance, breaks(event(10, "flat tops", 0.5, 20)))}),
+    Fault("turned", "The right side is inverted for 5 s", each("X", during([TURNED], "-X")),
+          lambda tolerance: {"polarity": breaks(span(*TURNED, "inverted", PHASE))}),
+    Fault("against", "The right side is inverted throughout", each("X", "-X"), lambda tolerance: {
+        "polarity": breaks(throughout("inverted"))}),
+    Fault("zeros", "Zeros of 2, 5, 20 and 100 ms", each(during(ZEROS, "0")), DROPPED),
+    Fault("zeros-right", "Zeros of 2, 5, 20 and 100 ms on the right", each("X", during(ZEROS, "0")),
+          DROPPED),
+    Fault("offset", "Both sides are 2 % off zero", each("X+0.02"), lambda tolerance: {
+        "sample_levels": breaks(throughout("off zero"))}),
+    Fault("loud", "3 LU too loud", "volume=3dB:precision=double", lambda tolerance: {
+        "programme_loudness": breaks(throughout("too loud"))}),
+    Fault("quiet", "3 LU too quiet", "volume=-3dB:precision=double", lambda tolerance: {
+        "programme_loudness": breaks(throughout("too quiet"))}),
+    Fault("between", "A tone whose samples are at -3.2 dBFS and whose peak is at -0.2 dBTP",
+          each(f"if(between(t,20,21),{BETWEEN},X)"), lambda tolerance: {
+              "programme_loudness": LOUDNESS_UNKNOWN,
+              "true_peak": breaks(event(20, "above -1 dBTP", 0.05, 21))}),
+]
+
+UNCORRELATED = {"against", "turned"}
+# Of speech and noise, in one codec: what does not depend on the codec. Noise that differs from side
+# to side looks the same inverted.
+FAULTY = [fault.clip("music", codec, codec == WAV and fault.name in ("silence", "zeros", "turned"))
+          for fault in FAULTS for codec in CODECS]
+FAULTY += [fault.clip(material, WAV) for material in ("speech", "noise") for fault in FAULTS
+           if not (material == "noise" and fault.name in UNCORRELATED)]
+
+# Two tracks of one channel each, of which one is inverted; their places declared, and not.
+PLACED_TRACKS = "[0:a]channelsplit[l][right];[right]volume=-1:precision=double[r]"
+TRACKS = "[0:a]asplit[one][two];[one]pan=mono|c0=c0[l];[two]pan=mono|c0=-1*c1[r]"
+FAULTY += [
+    *(sounding(f"sound-tracks-against-{codec}", "Two mono tracks, one inverted",
+               shaped("sound-music.flac", tracks, f"-map [l] -map [r] {CODECS[codec][0]}"), True,
+               polarity=breaks(throughout("inverted")))
+      for codec, tracks in (("s24.mov", PLACED_TRACKS), ("aac.mp4", TRACKS), ("ac3.ts", TRACKS),
+                            ("mp2.ts", TRACKS))),
+    sounding("sound-tracks-against.mkv", "Two mono tracks, one inverted",
+             shaped("sound-music.flac", TRACKS, "-map [l] -map [r] -c:a flac"), True,
+             polarity=breaks(throughout("inverted"))),
+    sounding("sound-tracks-lost-s24.mov", "Two mono tracks, one is silent for 6 s",
+             shaped("sound-music.flac", f"[0:a]{each('X', during([LOST], '0'))},channelsplit[l][r]",
+                    "-map [l] -map [r] -c:a pcm_s24le"), True,
+             programme_loudness=LOUDNESS_UNKNOWN, channels=breaks(span(*LOST, "lost", EXACT))),
+    sounding("sound-silent.wav", "All silent", shaped("sound-music.flac", "volume=0", "-c:a pcm_s16le"),
+             True, silence=breaks(throughout("silent")), channels=breaks(throughout("silent"))),
+    sounding("sound-silent-head.wav", "Silent for the first 12 s",
+             shaped("sound-music.flac", each(during([(0, 12 * RATE + 13)], "0")), "-c:a pcm_s16le"), True,
+             silence=breaks(span(0, 12 * RATE + 13, "silence", EXACT))),
+    *(sounding(f"sound-silence-late-{kind}.ts", f"3 s of digital silence, the file begins at {start} s",
+               shaped("sound-music.flac", each(during([SILENT], "0")),
+                      f"-c:a mp2 -b:a 256k -output_ts_offset {start}"), True,
+               silence=breaks(span(*SILENT, "silence", LOSSY)))
+      for kind, start in (("hours", 66013), ("wrap", 95430))),
+    sounding("sound-behind-picture.ts", "Sound begins 0.5 s after the picture; 3 s of digital silence",
+             shaped("sound-music.flac", f"[0:a]{each(during([SILENT], '0'))},asetpts=PTS+0.5/TB[a];"
+                    "testsrc2=size=320x240:rate=25:duration=31[v]",
+                    "-map [v] -map [a] -pix_fmt yuv420p -c:v mpeg2video -b:v 1000k -c:a mp2 -b:a 256k"), True,
+             silence=breaks(event(SILENT[0] / RATE + 0.5, "silence", LOSSY, SILENT[1] / RATE + 0.5, True))),
+]
+
+SURROUND = ("pan=5.1|FL=FL|FR=FR|FC=0.4*FL+0.4*FR|LFE={low}|BL=0.5*FL-0.2*FR|BR=0.5*FR-0.2*FL,"
+            "adelay=0|0|0|0|17|19")
+LOW = "0.2*FL+0.2*FR"
+for dead, text in (("LFE", SURROUND.format(low="0*FL")), ("C", SURROUND.format(low=LOW).replace(
+        "FC=0.4*FL+0.4*FR", "FC=0*FL"))):
+    wanted = says("LFE is silent") if dead == "LFE" else breaks(throughout("centre is silent"))
+    FAULTY += [sounding(f"sound-5.1-dead-{dead}-{kind}", f"5.1, {dead} is silent throughout",
+                        shaped("sound-music.flac", text, f"{options}"), True,
+                        programme_loudness=LOUDNESS_UNKNOWN, channels=wanted)
+               for kind, options in (("s24.wav", "-c:a pcm_s24le"), ("ac3.ts", "-c:a ac3 -b:a 448k"),
+                                     ("aac.mp4", "-c:a aac -b:a 384k"))]
+
+IDENTICAL = each("val(0)")
+
+
+def good(name, what, source, filters, options="-c:a pcm_s16le", small=False, **expect):
+    return sounding(f"sound-{name}", what, shaped(f"sound-{source}.flac", filters, options), False, small,
+                    **expect)
+
+
+def tones(left, right, small=False, **expect):
+    """A recipe of computed sound."""
+    def make(_folder, path):
+        ffmpeg("-f", "lavfi", "-i", f"aevalsrc='{left}|{right}':s={RATE}:d={SECONDS}:c=stereo",
+               "-c:a", "pcm_s24le" if "s24" in path.name else "pcm_s16le", *BITEXACT, path)
+    return {"make": make, "small": small, "programme_loudness": LOUDNESS_UNKNOWN, **expect}
+
+
+# 30 ms of fading at each end of what is left.
+def gate(period, on, fade=0.03):
+    return f"X*clip(mod(t,{period})/{fade},0,1)*clip(({on}-mod(t,{period}))/{fade},0,1)"
+
+
+BURST = "0.09*sin(2*PI*1000*t)"
+GOOD = [
+    *(sounding(f"sound-{name}.flac", f"{name} at -23 LUFS", make, small=name == "music")
+      for name, make in (("music", MUSIC), ("speech", SPEECH), ("noise", NOISE))),
+    *(good(f"{name}-{codec}", f"{name} at -23 LUFS", name, "anull", options, small=name + codec == "musicaac.mp4")
+      for name in ("music", "speech", "noise") for codec, (options, _) in CODECS.items()),
+    *(good(f"identical-{codec}", "Left and right are identical", "music", IDENTICAL, CODECS[codec][0],
+           programme_loudness=LOUDNESS_UNKNOWN, **({"channels": says("identical")} if lossless else {}))
+      for codec, lossless in (("s16.wav", True), ("s24.mov", True), ("aac.mp4", False), ("ac3.ts", False),
+                              ("mp2.ts", False))),
+    *(good(f"fades-{codec}", "Fades of 5 s at both ends", "music",
+           "afade=in:d=5,afade=out:st=25:d=5", options, programme_loudness=LOUDNESS_UNKNOWN)
+      for codec, (options, _) in CODECS.items()),
+    *(good(f"pauses-{codec}", "Pauses of 1.5 s", "speech", each(gate(6, 4.5, 0.01)), options,
+           programme_loudness=LOUDNESS_UNKNOWN)
+      for codec, (options, _) in CODECS.items()),
+    *(good(f"gated-{codec}", "Gated with fades of 30 ms", "speech", each(gate(0.9, 0.5)), options,
+           programme_loudness=LOUDNESS_UNKNOWN)
+      for codec, (options, _) in CODECS.items()),
+    *(good(f"panned-{codec}", "Instruments of 3.5 s, each on one side alone", "music",
+           each("X*lt(mod(t,8),3.5)*clip(mod(t,8)/0.02,0,1)*clip((3.5-mod(t,8))/0.02,0,1)",
+                "X*gt(mod(t,8),4)*clip((mod(t,8)-4)/0.02,0,1)*clip((7.5-mod(t,8))/0.02,0,1)"), options,
+           programme_loudness=LOUDNESS_UNKNOWN)
+      for codec, (options, _) in CODECS.items()),
+    good("head-and-tail.wav", "3 s of silence at both ends", "music",
+         each(during([(0, 3 * RATE), (27 * RATE, 30 * RATE)], "0")), programme_loudness=LOUDNESS_UNKNOWN,
+         silence=says("silence at the")),
+    good("44100.wav", "44.1 kHz", "music", "aresample=44100"),
+    good("44100.m4a", "44.1 kHz", "music", "aresample=44100", "-c:a aac -b:a 192k"),
+    good("96000.wav", "96 kHz of 24 bits", "music", "aresample=96000", "-c:a pcm_s24le"),
+    good("float.wav", "32 bits, float", "music", "anull", "-c:a pcm_f32le"),
+    good("mono.wav", "Mono", "speech", "pan=mono|c0=0.5*c0+0.5*c1", programme_loudness=LOUDNESS_UNKNOWN),
+    good("mono.mp4", "Mono", "speech", "pan=mono|c0=0.5*c0+0.5*c1", "-c:a aac -b:a 96k",
+         programme_loudness=LOUDNESS_UNKNOWN),
+    *(good(f"5.1-{kind}", "5.1", "music", SURROUND.format(low=LOW), options,
+           programme_loudness=LOUDNESS_UNKNOWN)
+      for kind, options in (("s24.wav", "-c:a pcm_s24le"), ("ac3.ts", "-c:a ac3 -b:a 448k"),
+                            ("aac.mp4", "-c:a aac -b:a 384k"))),
+    *(good(f"languages-{kind}", "Four mono tracks, two of each language", "music",
+           "[0:a]asplit[one][two];[one]channelsplit[a][b];[two]atempo=1.1,apad=whole_dur=30,atrim=0:30,"
+           "channelsplit[c][d]",
+           f"-map [a] -map [b] -map [c] -map [d] {options} -metadata:s:0 language=eng -metadata:s:1"
+           " language=eng -metadata:s:2 language=ger -metadata:s:3 language=ger",
+           programme_loudness=LOUDNESS_UNKNOWN, silence=undecided("the faster version ends early"))
+      for kind, options in (("s24.mov", "-c:a pcm_s24le"), ("ac3.ts", "-c:a ac3 -b:a 128k"))),
+    good("two-languages.mov", "Two mono tracks of two languages", "speech",
+         "[0:a]pan=mono|c0=c0,asplit[a][two];[two]areverse[b]",
+         "-map [a] -map [b] -c:a pcm_s24le -metadata:s:0 language=eng -metadata:s:1 language=ger",
+         programme_loudness=LOUDNESS_UNKNOWN),
+    good("eight-tracks.mxf", "Eight mono tracks, the last four are silent", "music",
+         "[0:a]asplit[one][two];[one]channelsplit[a][b];[two]areverse,channelsplit[c][d];"
+         f"aevalsrc=0:s={RATE}:d={SECONDS},asplit=4[e][f][g][h];testsrc2=size=320x240:rate=25:duration=30[v]",
+         f"-map [v] {' '.join(f'-map [{track}]' for track in 'abcdefgh')} {XDCAM} -g 12 -bf 2 -c:a pcm_s24le",
+         silence=says("unused"), channels=says("unused")),
+    # What differs from side to side in good sound.
+    good("spaced.wav", "Spaced microphones: the right side is 0.6 ms later", "music", "adelay=0|0.6",
+         programme_loudness=LOUDNESS_UNKNOWN),
+    good("wide.wav", "Sides raised by 9 dB", "music", each("1.9*val(0)-0.9*val(1)", "1.9*val(1)-0.9*val(0)"),
+         programme_loudness=LOUDNESS_UNKNOWN, true_peak=PEAK_UNKNOWN),
+    # Signals of test and line-up.
+    sounding("sound-50-hz.wav", "50 Hz at 0 dBFS", **tones(
+        "sin(100*PI*t)", "sin(100*PI*t)", true_peak=breaks(throughout("0 dBTP")))),
+    sounding("sound-below-limit-s24.wav", "Tones of a quarter and a twelfth of the rate at -1.1 dBTP", **tones(
+        "0.881*sin(PI/2*n+PI/4)", "0.881*sin(PI/6*n+PI/12)")),
+    sounding("sound-below-limit-2-s24.wav", "997 Hz and 15 kHz at -1.1 dBTP", **tones(
+        "0.881*sin(2*PI*997*t)", "0.881*sin(2*PI*15000*t+0.3)")),
+    sounding("sound-line-up.wav", "EBU line-up tone: 1 kHz at -18 dBFS, left stops for 0.25 s every 3 s",
+             **tones("0.126*sin(2*PI*1000*t)*gte(mod(t,3),0.25)", "0.126*sin(2*PI*1000*t)")),
+    sounding("sound-bursts.wav", "1 kHz at -21 dBFS, 0.5 s on and 0.5 s off", **tones(
+        f"{BURST}*lt(mod(t,1),0.5)", f"{BURST}*lt(mod(t,1),0.5)")),
+    sounding("sound-sync-pips.wav", "A pip of 40 ms every second", **tones(
+        f"{BURST}*lt(mod(t,1),0.04)", f"{BURST}*lt(mod(t,1),0.04)")),
+    sounding("sound-drums.wav", "Drum machine: exact zeros between the strokes", **tones(
+        *["0.4*sin(2*PI*60*mod(t,0.5))*exp(-25*mod(t,0.5))*lt(mod(t,0.5),0.3)"] * 2)),
+    sounding("sound-square.wav", "A square wave at -6 dBFS", **tones(
+        *["0.5*(2*lt(mod(t*220,1),0.5)-1)"] * 2,
+        clipping=undecided("a square wave has flat tops, whatever it was made by"))),
+    sounding("sound-sweep.wav", "A sweep from 20 Hz to 20 kHz at -3 dBFS", **tones(
+        *["0.7*sin(2*PI*20*30/log(1000)*(exp(t/30*log(1000))-1))"] * 2)),
+]
+
+SOUND = GOOD + FAULTY
