@@ -17,6 +17,7 @@ WAV = "s16.wav"
 
 CODED = undecided("a lossy codec hides it")
 LOUDNESS_UNKNOWN = undecided("its loudness is not known")
+MEAN_UNKNOWN = undecided("what is cut on one side only moves the mean")
 PEAK_UNKNOWN = undecided("its true peak is not known")
 
 
@@ -67,8 +68,8 @@ class Fault:
 
     def clip(self, material, codec, small=False):
         options, tolerance = CODECS[codec]
-        return sounding(f"sound-{self.name}-{material}-{codec}", f"{self.what} ({material})",
-                        shaped(f"sound-{material}.flac", self.filters, options), True, small,
+        return sounding(f"audio-{self.name}-{material}-{codec}", f"{self.what} ({material})",
+                        shaped(f"audio-{material}.flac", self.filters, options), True, small,
                         **self.expect(tolerance))
 
 
@@ -78,18 +79,18 @@ def only_lossless(tolerance, expected):
 
 # Places that nothing in the sources lies on.
 SILENT = (592589, 592589 + 3 * RATE)
-LOST = (480211, 480211 + 6 * RATE)
+LOST = (561640, 561640 + 6 * RATE)
 TURNED = (503777, 503777 + 5 * RATE)
 LOUD = (480000, 960000)
 ZEROS = [(begin, begin + round(RATE * length))
          for begin, length in ((256037, 0.002), (448841, 0.005), (704123, 0.02), (940399, 0.1))]
 DROPPED = lambda tolerance: {  # noqa: E731
     "dropouts": only_lossless(tolerance, breaks(*(span(*zeros, "zeros", tolerance) for zeros in ZEROS)))}
-FULL = "clip(5*X,-1,1)"
-FLAT = "clip(5*X,-0.891251,0.891251)"
-FULL_SCALE = {"programme_loudness": LOUDNESS_UNKNOWN,
+FULL = "clip(8*X,-1,1)"
+FLAT = "clip(8*X,-0.891251,0.891251)"
+FULL_SCALE = {"programme_loudness": LOUDNESS_UNKNOWN, "sample_levels": MEAN_UNKNOWN,
               "true_peak": breaks(event(10, "full scale", 1, 20))}
-FLAT_TOPS = {"programme_loudness": LOUDNESS_UNKNOWN,
+FLAT_TOPS = {"programme_loudness": LOUDNESS_UNKNOWN, "sample_levels": MEAN_UNKNOWN,
              "true_peak": undecided("what was cut is higher between the samples")}
 # At a quarter of the sample rate, 45 degrees off: the samples are 3 dB below the peak.
 BETWEEN = ("0.98*sin(PI/2*n+PI/4)*clip((t-20)/0.02,0,1)*clip((21-t)/0.02,0,1)")
@@ -144,34 +145,58 @@ FAULTY = [fault.clip("music", codec, codec == WAV and fault.name in ("silence", 
 FAULTY += [fault.clip(material, WAV) for material in ("speech", "noise") for fault in FAULTS
            if not (material == "noise" and fault.name in UNCORRELATED)]
 
+# So many that some begin or end where the sound is nearly zero anyway.
+MANY = [(24007 + 21011 * number, 24007 + 21011 * number + 96) for number in range(64)]
+FAULTY += [Fault("zeros-many", "64 times zeros of 2 ms", each(during(MANY, "0")), lambda tolerance: {
+    "dropouts": breaks(*(span(*zeros, "zeros", tolerance) for zeros in MANY))}).clip(material, WAV)
+           for material in ("music", "noise")]
+
+FAULTY += [sounding(f"audio-zeros-{rate}.wav", f"Zeros of 2, 5, 20 and 100 ms at {rate} Hz",
+                    shaped("audio-music.flac", f"aresample={rate},{each(during(places, '0'))}", "-c:a pcm_s24le"),
+                    True, dropouts=breaks(*(event(begin / rate, "zeros", 1.5 / rate, end / rate, True)
+                                            for begin, end in places)))
+           for rate in (32000, 44100, 96000)
+           for places in [[(begin * rate // RATE, begin * rate // RATE + (end - begin) * rate // RATE)
+                           for begin, end in ZEROS]]]
+FAULTY += [
+    sounding("audio-against-wide.wav", "Wide music, the right side is inverted throughout",
+             shaped("audio-music.flac", each("1.9*val(0)-0.9*val(1)", "-1.9*val(1)+0.9*val(0)"), "-c:a pcm_s16le"),
+             True, programme_loudness=LOUDNESS_UNKNOWN, true_peak=PEAK_UNKNOWN,
+             polarity=undecided("left and right have little in common")),
+    sounding("audio-lost-in-pause.wav", "From a pause of speech on, the left side is lost for 6.3 s",
+             shaped("audio-speech.flac", each(during([(480000, 782400)], "0"), "X"), "-c:a pcm_s16le"), True,
+             programme_loudness=LOUDNESS_UNKNOWN,
+             channels=breaks(event(9.5, "left is lost, from the pause on or from its end", 0.1, 16.5))),
+]
+
 # Two tracks of one channel each, of which one is inverted; their places declared, and not.
 PLACED_TRACKS = "[0:a]channelsplit[l][right];[right]volume=-1:precision=double[r]"
 TRACKS = "[0:a]asplit[one][two];[one]pan=mono|c0=c0[l];[two]pan=mono|c0=-1*c1[r]"
 FAULTY += [
-    *(sounding(f"sound-tracks-against-{codec}", "Two mono tracks, one inverted",
-               shaped("sound-music.flac", tracks, f"-map [l] -map [r] {CODECS[codec][0]}"), True,
+    *(sounding(f"audio-tracks-against-{codec}", "Two mono tracks, one inverted",
+               shaped("audio-music.flac", tracks, f"-map [l] -map [r] {CODECS[codec][0]}"), True,
                polarity=breaks(throughout("inverted")))
       for codec, tracks in (("s24.mov", PLACED_TRACKS), ("aac.mp4", TRACKS), ("ac3.ts", TRACKS),
                             ("mp2.ts", TRACKS))),
-    sounding("sound-tracks-against.mkv", "Two mono tracks, one inverted",
-             shaped("sound-music.flac", TRACKS, "-map [l] -map [r] -c:a flac"), True,
+    sounding("audio-tracks-against.mkv", "Two mono tracks, one inverted",
+             shaped("audio-music.flac", TRACKS, "-map [l] -map [r] -c:a flac"), True,
              polarity=breaks(throughout("inverted"))),
-    sounding("sound-tracks-lost-s24.mov", "Two mono tracks, one is silent for 6 s",
-             shaped("sound-music.flac", f"[0:a]{each('X', during([LOST], '0'))},channelsplit[l][r]",
+    sounding("audio-tracks-lost-s24.mov", "Two mono tracks, one is silent for 6 s",
+             shaped("audio-music.flac", f"[0:a]{each('X', during([LOST], '0'))},channelsplit[l][r]",
                     "-map [l] -map [r] -c:a pcm_s24le"), True,
              programme_loudness=LOUDNESS_UNKNOWN, channels=breaks(span(*LOST, "lost", EXACT))),
-    sounding("sound-silent.wav", "All silent", shaped("sound-music.flac", "volume=0", "-c:a pcm_s16le"),
+    sounding("audio-silent.wav", "All silent", shaped("audio-music.flac", "volume=0", "-c:a pcm_s16le"),
              True, silence=breaks(throughout("silent")), channels=breaks(throughout("silent"))),
-    sounding("sound-silent-head.wav", "Silent for the first 12 s",
-             shaped("sound-music.flac", each(during([(0, 12 * RATE + 13)], "0")), "-c:a pcm_s16le"), True,
+    sounding("audio-silent-head.wav", "Silent for the first 12 s",
+             shaped("audio-music.flac", each(during([(0, 12 * RATE + 13)], "0")), "-c:a pcm_s16le"), True,
              silence=breaks(span(0, 12 * RATE + 13, "silence", EXACT))),
-    *(sounding(f"sound-silence-late-{kind}.ts", f"3 s of digital silence, the file begins at {start} s",
-               shaped("sound-music.flac", each(during([SILENT], "0")),
+    *(sounding(f"audio-silence-late-{kind}.ts", f"3 s of digital silence, the file begins at {start} s",
+               shaped("audio-music.flac", each(during([SILENT], "0")),
                       f"-c:a mp2 -b:a 256k -output_ts_offset {start}"), True,
                silence=breaks(span(*SILENT, "silence", LOSSY)))
       for kind, start in (("hours", 66013), ("wrap", 95430))),
-    sounding("sound-behind-picture.ts", "Sound begins 0.5 s after the picture; 3 s of digital silence",
-             shaped("sound-music.flac", f"[0:a]{each(during([SILENT], '0'))},asetpts=PTS+0.5/TB[a];"
+    sounding("audio-behind-picture.ts", "Sound begins 0.5 s after the picture; 3 s of digital silence",
+             shaped("audio-music.flac", f"[0:a]{each(during([SILENT], '0'))},asetpts=PTS+0.5/TB[a];"
                     "testsrc2=size=320x240:rate=25:duration=31[v]",
                     "-map [v] -map [a] -pix_fmt yuv420p -c:v mpeg2video -b:v 1000k -c:a mp2 -b:a 256k"), True,
              silence=breaks(event(SILENT[0] / RATE + 0.5, "silence", LOSSY, SILENT[1] / RATE + 0.5, True))),
@@ -183,8 +208,8 @@ LOW = "0.2*FL+0.2*FR"
 for dead, text in (("LFE", SURROUND.format(low="0*FL")), ("C", SURROUND.format(low=LOW).replace(
         "FC=0.4*FL+0.4*FR", "FC=0*FL"))):
     wanted = says("LFE is silent") if dead == "LFE" else breaks(throughout("centre is silent"))
-    FAULTY += [sounding(f"sound-5.1-dead-{dead}-{kind}", f"5.1, {dead} is silent throughout",
-                        shaped("sound-music.flac", text, f"{options}"), True,
+    FAULTY += [sounding(f"audio-5.1-dead-{dead}-{kind}", f"5.1, {dead} is silent throughout",
+                        shaped("audio-music.flac", text, f"{options}"), True,
                         programme_loudness=LOUDNESS_UNKNOWN, channels=wanted)
                for kind, options in (("s24.wav", "-c:a pcm_s24le"), ("ac3.ts", "-c:a ac3 -b:a 448k"),
                                      ("aac.mp4", "-c:a aac -b:a 384k"))]
@@ -193,15 +218,16 @@ IDENTICAL = each("val(0)")
 
 
 def good(name, what, source, filters, options="-c:a pcm_s16le", small=False, **expect):
-    return sounding(f"sound-{name}", what, shaped(f"sound-{source}.flac", filters, options), False, small,
+    return sounding(f"audio-{name}", what, shaped(f"audio-{source}.flac", filters, options), False, small,
                     **expect)
 
 
-def tones(left, right, small=False, **expect):
-    """A recipe of computed sound."""
+def tones(left, right, fade=0.0, small=False, **expect):
+    """A recipe of computed sound; a tone that begins at once is higher there between the samples."""
+    ends = f"afade=in:d={fade},afade=out:st={SECONDS - fade}:d={fade}" if fade else "anull"
     def make(_folder, path):
         ffmpeg("-f", "lavfi", "-i", f"aevalsrc='{left}|{right}':s={RATE}:d={SECONDS}:c=stereo",
-               "-c:a", "pcm_s24le" if "s24" in path.name else "pcm_s16le", *BITEXACT, path)
+               "-af", ends, "-c:a", "pcm_s24le" if "s24" in path.name else "pcm_s16le", *BITEXACT, path)
     return {"make": make, "small": small, "programme_loudness": LOUDNESS_UNKNOWN, **expect}
 
 
@@ -212,7 +238,7 @@ def gate(period, on, fade=0.03):
 
 BURST = "0.09*sin(2*PI*1000*t)"
 GOOD = [
-    *(sounding(f"sound-{name}.flac", f"{name} at -23 LUFS", make, small=name == "music")
+    *(sounding(f"audio-{name}.flac", f"{name} at -23 LUFS", make, small=name == "music")
       for name, make in (("music", MUSIC), ("speech", SPEECH), ("noise", NOISE))),
     *(good(f"{name}-{codec}", f"{name} at -23 LUFS", name, "anull", options, small=name + codec == "musicaac.mp4")
       for name in ("music", "speech", "noise") for codec, (options, _) in CODECS.items()),
@@ -267,27 +293,29 @@ GOOD = [
     # What differs from side to side in good sound.
     good("spaced.wav", "Spaced microphones: the right side is 0.6 ms later", "music", "adelay=0|0.6",
          programme_loudness=LOUDNESS_UNKNOWN),
+    good("spaced-wide.wav", "Microphones a metre apart: the right side is 3 ms later", "music", "adelay=0|3",
+         programme_loudness=LOUDNESS_UNKNOWN),
     good("wide.wav", "Sides raised by 9 dB", "music", each("1.9*val(0)-0.9*val(1)", "1.9*val(1)-0.9*val(0)"),
          programme_loudness=LOUDNESS_UNKNOWN, true_peak=PEAK_UNKNOWN),
     # Signals of test and line-up.
-    sounding("sound-50-hz.wav", "50 Hz at 0 dBFS", **tones(
+    sounding("audio-50-hz.wav", "50 Hz at 0 dBFS", **tones(
         "sin(100*PI*t)", "sin(100*PI*t)", true_peak=breaks(throughout("0 dBTP")))),
-    sounding("sound-below-limit-s24.wav", "Tones of a quarter and a twelfth of the rate at -1.1 dBTP", **tones(
-        "0.881*sin(PI/2*n+PI/4)", "0.881*sin(PI/6*n+PI/12)")),
-    sounding("sound-below-limit-2-s24.wav", "997 Hz and 15 kHz at -1.1 dBTP", **tones(
-        "0.881*sin(2*PI*997*t)", "0.881*sin(2*PI*15000*t+0.3)")),
-    sounding("sound-line-up.wav", "EBU line-up tone: 1 kHz at -18 dBFS, left stops for 0.25 s every 3 s",
+    sounding("audio-below-limit-s24.wav", "Tones of a quarter and a twelfth of the rate at -1.1 dBTP", **tones(
+        "0.881*sin(PI/2*n+PI/4)", "0.881*sin(PI/6*n+PI/12)", 0.02)),
+    sounding("audio-below-limit-2-s24.wav", "997 Hz and 15 kHz at -1.1 dBTP", **tones(
+        "0.881*sin(2*PI*997*t)", "0.881*sin(2*PI*15000*t+0.3)", 0.02)),
+    sounding("audio-line-up.wav", "EBU line-up tone: 1 kHz at -18 dBFS, left stops for 0.25 s every 3 s",
              **tones("0.126*sin(2*PI*1000*t)*gte(mod(t,3),0.25)", "0.126*sin(2*PI*1000*t)")),
-    sounding("sound-bursts.wav", "1 kHz at -21 dBFS, 0.5 s on and 0.5 s off", **tones(
+    sounding("audio-bursts.wav", "1 kHz at -21 dBFS, 0.5 s on and 0.5 s off", **tones(
         f"{BURST}*lt(mod(t,1),0.5)", f"{BURST}*lt(mod(t,1),0.5)")),
-    sounding("sound-sync-pips.wav", "A pip of 40 ms every second", **tones(
+    sounding("audio-sync-pips.wav", "A pip of 40 ms every second", **tones(
         f"{BURST}*lt(mod(t,1),0.04)", f"{BURST}*lt(mod(t,1),0.04)")),
-    sounding("sound-drums.wav", "Drum machine: exact zeros between the strokes", **tones(
+    sounding("audio-drums.wav", "Drum machine: exact zeros between the strokes", **tones(
         *["0.4*sin(2*PI*60*mod(t,0.5))*exp(-25*mod(t,0.5))*lt(mod(t,0.5),0.3)"] * 2)),
-    sounding("sound-square.wav", "A square wave at -6 dBFS", **tones(
+    sounding("audio-square.wav", "A square wave at -6 dBFS", **tones(
         *["0.5*(2*lt(mod(t*220,1),0.5)-1)"] * 2,
         clipping=undecided("a square wave has flat tops, whatever it was made by"))),
-    sounding("sound-sweep.wav", "A sweep from 20 Hz to 20 kHz at -3 dBFS", **tones(
+    sounding("audio-sweep.wav", "A sweep from 20 Hz to 20 kHz at -3 dBFS", **tones(
         *["0.7*sin(2*PI*20*30/log(1000)*(exp(t/30*log(1000))-1))"] * 2)),
 ]
 

@@ -108,10 +108,12 @@ SPEECH = levelled(
     "[a1]bandpass=f=700:t=h:w=110[fa1];[a2]bandpass=f=1200:t=h:w=120[fa2];[a3]bandpass=f=2500:t=h:w=160[fa3];"
     "[b1]bandpass=f=350:t=h:w=90[fb1];[b2]bandpass=f=2000:t=h:w=130[fb2];[b3]bandpass=f=2900:t=h:w=170[fb3];"
     "[fa1][fa2][fa3]amix=inputs=3:normalize=0:weights='1 0.6 0.3'[va];"
-    "[fb1][fb2][fb3]amix=inputs=3:normalize=0:weights='1 0.4 0.3'[vb];[1]highpass=f=3500[hiss];"
+    "[fb1][fb2][fb3]amix=inputs=3:normalize=0:weights='1 0.4 0.3'[vb];[1]highpass=f=3500,lowpass=f=8000,lowpass=f=8000[hiss];"
     "[va][vb][hiss][2][3]join=inputs=5:channel_layout=5.0,aeval='"
     + "|".join(f"{gain}*{PHRASE}*(pow(sin(PI*{SYLLABLES}),0.7)*if(mod(floor(4.2*t),2),val(0),val(1))"
-               f"+0.1*val(2)*clip(1-{SYLLABLES}/0.18,0,1))+0.002*val({room})"
+               f"+0.03*val(2)*clip(1-{SYLLABLES}/0.18,0,1))+0.002*val({room})"
                for gain, room in ((1, 3), (0.95, 4))) + "':c=stereo[out]")
 
-NOISE = levelled(noise("pink", 6) + noise("pink", 7), "[0][1]amerge=inputs=2[out]")
+# What codecs cut off above would be missing in the loudness.
+NOISE = levelled(noise("pink", 6) + noise("pink", 7),
+                 "[0][1]amerge=inputs=2,lowpass=f=10000,lowpass=f=10000[out]")
