@@ -145,6 +145,79 @@ FAULTY = [fault.clip("music", codec, codec == WAV and fault.name in ("silence", 
 FAULTY += [fault.clip(material, WAV) for material in ("speech", "noise") for fault in FAULTS
            if not (material == "noise" and fault.name in UNCORRELATED)]
 
+# Where sound begins late, has priming, or misses packets: the places are those of the time stamps.
+PLACED = each(during([SILENT], "0"))
+PICTURE_BESIDE = "testsrc2=size=320x240:rate=25:duration=31[v]"
+for kind, options in (("opus.mkv", "-c:a libopus"), ("vorbis.ogg", "-c:a libvorbis"), ("mp3.mp3", "-c:a libmp3lame"),
+                      ("mp3.mkv", "-c:a libmp3lame"), ("eac3.mp4", "-c:a eac3"), ("alac.m4a", "-c:a alac"),
+                      ("aiff.aiff", "-c:a pcm_s24be"), ("caf.caf", "-c:a pcm_s16le")):
+    FAULTY.append(sounding(
+        f"audio-silence-{kind}", "3 s of digital silence", shaped("audio-music.flac", PLACED, options), True,
+        silence=breaks(span(*SILENT, "silence", EXACT if kind[:4] in ("alac", "aiff", "caf.") else LOSSY))))
+FAULTY += [
+    sounding("audio-behind-picture.mp4", "Sound begins 0.5 s after the picture; 3 s of digital silence",
+             shaped("audio-music.flac", f"[0:a]{PLACED},asetpts=PTS+0.5/TB[a];{PICTURE_BESIDE}",
+                    "-map [v] -map [a] -pix_fmt yuv420p -c:v libx264 -preset veryfast -c:a aac -b:a 192k"), True,
+             silence=breaks(event(SILENT[0] / RATE + 0.5, "silence", LOSSY, SILENT[1] / RATE + 0.5, True))),
+    Clip("audio-edit-list.mp4", "Begins at 2.48 s by an edit list; 3 s of digital silence",
+         copied("audio-behind-picture.mp4", "", "-ss 2.48"), {"silence": breaks(event(
+             SILENT[0] / RATE + 0.5 - 2.48, "silence", LOSSY, SILENT[1] / RATE + 0.5 - 2.48, True)),
+             "programme-loudness": LOUDNESS_UNKNOWN}, faulty=True, checks=SOUND_CHECKS),
+    Clip("audio-gap.ts", "Sound misses 4 s of packets; 3 s of digital silence after that",
+         copied("audio-silence-music-mp2.ts", "-bsf:a noise=drop='between(n,100,266)'"), {"silence": breaks(
+             span(*SILENT, "silence", LOSSY)), "programme-loudness": LOUDNESS_UNKNOWN,
+             "dropouts": undecided("what is not there is not silent")},
+         faulty=True, checks=SOUND_CHECKS),
+    sounding("audio-silence.mxf", "3 s of digital silence", shaped(
+        "audio-music.flac", f"[0:a]{PLACED}[a];testsrc2=size=320x240:rate=25:duration=30[v]",
+        f"-map [v] -map [a] {XDCAM} -g 12 -bf 2 -c:a pcm_s24le"), True,
+        silence=breaks(span(*SILENT, "silence", EXACT))),
+    sounding("audio-tracks-shifted.mov", "Two mono tracks, one inverted, which begins 0.3 s later",
+             shaped("audio-music.flac", "[0:a]asplit[one][two];[one]pan=mono|c0=c0[l];[two]pan=mono|c0=-1*c1,"
+                    "atrim=start=0.3[r]", "-map [l] -map [r] -c:a pcm_s24le"), True,
+             polarity=undecided("tracks of other lengths may not be a pair"), programme_loudness=LOUDNESS_UNKNOWN),
+    # What the rules may not see.
+    sounding("audio-silence-offset.wav", "3 s of silence, all 2 % off zero",
+             shaped("audio-music.flac", each(during([SILENT], "0.02", "X+0.02")), "-c:a pcm_s16le"), True,
+             silence=undecided("its samples are at -34 dBFS"), sample_levels=breaks(throughout("off zero"))),
+    sounding("audio-held.wav", "The last value is held for 2, 5, 20 and 100 ms",
+             shaped("audio-music.flac", "aeval='" + "|".join(
+                 f"st({side},{during(ZEROS, f'ld({side})', f'val({side})')})" for side in (0, 1))
+                 + "':c=stereo,aformat=channel_layouts=stereo", "-c:a pcm_s16le"), True,
+             dropouts=undecided("these are no zeros")),
+    sounding("audio-zeros-resampled.wav", "Zeros of 2, 5, 20 and 100 ms, then taken to 44.1 kHz",
+             shaped("audio-music.flac", each(during(ZEROS, "0")) + ",aresample=44100", "-c:a pcm_s16le"), True,
+             dropouts=undecided("the filter rings into the zeros")),
+    sounding("audio-zeros-quieter.wav", "Zeros of 2, 5, 20 and 100 ms, then 12 dB less",
+             shaped("audio-music.flac", each(during(ZEROS, "0")) + ",volume=-12dB", "-c:a pcm_s16le"), True,
+             programme_loudness=LOUDNESS_UNKNOWN,
+             dropouts=breaks(*(span(*zeros, "zeros", EXACT) for zeros in ZEROS))),
+    sounding("audio-zeros-dithered.wav", "Zeros of 2, 5, 20 and 100 ms under dither",
+             shaped("audio-music.flac", each(during(ZEROS, "0")) + ",aresample=osf=s16:dither_method=triangular",
+                    "-c:a pcm_s16le"), True, dropouts=undecided("under dither there are no zeros")),
+    sounding("audio-flat-quieter.wav", "Clipped at full scale, then 6 dB less",
+             shaped("audio-music.flac", each(FULL) + ",volume=-6dB", "-c:a pcm_s16le"), True,
+             programme_loudness=LOUDNESS_UNKNOWN, sample_levels=MEAN_UNKNOWN, true_peak=PEAK_UNKNOWN,
+             clipping=breaks(throughout("flat tops"))),
+    sounding("audio-flat-light.wav", "3 dB of the peaks clipped at -1 dBFS",
+             shaped("audio-music.flac", "volume=8.5dB:precision=double," + each("clip(X,-0.891251,0.891251)"),
+                    "-c:a pcm_s16le"), True,
+             programme_loudness=LOUDNESS_UNKNOWN, sample_levels=MEAN_UNKNOWN, true_peak=PEAK_UNKNOWN,
+             clipping=breaks(throughout("flat tops"))),
+    sounding("audio-flat-dithered.wav", "Clipped at -1 dBFS, then dithered",
+             shaped("audio-music.flac", each(FLAT) + ",aresample=osf=s16:dither_method=triangular",
+                    "-c:a pcm_s16le"), True, programme_loudness=LOUDNESS_UNKNOWN, sample_levels=MEAN_UNKNOWN,
+             true_peak=PEAK_UNKNOWN, clipping=undecided("dither hides it")),
+    sounding("audio-5.1-surrounds-against.wav", "5.1, the surrounds are against each other",
+             shaped("audio-music.flac", "pan=5.1|FL=FL|FR=FR|FC=0.4*FL+0.4*FR|LFE=0.2*FL|BL=0.5*FL|BR=-0.5*FR",
+                    "-c:a pcm_s24le"), True, programme_loudness=LOUDNESS_UNKNOWN,
+             polarity=undecided("left and right alone are looked at")),
+    sounding("audio-5.1-turned.wav", "5.1, the right side is inverted for 5 s",
+             shaped("audio-music.flac", each("X", during([TURNED], "-X"))
+                    + ",pan=5.1|FL=FL|FR=FR|FC=0.4*FL+0.4*FR|LFE=0.2*FL|BL=0.5*FL|BR=0.5*FL", "-c:a pcm_s24le"),
+             True, programme_loudness=LOUDNESS_UNKNOWN, polarity=breaks(span(*TURNED, "inverted", PHASE))),
+]
+
 # So many that some begin or end where the sound is nearly zero anyway.
 MANY = [(24007 + 21011 * number, 24007 + 21011 * number + 96) for number in range(64)]
 FAULTY += [Fault("zeros-many", "64 times zeros of 2 ms", each(during(MANY, "0")), lambda tolerance: {
@@ -297,6 +370,19 @@ GOOD = [
          programme_loudness=LOUDNESS_UNKNOWN),
     good("wide.wav", "Sides raised by 9 dB", "music", each("1.9*val(0)-0.9*val(1)", "1.9*val(1)-0.9*val(0)"),
          programme_loudness=LOUDNESS_UNKNOWN, true_peak=PEAK_UNKNOWN),
+    *(good(f"{name}.wav", what, material, filters, programme_loudness=LOUDNESS_UNKNOWN,
+           true_peak=PEAK_UNKNOWN)
+      for name, what, material, filters in (
+          ("wider", "Stereo widened 2.5 times", "music", "extrastereo=m=2.5:c=0"),
+          ("haas", "Mono speech widened by delays", "speech", "haas"),
+          ("limited", "Limited to -1 dBFS from 9 dB above", "music", "alimiter=level_in=5:limit=0.891:level=0"),
+          ("noise-gate", "A noise gate that closes fully", "speech", "agate=range=0:threshold=0.02:ratio=9000"),
+          ("compressed", "Compressed hard", "music", "acompressor=threshold=0.03:ratio=20:attack=0.1:makeup=8"))),
+    good("eight-channels.wav", "Eight channels of a stream, the last four are silent", "music",
+         "[0:a]asplit[one][two];[two]areverse[back];[one][back]amerge,pan=8c|c0=c0|c1=c1|c2=c2|c3=c3|c4=0*c0"
+         "|c5=0*c0|c6=0*c0|c7=0*c0[out]", "-map [out] -c:a pcm_s24le",
+         silence=undecided("libavformat may call it 7.1"), channels=undecided("libavformat may call it 7.1"),
+         programme_loudness=LOUDNESS_UNKNOWN),
     # Signals of test and line-up.
     sounding("audio-50-hz.wav", "50 Hz at 0 dBFS", **tones(
         "sin(100*PI*t)", "sin(100*PI*t)", true_peak=breaks(throughout("0 dBTP")))),
