@@ -153,7 +153,8 @@ SLOW = 0.06
 PLACED = each(during([SILENT], "0"))
 PICTURE_BESIDE = "testsrc2=size=320x240:rate=25:duration=31[v]"
 for kind, options in (("opus.mkv", "-c:a libopus"), ("vorbis.ogg", "-c:a libvorbis"),
-                      ("mp3.mp3", "-c:a libmp3lame -b:a 256k"), ("mp3.mkv", "-c:a libmp3lame -b:a 256k"), ("eac3.mp4", "-c:a eac3"), ("alac.m4a", "-c:a alac"),
+                      ("mp3.mp3", "-c:a libmp3lame -b:a 256k"), ("mp3.mkv", "-c:a libmp3lame -b:a 256k"),
+                      ("eac3.mp4", "-c:a eac3"), ("alac.m4a", "-c:a alac"),
                       ("aiff.aiff", "-c:a pcm_s24be"), ("caf.caf", "-c:a pcm_s16le")):
     FAULTY.append(sounding(
         f"audio-silence-{kind}", "3 s of digital silence", shaped("audio-music.flac", PLACED, options), True,
