@@ -7,7 +7,9 @@ import struct
 import subprocess
 
 CHECKS = ["streams", "frame-timing", "length", "decoding", "start-timecode"]
-CLEAN, BREAKS, OPEN = "clean", "breaks", "open"
+SOUND_CHECKS = ["programme-loudness", "true-peak", "sample-levels", "silence", "channels", "clipping",
+                "polarity", "dropouts"]
+CLEAN, BREAKS, SAYS, OPEN = "clean", "breaks", "says", "open"
 # The same bytes from the same versions of the tools, whenever and wherever.
 BITEXACT = ["-fflags", "+bitexact", "-flags", "+bitexact", "-map_metadata", "-1"]
 
@@ -16,8 +18,8 @@ BITEXACT = ["-fflags", "+bitexact", "-flags", "+bitexact", "-map_metadata", "-1"
 class Clip:
     """A file, what it is, how it is made, and what each check must say of it.
 
-    `make` takes the folder and the path, and may give events that only the making knows. A check
-    that `expect` does not name must find nothing.
+    `make` takes the folder and the path, and may give events that only the making knows. A check of
+    `checks` that `expect` does not name must find nothing.
     """
 
     name: str
@@ -26,6 +28,7 @@ class Clip:
     expect: dict = dataclasses.field(default_factory=dict)
     small: bool = False
     faulty: bool = False
+    checks: list = dataclasses.field(default_factory=lambda: CHECKS)
 
     @property
     def source(self):
@@ -34,7 +37,7 @@ class Clip:
 
     def manifest(self, known_later):
         checks = {}
-        for check in CHECKS:
+        for check in self.checks:
             checks[check] = dict(self.expect.get(check, {"expect": CLEAN}))
             if check in (known_later or {}):
                 checks[check]["events"] = known_later[check]
@@ -42,14 +45,22 @@ class Clip:
                 "small": self.small, "checks": checks}
 
 
-def event(seconds, what, tolerance=0.1, until=None):
-    """A fault that begins at `seconds` from the file's start and ends at `until`."""
+def event(seconds, what, tolerance=0.1, until=None, ends=False):
+    """A fault that begins at `seconds` from the file's start and ends at `until`.
+
+    With `ends`, both are to be found within the tolerance; otherwise some of it.
+    """
     return {"seconds": round(seconds, 6), "until": round(seconds if until is None else until, 6),
-            "tolerance": tolerance, "what": what}
+            "tolerance": tolerance, "what": what, **({"ends": True} if ends else {})}
 
 
 def breaks(*events):
     return {"expect": BREAKS, "events": list(events)}
+
+
+def says(word):
+    """What a check says with this word, and does not judge."""
+    return {"expect": SAYS, "word": word}
 
 
 def undecided(why):
