@@ -451,6 +451,16 @@ TEST(Dropouts, SoundThatFadesOutAndInIsNone) {
   EXPECT_TRUE(outcome.events.empty());
 }
 
+TEST(Dropouts, ToneThatIsSwitchedWhereItGoesThroughZeroIsNone) {
+  // Line-up: 1 kHz whose left side stops for a quarter of a second.
+  const QACheckOutcome outcome =
+      measureSound("dropouts", {}, {stereo(12, [](int channel, int64_t i) {
+                     const bool stops = channel == 0 && isWithin(i, 3 * kRate, 3 * kRate + 12000);
+                     return stops ? 0.0 : 0.126 * sine(1000, i);
+                   })});
+  EXPECT_TRUE(outcome.events.empty());
+}
+
 TEST(Dropouts, OfAQuietPassageRoundedToZeroAreNone) {
   // An RMS of 0.115: 15 steps of 8 bits.
   const Noise noise(12 * kRate, 0.2);

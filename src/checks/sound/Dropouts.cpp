@@ -24,9 +24,10 @@ constexpr double kMostSecondsOfSome = 5.0;
 constexpr double kSideSeconds = 0.01;
 /// Of integer samples, in steps: below, silence is what rounding makes of a quiet passage.
 constexpr float kLeastSteps = 32.0F;
+/// How far the sound breaks off on one side at least, of the RMS there.
+constexpr float kAbruptBreak = 0.1F;
 /// The values beside the zeros, of the RMS on their side: sound that fades has small ones.
-constexpr float kAbruptEdge = 0.1F;
-constexpr float kOtherEdge = 0.01F;
+constexpr float kLeastEdge = 0.01F;
 
 /// Zeros in the middle of sound.
 struct Dropout {
@@ -85,8 +86,10 @@ class ZeroRuns {
   struct After {
     Dropout dropout;
     float before = 0.0F;      ///< the RMS before them
-    float edgeBefore = 0.0F;  ///< of it
-    float edgeAfter = 0.0F;   ///< a value
+    float edgeBefore = 0.0F;  ///< the last value before them, of it
+    float breakBefore = 0.0F;
+    float first = 0.0F;  ///< the sample after them, and the next one
+    float second = 0.0F;
     double squares = 0.0;
     int missing = 0;
     int side = 0;
@@ -94,11 +97,20 @@ class ZeroRuns {
     void add(const float* samples, int from, int to) {
       const int end = std::min(to, from + missing);
       for (int i = from; i < end; ++i) {
+        const int number = side - missing + i - from;
+        first = number == 0 ? samples[i] : first;
+        second = number == 1 ? samples[i] : second;
         squares += static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
       }
       missing -= std::max(end - from, 0);
     }
   };
+
+  /// How far the sound breaks off at a sample beside zeros, of which `next` is further away. Where
+  /// it goes through zero by itself, as a tone does that is switched there, it does not.
+  static float breakAt(float beside, float next) {
+    return std::min(std::abs(beside), std::abs(2.0F * beside - next));
+  }
 
   int roundUp(int index) const { return (index + least_ - 1) / least_ * least_; }
 
@@ -123,12 +135,14 @@ class ZeroRuns {
     start_ = cell.firstSample + first;
     before_ = static_cast<float>(std::sqrt(squares / side_));
     edgeBefore_ = before_ > 0.0F ? std::abs(samples[first - 1]) / before_ : 0.0F;
+    breakBefore_ =
+        before_ > 0.0F ? breakAt(samples[first - 1], samples[first - 2]) / before_ : 0.0F;
   }
 
   void close(const SoundCell& cell, const float* samples, int end) {
     isOpen_ = false;
     const int64_t length = cell.firstSample + end - start_;
-    if (length < least_ || length >= most_ || before_ <= loudEnough_ || edgeBefore_ < kOtherEdge) {
+    if (length < least_ || length >= most_ || before_ <= loudEnough_ || edgeBefore_ < kLeastEdge) {
       return;
     }
     After after;
@@ -138,7 +152,7 @@ class ZeroRuns {
     after.dropout.endSeconds = cell.seconds(after.dropout.end);
     after.before = before_;
     after.edgeBefore = edgeBefore_;
-    after.edgeAfter = std::abs(samples[end]);
+    after.breakBefore = breakBefore_;
     after.missing = after.side = side_;
     after.add(samples, end, cell.samples);
     waiting_.push_back(after);
@@ -149,11 +163,14 @@ class ZeroRuns {
     while (!waiting_.empty() && waiting_.front().missing == 0) {
       const After& after = waiting_.front();
       const auto rms = static_cast<float>(std::sqrt(after.squares / after.side));
-      const float edge = rms > 0.0F ? after.edgeAfter / rms : 0.0F;
-      const bool isAbrupt = std::max(edge, after.edgeBefore) >= kAbruptEdge &&
-                            std::min(edge, after.edgeBefore) >= kOtherEdge;
-      if (rms > loudEnough_ && isAbrupt) {
-        found(after.dropout);
+      if (rms > loudEnough_) {
+        const float edge = std::abs(after.first) / rms;
+        const float breakAfter = breakAt(after.first, after.second) / rms;
+        const bool isAbrupt = std::max(breakAfter, after.breakBefore) >= kAbruptBreak &&
+                              std::min(edge, after.edgeBefore) >= kLeastEdge;
+        if (isAbrupt) {
+          found(after.dropout);
+        }
       }
       waiting_.erase(waiting_.begin());
     }
@@ -167,6 +184,7 @@ class ZeroRuns {
   int64_t start_ = 0;
   float before_ = 0.0F;
   float edgeBefore_ = 0.0F;
+  float breakBefore_ = 0.0F;
   std::vector<After> waiting_;
 };
 

@@ -24,8 +24,6 @@ constexpr double kSkip = 0.1;
 constexpr double kMostLead = 10.0;
 /// Samples of a channel that are kept before those read are let go.
 constexpr std::size_t kKeptSamples = 16384;
-/// Zeros after the last sample, through which the interpolation comes to it.
-constexpr int kAfterLast = kKernelHistory + 1;
 /// What the interpolation may be off the bound that is computed for it, by rounding.
 constexpr float kRounding = 1.0001F;
 
@@ -416,7 +414,7 @@ class SoundEngine::Feed {
     }
   }
 
-  /// All that is left, and zeros until the interpolation has come to the end.
+  /// All that is left.
   void finishSection() {
     std::size_t most = 0;
     for (const Samples& samples : samples_) {
@@ -425,9 +423,6 @@ class SoundEngine::Feed {
     fillUp(most);
     drain();
     const auto rest = static_cast<int>(waiting());
-    for (Samples& samples : samples_) {
-      std::fill_n(samples.append(kAfterLast), kAfterLast, 0.0F);
-    }
     if (!samples_.empty()) {
       measure(rest, false);
     }
@@ -474,7 +469,7 @@ class SoundEngine::Feed {
   }
 
   /// Between the samples only where something can be larger than what is known, or than what is
-  /// asked for, and at the end.
+  /// asked for. What would ring after an abrupt end is not in the sound.
   void measureTruePeak(ChannelCell& cell, ChannelState& state, const LevelSums& sums, int count,
                        bool complete) {
     const float peak = std::max(cell.peak(), state.peakBefore);
@@ -483,8 +478,7 @@ class SoundEngine::Feed {
     state.highestSoFar = std::max(state.highestSoFar, cell.peak());
     const bool isBound = complete && count >= kKernelHistory;
     if (!isBound || most > std::min(state.highestSoFar, listeners_.needs().truePeakLimit)) {
-      const int through = complete ? count : count + kAfterLast;
-      cell.truePeak = std::max(cell.peak(), largestBetween(cell.samples, through));
+      cell.truePeak = std::max(cell.peak(), largestBetween(cell.samples, count));
       state.highestSoFar = std::max(state.highestSoFar, cell.truePeak);
     }
     state.peakBefore = cell.peak();
