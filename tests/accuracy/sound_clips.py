@@ -172,8 +172,9 @@ FAULTY += [
     # A player goes by the time stamps: nothing is heard meanwhile. Blocks of MP2 last 24 ms.
     Clip("audio-gap.ts", "4 s of the packets of sound are not there; 3 s of digital silence after that",
          copied("audio-silence-music-mp2.ts", "-bsf:a noise=drop='between(n,100,266)'"), {
-             "silence": breaks(event(2.4, "no sound", LOSSY, 6.408, True), span(*SILENT, "silence", LOSSY)),
-             "programme-loudness": LOUDNESS_UNKNOWN, "dropouts": undecided("it is too long for one")},
+             "silence": breaks(span(*SILENT, "silence", LOSSY)),
+             "dropouts": breaks(event(2.4, "no sound", LOSSY, 6.408, True)),
+             "programme-loudness": LOUDNESS_UNKNOWN},
          faulty=True, checks=SOUND_CHECKS),
     Clip("audio-tracks-gap.ts", "Two mono tracks, one inverted; 6 s of its packets are not there",
          copied("audio-tracks-against-mp2.ts", "-bsf:a:1 noise=drop='between(n,300,549)'"), {
