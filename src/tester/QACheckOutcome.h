@@ -62,9 +62,10 @@ using QAValues = std::vector<QAValue>;
 struct QAValue {
   /// The name of the record's field, or of a figure beside it, such as "meanShare".
   std::string key;
-  /// Nothing, a flag, a whole number, a number, a text, a list of numbers, or a list of records.
+  /// Nothing, a flag, a whole number, a number, a text, a list of numbers, of whole numbers, or of
+  /// records.
   std::variant<QANothing, bool, int64_t, double, std::string, std::vector<double>,
-               std::vector<QAValues>>
+               std::vector<int64_t>, std::vector<QAValues>>
       value;
   /// Such as "fps" or "s"; empty for flags, texts, counts and code values.
   std::string unit;

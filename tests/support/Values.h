@@ -81,6 +81,10 @@ inline std::string textOf(const QAValues& values) {
             for (const double number : value) {
               text += exactly(number) + ",";
             }
+          } else if constexpr (std::is_same_v<Value, std::vector<int64_t>>) {
+            for (const int64_t number : value) {
+              text += std::to_string(number) + ",";
+            }
           } else if constexpr (std::is_same_v<Value, std::vector<QAValues>>) {
             for (const QAValues& record : value) {
               text += "{" + textOf(record) + "}";

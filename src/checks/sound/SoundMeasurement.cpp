@@ -35,7 +35,8 @@ double SoundClock::seconds(int64_t sample) const {
                        [](int64_t wanted, const Anchor& anchor) { return wanted < anchor.sample; });
   const Anchor& anchor = *(after - 1);
   return anchor.seconds +
-         static_cast<double>(sample - anchor.sample) / std::max(anchor.sampleRate, 1);
+         static_cast<double>(sample - anchor.sample) / std::max(anchor.sampleRate, 1) +
+         0.0;  // of -0 as well
 }
 
 double numberSetting(const CheckContext& context, const QASetting& row) {
@@ -120,7 +121,7 @@ std::string SoundMeasurement::prefixOf(std::size_t programme) const {
   return name;
 }
 
-std::vector<double> streamsOf(const SoundProgramme& programme) {
+std::vector<int64_t> streamsOf(const SoundProgramme& programme) {
   return {programme.streams.begin(), programme.streams.end()};
 }
 

@@ -227,7 +227,7 @@ class PerChannel {
 std::string programmesSetting(const CheckContext& context);
 
 /// The streams of a programme, as a value.
-std::vector<double> streamsOf(const SoundProgramme& programme);
+std::vector<int64_t> streamsOf(const SoundProgramme& programme);
 
 /// An event of a channel, or of a programme, with its place filled in.
 QAEvent eventAt(const SoundProgramme& programme, double startSeconds, double endSeconds);
