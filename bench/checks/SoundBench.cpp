@@ -34,7 +34,8 @@ float sampleOf(int channel, int64_t i, std::mt19937& random) {
   const double t = static_cast<double>(i) / kRate;
   const double beat = std::exp(-4.0 * std::fmod(t, 0.5));
   const double noise = static_cast<double>(random()) / 4294967296.0 - 0.5;
-  const double tones = std::sin(2.0 * M_PI * (220.0 + channel) * t) + std::sin(2.0 * M_PI * 331.0 * t);
+  const double tones =
+      std::sin(2.0 * M_PI * (220.0 + channel) * t) + std::sin(2.0 * M_PI * 331.0 * t);
   return static_cast<float>(0.2 * beat * tones + 0.1 * noise * beat + 0.01 * noise);
 }
 
@@ -78,8 +79,10 @@ void allChecksOfSound(benchmark::State& state) {
   ProgrammeFacts facts;
   QAStreamFacts stream;
   stream.kind = "audio";
-  stream.audio = QAAudioFacts{
-      .sampleRate = kRate, .channels = channels, .layoutDeclared = true, .channelNames = namesOf(channels)};
+  stream.audio = QAAudioFacts{.sampleRate = kRate,
+                              .channels = channels,
+                              .layoutDeclared = true,
+                              .channelNames = namesOf(channels)};
   facts.media.streams.push_back(stream);
   facts.streams.emplace_back();
   facts.audioStreams.push_back(0);
@@ -88,8 +91,7 @@ void allChecksOfSound(benchmark::State& state) {
   Displays displays(QADisplays::nowhere, false, "", {});
   const QATesterOptions options;
   const CheckContext context{fileName, nullptr, nullptr, &settings, displays, 0, options};
-  const auto layout =
-      std::make_shared<const SoundLayout>(SoundLayout{channels, namesOf(channels)});
+  const auto layout = std::make_shared<const SoundLayout>(SoundLayout{channels, namesOf(channels)});
   for (auto _ : state) {
     std::vector<std::unique_ptr<CheckRun>> runs;
     std::unique_ptr<SharedConsumer> engine;
@@ -130,8 +132,8 @@ void libebur128(benchmark::State& state) {
   const auto blocks = makeBlocks(static_cast<int>(channels));
   std::vector<float> interleaved(std::size_t{kBlock} * channels);
   for (auto _ : state) {
-    ebur128_state* meter = ebur128_init(channels, kRate,
-                                        EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK);
+    ebur128_state* meter =
+        ebur128_init(channels, kRate, EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK);
     for (const auto& frame : blocks) {
       for (unsigned channel = 0; channel < channels; ++channel) {
         const auto* from = reinterpret_cast<const float*>(frame->extended_data[channel]);

@@ -15,6 +15,7 @@
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
 #include "support/FaultyReads.h"
+#include "support/Sanitized.h"
 #include "support/WaitUntil.h"
 
 namespace {
@@ -721,7 +722,7 @@ TEST_P(EveryClip, IsHarmlessWhenTruncated) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(, EveryClip, testing::ValuesIn(clipKinds()));
+INSTANTIATE_TEST_SUITE_P(, EveryClip, testing::ValuesIn(clipKinds(kThreadSanitized)));
 
 // Until-ready pauses
 

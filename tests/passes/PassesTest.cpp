@@ -7,6 +7,7 @@
 
 #include "passes/Seen.h"
 #include "support/Clips.h"
+#include "support/Sanitized.h"
 #include "support/SmallBudgets.h"
 #include "support/TempDir.h"
 #include "torture/OddClips.h"
@@ -33,7 +34,7 @@ TEST_P(Clip, GivesTheSameInOnePassAsInMany) {
   expectSamePasses(clip, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEveryKind, Clip, testing::ValuesIn(clipKinds()),
+INSTANTIATE_TEST_SUITE_P(OfEveryKind, Clip, testing::ValuesIn(clipKinds(kSanitized)),
                          [](const auto& info) { return std::to_string(info.index); });
 
 TEST(Passes, ShareTheirDisplays) {
@@ -81,7 +82,7 @@ TEST_P(DamagedClip, GivesTheSameInOnePassAsInMany) {
   expectSamePasses(truncatedCopy(folder, "cut" + kind, clip, bytes * 2 / 3), smallBudgets(30, 0));
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEveryKind, DamagedClip, testing::ValuesIn(clipKinds()),
+INSTANTIATE_TEST_SUITE_P(OfEveryKind, DamagedClip, testing::ValuesIn(clipKinds(kSanitized)),
                          [](const auto& info) { return std::to_string(info.index); });
 
 }  // namespace

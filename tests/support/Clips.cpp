@@ -466,6 +466,15 @@ std::vector<ClipKind> clipKinds() {
   };
 }
 
+std::vector<ClipKind> clipKinds(bool few) {
+  const std::vector<ClipKind> all = clipKinds();
+  std::vector<ClipKind> some;
+  for (std::size_t i = 0; i < all.size(); i += few ? 4 : 1) {
+    some.push_back(all[i]);
+  }
+  return some;
+}
+
 std::string truncatedCopy(const TempDir& dir, const std::string& name, const std::string& file,
                           std::size_t bytes) {
   writeFile(dir.file(name), readFile(file).substr(0, bytes));

@@ -122,6 +122,10 @@ struct ClipKind {
 /// Every codec, container and number of streams that the tests go through, about two seconds each.
 std::vector<ClipKind> clipKinds();
 
+/// All of them, or every fourth: where what is tested depends little on the kind, and a sanitizer
+/// makes it slow.
+std::vector<ClipKind> clipKinds(bool few);
+
 /// A copy of the first `bytes` bytes of a file; returns its path.
 std::string truncatedCopy(const TempDir& dir, const std::string& name, const std::string& file,
                           std::size_t bytes);

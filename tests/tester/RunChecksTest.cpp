@@ -19,6 +19,7 @@
 #include "support/LoggedTester.h"
 #include "support/Outcomes.h"
 #include "support/RecordingListener.h"
+#include "support/Sanitized.h"
 #include "support/SmallBudgets.h"
 #include "support/TempDir.h"
 #include "tester/QATester.h"
@@ -247,12 +248,14 @@ TEST_P(RunChecksPasses, ProgressIsThatOfEachCheckAndTheWholeNeverFallsAndEndsAt1
 /// Files in which every check runs, is refused, or comes to an early end.
 class RunChecksClips : public testing::TestWithParam<ClipKind> {};
 
-INSTANTIATE_TEST_SUITE_P(, RunChecksClips, testing::ValuesIn(clipKinds()), [](const auto& kind) {
-  std::string name = kind.param.fileName;
-  std::replace_if(
-      name.begin(), name.end(), [](char c) { return !std::isalnum(c); }, '_');
-  return name;
-});
+INSTANTIATE_TEST_SUITE_P(, RunChecksClips, testing::ValuesIn(clipKinds(kSanitized)),
+                         [](const auto& kind) {
+                           std::string name = kind.param.fileName;
+                           std::replace_if(
+                               name.begin(), name.end(), [](char c) { return !std::isalnum(c); },
+                               '_');
+                           return name;
+                         });
 
 TEST_P(RunChecksClips, OneReadingFindsWhatReadingsOfTheirOwnFind) {
   const TempDir folder;
