@@ -642,6 +642,18 @@ TEST(SoundSamples, WithoutAValueAreTakenAsZeroAndSaid) {
   EXPECT_EQ(outcome.summary.find("-20"), 0U) << outcome.summary;
 }
 
+TEST(SoundChanges, FromAPairToOneChannelLeaveNoTracks) {
+  SoundStream stream = stereo(4, [](int, int64_t i) { return 0.1 * sine(997, i); });
+  stream.names = {};
+  const auto tracksOf = [&] {
+    const QACheckOutcome outcome = measureSound("programme-loudness", {}, {stream});
+    return findValue(rowsOf(outcome.values, "programmes").at(0), "tracks") != nullptr;
+  };
+  EXPECT_TRUE(tracksOf());
+  stream.changes = {{.atSample = 2 * kRate, .channels = 1}};
+  EXPECT_FALSE(tracksOf());
+}
+
 TEST(SoundRates, ThatNoSoundHasAreNotMeasured) {
   SoundStream stream = stereo(1, [](int, int64_t i) { return sine(997, i); });
   stream.sampleRate = 2000000000;

@@ -224,8 +224,11 @@ std::vector<ProgrammeLoudness> ProgrammeLoudnessMeasurement::measured() const {
     one.truePeak = static_cast<double>(meters.truePeak);
     one.sampleRate = ends()[i].sampleRate;
     one.badSamples = ends()[i].badSamples;
-    for (const LoudnessMeter& track : meters.tracks) {
-      one.tracks.push_back(track.integrated());
+    // It may have been a pair before its channels changed.
+    if (one.programme.isAssumedPair && meters.tracks.size() == one.programme.channels.size()) {
+      for (const LoudnessMeter& track : meters.tracks) {
+        one.tracks.push_back(track.integrated());
+      }
     }
     all.push_back(std::move(one));
   }

@@ -296,11 +296,14 @@ class SoundEngine::Feed {
     }
     int64_t late = -static_cast<int64_t>(source.debt);
     if (block.seconds.has_value()) {
-      late = std::llround((*block.seconds - clock_.seconds(at)) * rate_);
+      const double seconds = *block.seconds - clock_.seconds(at);
+      if (!(std::abs(seconds) <= 2.0 * kMostLead)) {
+        return 0;  // a time that nobody can mean
+      }
+      late = std::llround(seconds * rate_);
     }
     const auto off = static_cast<std::size_t>(std::abs(late));
-    if (off > 2 * mostLead() ||
-        (source.debt == 0 && off <= static_cast<std::size_t>(kSamePlace * rate_))) {
+    if (source.debt == 0 && off <= static_cast<std::size_t>(kSamePlace * rate_)) {
       return 0;
     }
     source.debt = 0;
