@@ -80,8 +80,7 @@ std::shared_ptr<const AVFrame> frameFrom(Input& input, const Stream& stream, int
   }
   const bool planar = av_sample_fmt_is_planar(static_cast<AVSampleFormat>(stream.format)) != 0;
   const int planes = planar ? stream.layout->channels : 1;
-  const std::vector<uint8_t> pattern =
-      input.bytes(static_cast<std::size_t>(input.within(0, 64)));
+  const std::vector<uint8_t> pattern = input.bytes(static_cast<std::size_t>(input.within(0, 64)));
   const auto bytes = static_cast<std::size_t>(samples) *
                      static_cast<std::size_t>(
                          av_get_bytes_per_sample(static_cast<AVSampleFormat>(stream.format))) *
