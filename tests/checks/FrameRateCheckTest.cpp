@@ -9,6 +9,7 @@
 #include "support/Clips.h"
 #include "support/FakeSleep.h"
 #include "support/LoggedTester.h"
+#include "support/Sanitized.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -192,7 +193,7 @@ TEST(FrameRateCheck, ThatCannotRunReturnsAllZero) {
 }
 
 TEST(FrameRateCheck, FixedAndUntilReadyAgreeOnEveryKindOfClip) {
-  for (const qatest::ClipKind& kind : qatest::clipKinds()) {
+  for (const qatest::ClipKind& kind : qatest::clipKinds(qatest::kSanitized)) {
     const TempDir folder;
     const std::string file = qatest::makeClip(folder, kind.fileName, kind.spec);
     const std::string settings = "FrameRateFrameChecks=20\n";
