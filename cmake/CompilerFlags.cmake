@@ -23,6 +23,8 @@ if(QATESTER_SANITIZE)
   add_compile_options(-fsanitize=${QATESTER_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QATESTER_SANITIZE})
+  # Vector code takes them long to compile: the least instruction set and a usual one are enough.
+  add_compile_definitions(HWY_DISABLED_TARGETS=\(HWY_SSSE3|HWY_SSE4|HWY_AVX3|HWY_AVX3_DL\))
   # The sanitizers' own code confuses the warning, also inside headers of the standard library.
   target_compile_options(qatester_flags INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
@@ -32,7 +34,9 @@ if(QATESTER_SANITIZE)
 else()
   # The compiler of a distribution may bring a level of its own.
   target_compile_options(qatester_flags INTERFACE
-    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE>
+    # It needs an optimiser.
+    $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:$<TARGET_PROPERTY:QATESTER_UNOPTIMISED>>>>:-D_FORTIFY_SOURCE=2>)
 endif()
 
 # With QATESTER_BUNDLES the sources of a target are compiled in a few bundles, so that headers are

@@ -6,6 +6,8 @@
 #include <filesystem>
 
 #include "checks/AudioChecks.h"
+#include "support/MediaFolder.h"
+#include "support/Sanitized.h"
 
 namespace {
 
@@ -16,10 +18,8 @@ TEST(AudioRealMedia, DefinitionHoldsForEveryFile) {
   if (!std::filesystem::is_directory(folder)) {
     GTEST_SKIP() << "no media folder: set QATESTER_MEDIA_DIR";
   }
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.path().extension() != ".md") {
-      expectTheDefinitionToHold(entry.path().string());
-    }
+  for (const std::string& file : someOf(mediaFilesIn(folder))) {
+    expectTheDefinitionToHold((folder / file).string());
   }
 }
 

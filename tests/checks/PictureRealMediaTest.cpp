@@ -8,6 +8,7 @@
 
 #include "checks/PictureChecks.h"
 #include "support/MediaFolder.h"
+#include "support/Sanitized.h"
 
 namespace {
 
@@ -56,7 +57,7 @@ TEST_P(PictureRealMedia, GivesWhatEveryPixelAddsUpTo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , PictureRealMedia, testing::ValuesIn(mediaFiles()), [](const auto& tested) {
+    , PictureRealMedia, testing::ValuesIn(qatest::someOf(mediaFiles())), [](const auto& tested) {
       std::string name = tested.param;
       std::replace_if(
           name.begin(), name.end(),

@@ -77,8 +77,7 @@ TEST_P(RealMedia, EveryFileGetsASensibleReportAndTable) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Part, RealMedia,
-                         testing::Range(std::size_t{0}, kThreadSanitized ? 1 : kParts));
+INSTANTIATE_TEST_SUITE_P(Part, RealMedia, testing::Range(std::size_t{0}, kSanitized ? 1 : kParts));
 
 }  // namespace
 }  // namespace qatest

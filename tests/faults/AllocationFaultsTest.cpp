@@ -24,8 +24,8 @@
 namespace qatest {
 namespace {
 
-constexpr uint64_t kEachOf = 200;
-constexpr uint64_t kSamplesBehind = 60;
+constexpr uint64_t kEachOf = 100;
+constexpr uint64_t kSamplesBehind = 30;
 constexpr unsigned kSecondsForOne = 60;
 
 /// What a run came to, if nothing failed.

@@ -722,7 +722,7 @@ TEST_P(EveryClip, IsHarmlessWhenTruncated) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(, EveryClip, testing::ValuesIn(clipKinds(kThreadSanitized)));
+INSTANTIATE_TEST_SUITE_P(, EveryClip, testing::ValuesIn(clipKinds(kSanitized)));
 
 // Until-ready pauses
 

@@ -101,15 +101,7 @@ TEST_P(RealMedia, LosesNoPacketByDiscarding) {
   }
 }
 
-std::vector<RealFile> filesToTest() {
-  std::vector<RealFile> files;
-  for (std::size_t i = 0; i < realFiles().size(); i += qatest::kThreadSanitized ? 4 : 1) {
-    files.push_back(realFiles()[i]);
-  }
-  return files;
-}
-
-INSTANTIATE_TEST_SUITE_P(, RealMedia, testing::ValuesIn(filesToTest()));
+INSTANTIATE_TEST_SUITE_P(, RealMedia, testing::ValuesIn(someOf(realFiles())));
 
 TEST(RealMediaFolder, HoldsNoFileThatIsNotTested) {
   if (!std::filesystem::is_directory(kFolder)) {
