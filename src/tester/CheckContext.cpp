@@ -1,5 +1,6 @@
 #include "tester/CheckContext.h"
 
+#include <cmath>
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -64,6 +65,12 @@ void HeldLog::release() {
       logger_->LogStamped(entry.stamp, entry.text);
     }
   }
+}
+
+double numberSetting(const CheckContext& context, const QASetting& row) {
+  // In single precision a text such as -0.3 has digits that nobody wrote.
+  constexpr double kDigits = 1e6;
+  return std::round(static_cast<double>(context.real(row)) * kDigits) / kDigits;
 }
 
 }  // namespace qatester

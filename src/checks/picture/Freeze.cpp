@@ -1,0 +1,185 @@
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "checks/CheckList.h"
+#include "checks/picture/PictureMeasurement.h"
+#include "tester/SettingRows.h"
+#include "tester/Words.h"
+
+namespace qatester {
+
+namespace {
+
+constexpr QASetting kSettings[] = {
+    {"FreezeSeconds", "2.0", QASetting::Kind::real, 0.1, QASetting::kNoLimit, "s",
+     "a still that is shorter is a pause"},
+    {"StillHeadSeconds", "60.0", QASetting::Kind::real, 0.0, QASetting::kNoLimit, "s",
+     "a still up to so long at the start or the end breaks nothing"},
+};
+
+constexpr CheckProfile kProfile{.name = "freeze", .tag = "QAFreeze"};
+
+struct FreezeDemands {
+  double seconds = 2.0;
+  double headSeconds = 60.0;
+};
+
+/// Changes up to which a picture is the one before, in levels: of a pixel, and of the block that
+/// changes most. What coding adds now and then is larger.
+constexpr float kQuietMean = 0.3F;
+constexpr float kQuietBlock = 2.5F;
+constexpr float kPulseBlock = 6.0F;
+constexpr int kLongestPulse = 2;
+/// How far a cell may be off that of the first picture of the span.
+constexpr int kStillCell = 3;
+/// A picture of which as much is black counts as black.
+constexpr double kBlackShare = 0.98;
+
+class FreezeMeasurement final : public PictureMeasurement {
+ public:
+  explicit FreezeMeasurement(const FreezeDemands& demands) : demands_(demands) {}
+
+  using PictureMeasurement::take;
+  void take(const PictureRecord& record) override {
+    const bool isBlack = record.blackShare >= kBlackShare;
+    if (still_.has_value() && !goesOn(record, isBlack)) {
+      close(still_->lastQuiet + 1);
+    }
+    if (!still_.has_value()) {
+      // The picture before is the first that shows it.
+      if (!isBlack && !record.isFirstOfSize && previous_.has_value() && isQuiet(record)) {
+        still_ = Still{.first = record.number - 1,
+                       .lastQuiet = record.number,
+                       .thumb = *previous_,
+                       .isHead = !hasMoved_};
+        loose_ = 0;
+      } else {
+        // One picture alone may be the first of a still: several of them are a head as well.
+        loose_ = isBlack ? 0 : loose_ + 1;
+        hasMoved_ = hasMoved_ || loose_ > 1;
+      }
+    }
+    previous_.reset();
+    if (!isBlack) {
+      previous_ = record.thumb;
+    }
+  }
+
+  void describe(QACheckOutcome& outcome) const override {
+    double longest = 0.0;
+    int64_t breaking = 0;
+    for (const QAEvent& event : events_) {
+      if (event.breaks) {
+        ++breaking;
+        longest = std::max(longest, *event.value);
+      }
+      outcome.events.push_back(event);
+    }
+    outcome.broken = breaking > 0;
+    outcome.values = {{"spans", static_cast<int64_t>(events_.size()), ""},
+                      {"longestSeconds", longest, "s"}};
+    outcome.limits = {{.of = "longestSeconds", .max = demands_.seconds, .unit = "s"}};
+    if (breaking > 0) {
+      outcome.summary = counted(static_cast<double>(breaking), "span") +
+                        " without visible change, longest " + quantity(longest, kSeconds);
+    } else if (!events_.empty()) {
+      outcome.summary = isStillThroughout_ ? "a still throughout" : "none but at the edges";
+    } else {
+      outcome.summary = "none of " + plain(demands_.seconds) + " s";
+    }
+  }
+
+ private:
+  /// Pictures that show the same.
+  struct Still {
+    int64_t first = 0;
+    int64_t lastQuiet = 0;
+    int pulses = 0;  ///< noisier pictures since
+    Thumb thumb;     ///< of the first
+    bool isHead = false;
+  };
+
+  static bool isQuiet(const PictureRecord& record) {
+    return record.numbers.change.mean <= kQuietMean &&
+           record.numbers.change.largest <= kQuietBlock;
+  }
+
+  bool goesOn(const PictureRecord& record, bool isBlack) {
+    if (isBlack || record.isFirstOfSize ||
+        largestDifferenceOf(still_->thumb, record.thumb) > kStillCell) {
+      return false;
+    }
+    if (isQuiet(record)) {
+      still_->lastQuiet = record.number;
+      still_->pulses = 0;
+      return true;
+    }
+    ++still_->pulses;
+    return record.numbers.change.largest <= kPulseBlock && still_->pulses <= kLongestPulse;
+  }
+
+  void close(int64_t end) {
+    constexpr double kRounding = 1e-6;
+    const Still still = *std::exchange(still_, std::nullopt);
+    const bool isTail = end == times().count();
+    QAEvent event = eventOf(still.first, end, "no visible change");
+    const double length = *event.endSeconds - *event.startSeconds;
+    if (length + kRounding < demands_.seconds) {
+      return;
+    }
+    if (still.isHead && isTail) {
+      event.what = "a still throughout";
+      event.breaks = false;
+      isStillThroughout_ = true;
+    } else if ((still.isHead || isTail) && length <= demands_.headSeconds) {
+      event.what = still.isHead ? "still at the start" : "still at the end";
+      event.breaks = false;
+    }
+    event.value = length;
+    event.limit = demands_.seconds;
+    event.unit = "s";
+    events_.push_back(std::move(event));
+  }
+
+  void endPictures(const PictureSummary&) override {
+    if (still_.has_value()) {
+      close(std::max(still_->lastQuiet + 1, times().count() - still_->pulses));
+    }
+  }
+
+  FreezeDemands demands_;
+  std::optional<Still> still_;
+  /// The thumb of the picture before, unless that was black.
+  std::optional<Thumb> previous_;
+  int loose_ = 0;  ///< pictures since the last still or black
+  bool hasMoved_ = false;
+  bool isStillThroughout_ = false;
+  std::vector<QAEvent> events_;
+};
+
+std::unique_ptr<ProgrammeCheck<FreezeMeasurement>> make(const CheckContext& context) {
+  const auto real = [&](std::size_t row) { return numberSetting(context, kSettings[row]); };
+  return std::make_unique<ProgrammeCheck<FreezeMeasurement>>(
+      context, kProfile, FreezeDemands{.seconds = real(0), .headSeconds = real(1)});
+}
+
+}  // namespace
+
+constinit const QACheck freezeCheck{
+    .name = kProfile.name,
+    .tag = kProfile.tag,
+    .family = QAFamily::programme,
+    .question = "Does the picture stand still for long?",
+    .needs = QANeeds::pictures,
+    .saysSomething = true,
+    .severity = QASeverity::warn,
+    .settings = kSettings,
+    .displays = {},
+    .make = makeRun<make>,
+};
+
+}  // namespace qatester
