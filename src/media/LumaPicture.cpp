@@ -108,8 +108,8 @@ bool LumaPicture::read(const ProgrammePicture& picture) {
   if (!layout.has_value() || frame.width <= 0 || frame.height <= 0 || !ffmpeg::hasPlanes(frame)) {
     return false;
   }
-  isFullRange_ = frame.color_range == AVCOL_RANGE_JPEG || hasFullRangeFormat(frame.format) ||
-                 layout->isRgb;
+  isFullRange_ =
+      frame.color_range == AVCOL_RANGE_JPEG || hasFullRangeFormat(frame.format) || layout->isRgb;
   frame_ = picture.frame;
   rows_.width = frame.width;
   rows_.height = frame.height;

@@ -29,8 +29,8 @@ struct ChromaGrid {
   static constexpr int kRows = 8;
 
   bool isThere = false;  ///< false where the picture has no Cb and Cr, or too few
-  std::array<uint8_t, static_cast<std::size_t>(kColumns) * kRows> blue = {};
-  std::array<uint8_t, static_cast<std::size_t>(kColumns) * kRows> red = {};
+  std::array<uint8_t, static_cast<std::size_t>(kColumns)* kRows> blue = {};
+  std::array<uint8_t, static_cast<std::size_t>(kColumns)* kRows> red = {};
 };
 
 /// The luma of a picture in 8 bits: deeper pictures lose their lower bits. Of R'G'B' it is the luma

@@ -1,7 +1,7 @@
 #include "tester/CheckContext.h"
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <sstream>

@@ -57,26 +57,27 @@ class BlackMeasurement final : public PictureMeasurement {
     for (const Span& span : spans_.begun()) {
       const int64_t first = *span.startFrame;
       const int64_t end = *span.endFrame;
-      QAEvent event = eventOf(first, end, "black");
-      const double length = *event.endSeconds - *event.startSeconds;
+      const double length = times().seconds(end) - times().seconds(first);
       if (length + kRounding < demands_.seconds) {
         continue;
       }
       const bool isHead = first == 0;
       const bool isTail = end == times().count();
-      if (isHead && isTail) {
-        event.what = "black throughout";
-      } else if ((isHead || isTail) && length <= demands_.edgeSeconds) {
-        event.what = isHead ? "leader" : "tail";
-        event.breaks = false;
-      }
+      const bool isThroughout = isHead && isTail;
+      const bool isEdge = (isHead || isTail) && !isThroughout && length <= demands_.edgeSeconds;
+      QAEvent event = eventOf(first, end,
+                              isThroughout ? "black throughout"
+                              : !isEdge    ? "black"
+                              : isHead     ? "leader"
+                                           : "tail");
+      event.breaks = !isEdge;
       if (event.breaks) {
         ++breaking;
         longest = std::max(longest, length);
       }
       event.value = length;
       event.limit = demands_.seconds;
-      event.unit = "s";
+      event.unit.assign(1, 's');
       outcome.events.push_back(std::move(event));
     }
     outcome.broken = breaking > 0;
@@ -89,7 +90,9 @@ class BlackMeasurement final : public PictureMeasurement {
     } else if (!outcome.events.empty()) {
       outcome.summary = "none but at the edges";
     } else {
-      outcome.summary = "none of " + plain(demands_.seconds) + " s";
+      outcome.summary = "none of ";
+      outcome.summary += plain(demands_.seconds);
+      outcome.summary += " s";
     }
   }
 
@@ -102,8 +105,7 @@ std::unique_ptr<ProgrammeCheck<BlackMeasurement>> make(const CheckContext& conte
   const auto real = [&](std::size_t row) { return numberSetting(context, kSettings[row]); };
   return std::make_unique<ProgrammeCheck<BlackMeasurement>>(
       context, kProfile,
-      BlackDemands{
-          .seconds = real(0), .luma = real(1), .share = real(2), .edgeSeconds = real(3)});
+      BlackDemands{.seconds = real(0), .luma = real(1), .share = real(2), .edgeSeconds = real(3)});
 }
 
 }  // namespace

@@ -84,13 +84,11 @@ class CadenceMeasurement final : public FieldMeasurement {
                              ? static_cast<double>(inCadence) / static_cast<double>(times().count())
                              : 0.0;
     outcome.broken = !breaks.empty();
-    outcome.values = {{"found", found, ""},
-                      {"share", share, ""},
-                      {"breakFrames", breaks, ""}};
+    outcome.values = {{"found", found, ""}, {"share", share, ""}, {"breakFrames", breaks, ""}};
     outcome.summary = found;
     if (!pictures.empty()) {
       outcome.summary += " in ";
-      outcome.summary += percent(share);
+      outcome.summary += quantity(100.0 * share, {" %", 0});
       outcome.summary += " of the pictures, ";
       outcome.summary +=
           breaks.empty() ? "unbroken" : counted(static_cast<double>(breaks.size()), "break");

@@ -37,7 +37,8 @@ bool isWrong(const OrderRun& run) {
   return isInterlaced(run.found) && run.found != run.flagged;
 }
 
-std::vector<OrderRun> joined(const std::vector<FieldRun>& runs, const std::vector<FieldFlag>& flags) {
+std::vector<OrderRun> joined(const std::vector<FieldRun>& runs,
+                             const std::vector<FieldFlag>& flags) {
   std::vector<OrderRun> all;
   for (const FieldRun& run : runs) {
     for (int64_t n = run.first; n < run.end; ++n) {
@@ -64,9 +65,12 @@ std::string commonText(const std::vector<OrderRun>& runs, int64_t least, const O
     pictures[static_cast<std::size_t>(of(run))] += run.length() >= least ? run.length() : 0;
   }
   pictures[static_cast<std::size_t>(FieldOrder::undetermined)] = 0;
-  const auto kinds = std::count_if(pictures.begin(), pictures.end(), [](int64_t n) { return n > 0; });
+  const auto kinds =
+      std::count_if(pictures.begin(), pictures.end(), [](int64_t n) { return n > 0; });
   const auto most = std::max_element(pictures.begin(), pictures.end()) - pictures.begin();
-  return kinds == 0 ? "undetermined" : kinds > 1 ? "several" : textOf(static_cast<FieldOrder>(most));
+  return kinds == 0  ? "undetermined"
+         : kinds > 1 ? "several"
+                     : textOf(static_cast<FieldOrder>(most));
 }
 
 class FieldOrderMeasurement final : public FieldMeasurement {
@@ -96,7 +100,8 @@ class FieldOrderMeasurement final : public FieldMeasurement {
     }
     const double total = votes[0] + votes[1] + votes[2];
     const auto share = [&](double its) { return total > 0.0 ? its / total : 0.0; };
-    const std::string found = commonText(runs, least, [](const OrderRun& run) { return run.found; });
+    const std::string found =
+        commonText(runs, least, [](const OrderRun& run) { return run.found; });
     // Flags hold for all pictures, also where nothing moves.
     std::array<bool, 4> flagged{};
     for (const FieldFlag flag : flags()) {
@@ -104,8 +109,7 @@ class FieldOrderMeasurement final : public FieldMeasurement {
     }
     const auto kinds = std::count(flagged.begin(), flagged.end(), true);
     const auto only = std::find(flagged.begin(), flagged.end(), true) - flagged.begin();
-    const std::string flaggedText =
-        kinds == 1 ? textOf(static_cast<FieldOrder>(only)) : "several";
+    const std::string flaggedText = kinds == 1 ? textOf(static_cast<FieldOrder>(only)) : "several";
     outcome.broken = wrongPictures > 0.0;
     outcome.values = {{"found", found, ""},
                       {"flagged", flaggedText, ""},

@@ -134,11 +134,10 @@ class Looks {
       const float second = found.second - other;
       return (first * first + second * second) / (2.0F * deviation * deviation);
     };
-    return weight_ *
-           (std::min(kMostOfRatio,
-                     distance(ratios_, its.topRatio, its.bottomRatio, kRatioDeviation)) +
-            std::min(kMostOfQuality, distance(qualities_, its.topQuality, its.bottomQuality,
-                                              kQualityDeviation)));
+    return weight_ * (std::min(kMostOfRatio,
+                               distance(ratios_, its.topRatio, its.bottomRatio, kRatioDeviation)) +
+                      std::min(kMostOfQuality, distance(qualities_, its.topQuality,
+                                                        its.bottomQuality, kQualityDeviation)));
   }
 
  private:
@@ -175,7 +174,8 @@ std::vector<uint8_t> likeliestStates(const std::vector<FieldEvidence>& pictures)
     costs.swap(next);
   }
   std::vector<uint8_t> path(pictures.size());
-  auto state = static_cast<std::size_t>(std::min_element(costs.begin(), costs.end()) - costs.begin());
+  auto state =
+      static_cast<std::size_t>(std::min_element(costs.begin(), costs.end()) - costs.begin());
   for (std::size_t n = pictures.size(); n-- > 0;) {
     path[n] = static_cast<uint8_t>(state);
     state = steps[n].isChange[state] ? steps[n].best : states[state].before;

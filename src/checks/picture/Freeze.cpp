@@ -89,7 +89,9 @@ class FreezeMeasurement final : public PictureMeasurement {
     } else if (!events_.empty()) {
       outcome.summary = isStillThroughout_ ? "a still throughout" : "none but at the edges";
     } else {
-      outcome.summary = "none of " + plain(demands_.seconds) + " s";
+      outcome.summary = "none of ";
+      outcome.summary += plain(demands_.seconds);
+      outcome.summary += " s";
     }
   }
 
@@ -104,8 +106,7 @@ class FreezeMeasurement final : public PictureMeasurement {
   };
 
   static bool isQuiet(const PictureRecord& record) {
-    return record.numbers.change.mean <= kQuietMean &&
-           record.numbers.change.largest <= kQuietBlock;
+    return record.numbers.change.mean <= kQuietMean && record.numbers.change.largest <= kQuietBlock;
   }
 
   bool goesOn(const PictureRecord& record, bool isBlack) {
@@ -126,22 +127,22 @@ class FreezeMeasurement final : public PictureMeasurement {
     constexpr double kRounding = 1e-6;
     const Still still = *std::exchange(still_, std::nullopt);
     const bool isTail = end == times().count();
-    QAEvent event = eventOf(still.first, end, "no visible change");
-    const double length = *event.endSeconds - *event.startSeconds;
+    const double length = times().seconds(end) - times().seconds(still.first);
     if (length + kRounding < demands_.seconds) {
       return;
     }
-    if (still.isHead && isTail) {
-      event.what = "a still throughout";
-      event.breaks = false;
-      isStillThroughout_ = true;
-    } else if ((still.isHead || isTail) && length <= demands_.headSeconds) {
-      event.what = still.isHead ? "still at the start" : "still at the end";
-      event.breaks = false;
-    }
+    const bool isThroughout = still.isHead && isTail;
+    const bool isEdge = (still.isHead || isTail) && length <= demands_.headSeconds;
+    isStillThroughout_ = isStillThroughout_ || isThroughout;
+    QAEvent event = eventOf(still.first, end,
+                            isThroughout   ? "a still throughout"
+                            : !isEdge      ? "no visible change"
+                            : still.isHead ? "still at the start"
+                                           : "still at the end");
+    event.breaks = !isThroughout && !isEdge;
     event.value = length;
     event.limit = demands_.seconds;
-    event.unit = "s";
+    event.unit.assign(1, 's');
     events_.push_back(std::move(event));
   }
 

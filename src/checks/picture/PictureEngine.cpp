@@ -77,8 +77,9 @@ void PictureEngine::take(const ProgrammePicture& picture) {
   record.chroma = luma.chroma();
   record.blackShare = blackShareOf(rows, record);
   if (needs_.lines) {
-    const bool isAfterCut = waiting_.size() >= kAfterCut &&
-                            waiting_[waiting_.size() - kAfterCut].numbers.change.mean >= kPossibleCut;
+    const bool isAfterCut =
+        waiting_.size() >= kAfterCut &&
+        waiting_[waiting_.size() - kAfterCut].numbers.change.mean >= kPossibleCut;
     if (record.number % kLinesEvery == 0 || isAfterCut) {
       sumLines(rows, record.lines.emplace());
     }

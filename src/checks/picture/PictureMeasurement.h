@@ -28,15 +28,15 @@ struct PictureRecord {
   bool isFirstOfSize = false;
   FieldFlag flagged = FieldFlag::progressive;
   PictureKind kind = PictureKind::goesOn;
-  PictureNumbers numbers;
-  Thumb thumb;
+  PictureNumbers numbers = {};
+  Thumb thumb = {};
   bool isFlat = false;  ///< nothing can be recognised in it
-  ChromaGrid chroma;
+  ChromaGrid chroma = {};
   /// Of the pixels, those that are no lighter than what counts as black: 0 to 1. At most
   /// `PictureNeeds::blackShare` without being counted where the picture is too bright for more.
   double blackShare = 0.0;
   /// Of some pictures, for measurements that ask for them.
-  std::optional<LineSums> lines;
+  std::optional<LineSums> lines = {};
 };
 
 /// When pictures are shown, in seconds from the file's start.

@@ -159,7 +159,8 @@ Thumb thumbOf(const std::vector<BlockSums>& blocks, int width, int height) {
   const int columns = std::max(width / kCell, 1);
   const int rows = std::max(height / kCell, 1);
   const int pool = (rows + kMostThumbRows - 1) / kMostThumbRows;
-  Thumb thumb{.columns = std::max(columns / pool, 1), .rows = std::max(rows / pool, 1), .cells = {}};
+  Thumb thumb{
+      .columns = std::max(columns / pool, 1), .rows = std::max(rows / pool, 1), .cells = {}};
   const auto stride = static_cast<std::size_t>(blockColumns(width));
   for (int row = 0; row < thumb.rows; ++row) {
     for (int column = 0; column < thumb.columns; ++column) {

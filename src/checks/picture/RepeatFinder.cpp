@@ -56,8 +56,7 @@ class RepeatFinder {
     }
     const std::optional<Motion> motion = motionAround(number);
     if (!motion.has_value() || motion->largest < kLeastMotion ||
-        largest > kOfMotion * motion->largest ||
-        its.change.mean > kOfMeanMotion * motion->mean) {
+        largest > kOfMotion * motion->largest || its.change.mean > kOfMeanMotion * motion->mean) {
       return false;
     }
     const float moves = std::max(largest, kOfMotion * motion->largest);
@@ -122,10 +121,8 @@ class RepeatFinder {
         return {.isThere = true, .isCut = true, .largest = 0.0F, .distance = distance};
       }
       if (its.change.largest > moves) {
-        return {.isThere = true,
-                .isCut = false,
-                .largest = its.change.largest,
-                .distance = distance};
+        return {
+            .isThere = true, .isCut = false, .largest = its.change.largest, .distance = distance};
       }
     }
     return {};
@@ -157,7 +154,8 @@ std::size_t regularFrom(const std::vector<int64_t>& repeated, std::size_t from, 
 /// How many from one on are two distances apart, strictly in turn.
 std::size_t inTurnFrom(const std::vector<int64_t>& repeated, std::size_t from) {
   std::size_t i = from + 3;
-  while (i < repeated.size() && repeated[i] - repeated[i - 1] == repeated[i - 2] - repeated[i - 3]) {
+  while (i < repeated.size() &&
+         repeated[i] - repeated[i - 1] == repeated[i - 2] - repeated[i - 3]) {
     ++i;
   }
   const std::size_t count = std::min(i, repeated.size()) - from;

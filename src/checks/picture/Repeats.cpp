@@ -31,8 +31,8 @@ class RepeatsMeasurement final : public PictureMeasurement {
   using PictureMeasurement::take;
   void take(const PictureRecord& record) override {
     const bool isAlone = record.isFirstOfSize && record.kind == PictureKind::goesOn;
-    evidence_.push_back({record.numbers.change, isAlone ? PictureKind::cut : record.kind,
-                         record.isFlat});
+    evidence_.push_back(
+        {record.numbers.change, isAlone ? PictureKind::cut : record.kind, record.isFlat});
   }
 
   void describe(QACheckOutcome& outcome) const override {
@@ -43,7 +43,8 @@ class RepeatsMeasurement final : public PictureMeasurement {
       QAEvent event = eventOf(repeats.first, repeats.end, "repeated picture");
       if (repeats.isRegular()) {
         inPatterns += repeats.count;
-        event.what = "regular repeats, " + percent(repeats.newShare()) + " of the pictures new";
+        event.what = "regular repeats, " + quantity(100.0 * repeats.newShare(), {" %", 0}) +
+                     " of the pictures new";
         event.value = repeats.newShare();
         event.breaks = !isFilm(repeats);
         isBroken = isBroken || event.breaks;

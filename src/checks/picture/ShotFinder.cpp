@@ -22,6 +22,9 @@ constexpr float kStepFromFlat = 8.0F;
 constexpr float kSomewhatUnlike = 0.2F;
 constexpr float kLargeChange = 40.0F;
 constexpr float kChangedCells = 0.6F;
+constexpr float kPartUnlike = 0.3F;
+constexpr float kPartChange = 20.0F;
+constexpr float kPartCells = 0.4F;
 /// Two changes alike that add up, where one field of a picture is of either shot.
 constexpr float kFieldsUnlike = 0.45F;
 constexpr float kFieldsChange = 10.0F;
@@ -223,10 +226,14 @@ bool ShotFinder::isCut(const Entry& its) const {
   if (unlike < kSomewhatUnlike) {
     return false;
   }
-  return (its.change >= kLargeChange && its.change >= 3.0F * secondChange) ||
+  const float changed = shareOfChangedCells(before.thumb, its.thumb, 3);
+  // A part of the picture may stand still.
+  const bool isOfPart = unlike >= kPartUnlike && its.change >= kPartChange &&
+                        changed >= kPartCells && its.change >= 8.0F * secondChange &&
+                        unlike >= 8.0F * secondUnlike;
+  return isOfPart || (its.change >= kLargeChange && its.change >= 3.0F * secondChange) ||
          (its.change >= kStepFromFlat && its.change >= 8.0F * secondChange &&
-          unlike >= 4.0F * secondUnlike &&
-          shareOfChangedCells(before.thumb, its.thumb, 3) >= kChangedCells);
+          unlike >= 4.0F * secondUnlike && changed >= kChangedCells);
 }
 
 bool ShotFinder::isCutBetweenFields(const Entry& its) const {
@@ -255,8 +262,8 @@ bool ShotFinder::isCutOfColour(const Entry& its) const {
   const ChromaGrid& before = entry(its.number - 1)->chroma;
   std::size_t changed = 0;
   for (std::size_t i = 0; i < before.blue.size(); ++i) {
-    const int change = std::abs(its.chroma.blue[i] - before.blue[i]) +
-                       std::abs(its.chroma.red[i] - before.red[i]);
+    const int change =
+        std::abs(its.chroma.blue[i] - before.blue[i]) + std::abs(its.chroma.red[i] - before.red[i]);
     changed += change > kColourCell ? 1U : 0U;
   }
   return static_cast<float>(changed) >= kChangedCells * static_cast<float>(before.blue.size());

@@ -13,8 +13,8 @@ namespace qatester {
 /// What stands between a picture and the one before it.
 enum class PictureKind : uint8_t {
   goesOn,
-  cut,    ///< a new shot begins
-  flash,  ///< a flash or a foreign picture: after a few pictures the shot goes on
+  cut,       ///< a new shot begins
+  flash,     ///< a flash or a foreign picture: after a few pictures the shot goes on
   flashEnd,  ///< the shot goes on after a flash
 };
 
