@@ -11,7 +11,8 @@ namespace {
 
 /// A picture whose darkest line is lighter has no bars, in 8-bit luma codes.
 constexpr double kLightestBar = 44.0;
-/// A line this much lighter than the darkest is content; a picture has a line that is lighter still.
+/// A line this much lighter than the darkest is content; a picture has a line that is lighter
+/// still.
 constexpr double kContent = 3.0;
 constexpr double kClearContent = 8.0;
 constexpr double kTooBlack = 0.85;
@@ -141,7 +142,8 @@ std::optional<Margins> marginsOf(const LineSums& lines, double blackShare) {
   const Bars rows = barsOf(height, [&](int y) { return row(y) >= darkest + kContent; });
   // Bars above and below make columns darker.
   const double share = static_cast<double>(height - rows.before - rows.after) / height;
-  const Bars columns = barsOf(width, [&](int x) { return column(x) >= darkest + kContent * share; });
+  const Bars columns =
+      barsOf(width, [&](int x) { return column(x) >= darkest + kContent * share; });
   return Margins{
       .left = columns.before, .top = rows.before, .right = columns.after, .bottom = rows.after};
 }
@@ -200,8 +202,7 @@ void ActiveAreas::add(int64_t first, int64_t end, int width, int height,
     smaller_.reset();
     return;
   }
-  if (!smaller_.has_value() ||
-      hasMoreContent(*margins, smaller_->margins, width, height)) {
+  if (!smaller_.has_value() || hasMoreContent(*margins, smaller_->margins, width, height)) {
     const int64_t since = smaller_.has_value() ? smaller_->first : first;
     smaller_ = {since, end, width, height, *margins};
   }

@@ -63,10 +63,10 @@ class ActivePictureMeasurement final : public PictureMeasurement {
 
   void describe(QACheckOutcome& outcome) const override {
     const std::vector<ActiveArea>& areas = areas_->areas();
-    const auto longest = std::max_element(
-        areas.begin(), areas.end(), [](const ActiveArea& one, const ActiveArea& other) {
-          return one.end - one.first < other.end - other.first;
-        });
+    const auto longest = std::max_element(areas.begin(), areas.end(),
+                                          [](const ActiveArea& one, const ActiveArea& other) {
+                                            return one.end - one.first < other.end - other.first;
+                                          });
     if (longest == areas.end()) {
       return;
     }

@@ -1,6 +1,7 @@
 #include "checks/picture/FlashFinder.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace qatester {
 
@@ -10,19 +11,25 @@ constexpr double kSecond = 1.0;
 /// Times that are computed.
 constexpr double kRounding = 1e-6;
 
+/// Cells that go up together, against those that usually do, and against those that go down; or
+/// nearly all cells do one or the other.
+constexpr double kBurst = 1.5;
+constexpr double kDominance = 2.0;
+constexpr double kWholePicture = 0.8;
+
 }  // namespace
 
 void FlashFinder::add(int64_t frame, double seconds, const std::vector<float>& cells,
                       const std::vector<uint8_t>* counts) {
-  up_[1] = up_[0];
-  down_[1] = down_[0];
-  up_[0] = down_[0] = 0;
+  recent_ = (recent_ + 1) % kRecent;
+  std::size_t& up = up_[recent_];
+  std::size_t& down = down_[recent_];
+  up = down = 0;
   if (cells_.size() != cells.size()) {
     cells_.clear();
     for (const float value : cells) {
       cells_.push_back({.low = value, .high = value});
     }
-    up_[1] = down_[1] = 0;
     return;
   }
   const auto change = static_cast<float>(rule_.change);
@@ -32,24 +39,35 @@ void FlashFinder::add(int64_t frame, double seconds, const std::vector<float>& c
     const float value = cells[i];
     const bool mayCount = counts == nullptr || (*counts)[i] != 0;
     if (cell.direction <= 0 && value >= cell.low + change && cell.low < darker) {
-      up_[0] += mayCount ? 1U : 0U;
+      up += mayCount ? 1U : 0U;
       cell = {.low = value, .high = value, .direction = 1};
     } else if (cell.direction >= 0 && value <= cell.high - change && value < darker) {
-      down_[0] += mayCount ? 1U : 0U;
+      down += mayCount ? 1U : 0U;
       cell = {.low = value, .high = value, .direction = -1};
     }
     cell.low = std::min(cell.low, value);
     cell.high = std::max(cell.high, value);
   }
-  const double least = rule_.area * static_cast<double>(cells.size());
-  if (static_cast<double>(up_[0] + up_[1]) > least) {
+  if (isFlash(up_, down_)) {
     addTransition({frame, seconds, 1});
-    up_[0] = up_[1] = 0;
   }
-  if (static_cast<double>(down_[0] + down_[1]) > least) {
+  if (isFlash(down_, up_)) {
     addTransition({frame, seconds, -1});
-    down_[0] = down_[1] = 0;
   }
+}
+
+bool FlashFinder::isFlash(const std::array<std::size_t, kRecent>& cells,
+                          const std::array<std::size_t, kRecent>& others) const {
+  const auto all = static_cast<double>(cells_.size());
+  const auto now = static_cast<double>(cells[recent_]);
+  const auto other = static_cast<double>(others[recent_]);
+  if (now <= rule_.area * all) {
+    return false;
+  }
+  // Texture that moves takes some cells up and others down, in every picture as many.
+  const double usual =
+      static_cast<double>(std::accumulate(cells.begin(), cells.end(), std::size_t{0})) / kRecent;
+  return now >= kBurst * usual && (now >= kDominance * other || now + other >= kWholePicture * all);
 }
 
 void FlashFinder::addTransition(const Transition& transition) {

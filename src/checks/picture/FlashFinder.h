@@ -1,18 +1,18 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 namespace qatester {
 
 /// What counts as a change of a cell that is a part of a flash.
 struct FlashRule {
-  double change = 20.0;             ///< at least so much
-  double darkerThan = 160.0;        ///< the lower of the two values is below
-  double area = 0.25;               ///< of the cells, more change together
-  double transitionsInSecond = 6;   ///< more are too many: two make a flash
+  double change = 20.0;            ///< at least so much
+  double darkerThan = 160.0;       ///< the lower of the two values is below
+  double area = 0.25;              ///< of the cells, more change together
+  double transitionsInSecond = 6;  ///< more are too many: two make a flash
 };
 
 /// A stretch with too many flashes.
@@ -41,6 +41,8 @@ class FlashFinder {
   const std::vector<FlashSpan>& spans() const { return spans_; }
 
  private:
+  static constexpr std::size_t kRecent = 8;
+
   struct Cell {
     float low;
     float high;
@@ -52,13 +54,16 @@ class FlashFinder {
     int direction;
   };
 
+  bool isFlash(const std::array<std::size_t, kRecent>& cells,
+               const std::array<std::size_t, kRecent>& others) const;
   void addTransition(const Transition& transition);
 
   FlashRule rule_;
   std::vector<Cell> cells_;
-  /// Cells that went up or down in this picture and the one before, and are not in a transition.
-  std::size_t up_[2] = {};
-  std::size_t down_[2] = {};
+  /// Of the last pictures, how many cells went up, and how many down, by turns.
+  std::array<std::size_t, kRecent> up_ = {};
+  std::array<std::size_t, kRecent> down_ = {};
+  std::size_t recent_ = 0;
   std::vector<Transition> lastSecond_;
   int64_t transitions_ = 0;
   int most_ = 0;

@@ -36,6 +36,9 @@ constexpr double kGamma = 2.4;
 constexpr double kLuminanceChange = 20.0;
 constexpr double kDarkerThan = 160.0;
 
+/// Pictures of fewer cells are too small to have parts.
+constexpr std::size_t kLeastCells = 20;
+
 /// Red is saturated where it is so much of red, green and blue together, in linear light; a change
 /// of red counts from 20 on, where full red is 320.
 constexpr double kSaturatedRed = 0.8;
@@ -82,7 +85,9 @@ class FlashesMeasurement final : public PictureMeasurement {
     for (const uint8_t cell : record.thumb.cells) {
       cells_.push_back(table[cell]);
     }
-    luminance_.add(record.number, seconds, cells_);
+    if (cells_.size() >= kLeastCells) {
+      luminance_.add(record.number, seconds, cells_);
+    }
     if (record.chroma.isThere) {
       readRed(record);
       red_.add(record.number, seconds, cells_, &saturated_);
@@ -114,8 +119,8 @@ class FlashesMeasurement final : public PictureMeasurement {
   static std::array<float, 256> luminances(bool isFullRange) {
     std::array<float, 256> table{};
     for (std::size_t code = 0; code < table.size(); ++code) {
-      table[code] = static_cast<float>(
-          kPeakLuminance * linear(signalOf(static_cast<double>(code), isFullRange)));
+      table[code] = static_cast<float>(kPeakLuminance *
+                                       linear(signalOf(static_cast<double>(code), isFullRange)));
     }
     return table;
   }
@@ -124,8 +129,7 @@ class FlashesMeasurement final : public PictureMeasurement {
   static double lumaOf(const Thumb& thumb, int column, int row) {
     const auto edge = [](int at, int of, int count) { return at * count / of; };
     const int left = edge(column, ChromaGrid::kColumns, thumb.columns);
-    const int right =
-        std::max(edge(column + 1, ChromaGrid::kColumns, thumb.columns), left + 1);
+    const int right = std::max(edge(column + 1, ChromaGrid::kColumns, thumb.columns), left + 1);
     const int top = edge(row, ChromaGrid::kRows, thumb.rows);
     const int bottom = std::max(edge(row + 1, ChromaGrid::kRows, thumb.rows), top + 1);
     double sum = 0.0;

@@ -385,12 +385,15 @@ void ShotFinder::closeWindow() {
                      placeOf(one->thumb, first->thumb, last->thumb).part >
                  least;
     };
+    change.first = change.last = (window.first + window.last) / 2;
     while (moves(change.last, change.last + 2)) {
       ++change.last;
     }
+    change.last += moves(change.last - 1, change.last + 1) ? 1 : 0;
     while (moves(change.first - 2, change.first)) {
       --change.first;
     }
+    change.first -= moves(change.first - 1, change.first + 1) ? 1 : 0;
   }
   changes_.push_back(change);
 }
