@@ -261,12 +261,12 @@ TEST(CutsCheck, FindsCuts) {
 }
 
 TEST(ActivePictureCheck, FindsTheAreaAndItsAspect) {
-  MadePictures made = moving(60, 320, 240);
+  MadePictures made = moving(40, 320, 240);
   made.luma = [texture = made.luma](int x, int y, int64_t n) {
     return y < 30 || y >= 210 ? 16 : texture(x, y, n);
   };
   const QACheckOutcome outcome = measurePictures("active-picture", {}, made);
-  EXPECT_EQ(eventsOf(outcome), Events{"0-60 active picture 320x180+0+30 (said)"});
+  EXPECT_EQ(eventsOf(outcome), Events{"0-40 active picture 320x180+0+30 (said)"});
   EXPECT_NEAR(numberOf(outcome.values, "aspect"), 16.0 / 9.0, 1e-6);
   EXPECT_FALSE(measurePictures("active-picture", {{"ActiveAspect", "1.78"}}, made).broken);
   EXPECT_TRUE(measurePictures("active-picture", {{"ActiveAspect", "2.39"}}, made).broken);
