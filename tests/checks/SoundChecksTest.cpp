@@ -659,6 +659,10 @@ TEST(SoundRates, ThatNoSoundHasAreNotMeasured) {
   stream.sampleRate = 2000000000;
   stream.samples = 20000;
   EXPECT_EQ(measureSound("silence", {}, {stream}).reason, "no sound could be decoded");
+  stream.sampleRate = 99;
+  EXPECT_EQ(measureSound("silence", {}, {stream}).reason, "no sound could be decoded");
+  stream.sampleRate = 100;
+  EXPECT_EQ(measureSound("silence", {}, {stream}).reason, "");
   stream.sampleRate = 2000;
   EXPECT_EQ(measureSound("programme-loudness", {}, {stream}).reason,
             "2000 Hz: K-weighting cannot be computed below 4000 Hz");

@@ -125,8 +125,9 @@ class SoundEngine::Feed {
   }
 
   void take(const ProgrammeBlock& block) {
-    if (block.samples <= 0 || block.sampleRate <= 0 || block.sampleRate > kMostSampleRate ||
-        block.layout == nullptr || block.layout->channels <= 0) {
+    if (block.samples <= 0 || block.sampleRate < kLeastSampleRate ||
+        block.sampleRate > kMostSampleRate || block.layout == nullptr ||
+        block.layout->channels <= 0) {
       return;
     }
     Source& source = sourceOf(block.stream);

@@ -23,8 +23,9 @@ inline constexpr double kActiveRms = -50.0;
 /// Spans of one channel that are kept apart.
 inline constexpr std::size_t kMostSoundSpans = 100000;
 
-/// Rates beyond are no sound's. Hz.
+/// Rates beyond and below are no sound's: below, cells would have no sample. Hz.
 inline constexpr int kMostSampleRate = 1536000;
+inline constexpr int kLeastSampleRate = 100;
 /// Below, K-weighting cannot be computed.
 inline constexpr int kLeastWeightedRate = 4000;
 
