@@ -95,7 +95,7 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
     if (worstFrame_.has_value()) {
       outcome.values[2].value = *worstFrame_;
     }
-    for (const Signal signal : {kLuma, kRed, kGreen, kBlue}) {
+    for (const Signal signal : {kLumaSignal, kRedSignal, kGreenSignal, kBlueSignal}) {
       addExtreme(outcome, signal, "MinPercent", lowest_[signal]);
       addExtreme(outcome, signal, "MaxPercent", highest_[signal]);
     }
@@ -212,14 +212,16 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
   }
 
   std::string summary() const {
-    const double lowest = std::min({lowest_[kRed], lowest_[kGreen], lowest_[kBlue]});
-    const double highest = std::max({highest_[kRed], highest_[kGreen], highest_[kBlue]});
+    const double lowest =
+        std::min({lowest_[kRedSignal], lowest_[kGreenSignal], lowest_[kBlueSignal]});
+    const double highest =
+        std::max({highest_[kRedSignal], highest_[kGreenSignal], highest_[kBlueSignal]});
     std::string text = quantity(kPercent * worst_, {" %", 2}) + " outside at worst";
     if (picturesOver_ > 0) {
       text += ", above " + plain(outsideShare_) + " % in " +
               counted(static_cast<double>(picturesOver_), "frame");
     }
-    std::string extremes = extremesOf("Y'", lowest_[kLuma], highest_[kLuma]);
+    std::string extremes = extremesOf("Y'", lowest_[kLumaSignal], highest_[kLumaSignal]);
     addWords(extremes, ", ", extremesOf("R'G'B'", lowest, highest));
     text += "; " + extremes + " (" + matrix_ + ", " + range_ + " range)";
     if (leftOut_ > 0) {

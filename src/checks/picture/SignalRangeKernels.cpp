@@ -259,23 +259,24 @@ class SignalBlocks {
     if (picture_.kind == SignalPicture::Kind::rgb) {
       const StepRange green = stepRange(codesOf<T, kBlockColumns>(block, 1, block.rows));
       const StepRange blue = stepRange(codesOf<T, kBlockColumns>(block, 2, block.rows));
-      return matters(kRed, first) || matters(kGreen, green) || matters(kBlue, blue);
+      return matters(kRedSignal, first) || matters(kGreenSignal, green) ||
+             matters(kBlueSignal, blue);
     }
     if (picture_.kind == SignalPicture::Kind::grey) {
-      return matters(kLuma, first) || matters(kRed, first) || matters(kGreen, first) ||
-             matters(kBlue, first);
+      return matters(kLumaSignal, first) || matters(kRedSignal, first) ||
+             matters(kGreenSignal, first) || matters(kBlueSignal, first);
     }
     const int rows = chromaCount(block.rows, picture_.chromaShiftY);
     StepRange cb = stepRange(chromaCodes(block, 1, rows));
     StepRange cr = stepRange(chromaCodes(block, 2, rows));
     cb = {cb.min - kNeutral, cb.max - kNeutral};
     cr = {cr.min - kNeutral, cr.max - kNeutral};
-    return matters(kLuma, first) ||
-           matters(kRed,
+    return matters(kLumaSignal, first) ||
+           matters(kRedSignal,
                    {first.min + redTerm(rules_, cr.min), first.max + redTerm(rules_, cr.max)}) ||
-           matters(kGreen, {first.min - greenTerm(rules_, cb.max, cr.max),
-                            first.max - greenTerm(rules_, cb.min, cr.min)}) ||
-           matters(kBlue,
+           matters(kGreenSignal, {first.min - greenTerm(rules_, cb.max, cr.max),
+                                  first.max - greenTerm(rules_, cb.min, cr.min)}) ||
+           matters(kBlueSignal,
                    {first.min + blueTerm(rules_, cb.min), first.max + blueTerm(rules_, cb.max)});
   }
 
@@ -311,11 +312,11 @@ class SignalBlocks {
       map.row(top + row)[word] = outside;
       any |= outside;
     }
-    for (const Signal signal : {kRed, kGreen, kBlue}) {
+    for (const Signal signal : {kRedSignal, kGreenSignal, kBlueSignal}) {
       lanes.addTo(extremes_, signal);
     }
     if (picture_.kind != SignalPicture::Kind::rgb) {
-      lanes.addTo(extremes_, kLuma);
+      lanes.addTo(extremes_, kLumaSignal);
     }
     return any != 0;
   }
@@ -358,14 +359,14 @@ class SignalBlocks {
         red = hn::Add(value, hn::Load(d, red_ + x));
         green = hn::Sub(value, hn::Load(d, greenLess_ + x));
         blue = hn::Add(value, hn::Load(d, blue_ + x));
-        lanes.widen(kLuma, value);
+        lanes.widen(kLumaSignal, value);
       } else {
         green = toSteps_(loadCodes(reinterpret_cast<const T*>(rowOf(block, 1, row)) + x));
         blue = toSteps_(loadCodes(reinterpret_cast<const T*>(rowOf(block, 2, row)) + x));
       }
-      lanes.widen(kRed, red);
-      lanes.widen(kGreen, green);
-      lanes.widen(kBlue, blue);
+      lanes.widen(kRedSignal, red);
+      lanes.widen(kGreenSignal, green);
+      lanes.widen(kBlueSignal, blue);
       // Of an RGB picture the first signal is red.
       const auto least = hn::Min(hn::Min(red, green), hn::Min(blue, value));
       const auto most = hn::Max(hn::Max(red, green), hn::Max(blue, value));
@@ -497,19 +498,19 @@ bool markOutsidePixelwise(const SignalPicture& picture, const SignalRules& rules
       std::array<int, kSignals> values{};
       values.fill(sampleAt(0, x, y));
       if (picture.kind == SignalPicture::Kind::rgb) {
-        values[kGreen] = sampleAt(1, x, y);
-        values[kBlue] = sampleAt(2, x, y);
+        values[kGreenSignal] = sampleAt(1, x, y);
+        values[kBlueSignal] = sampleAt(2, x, y);
       } else if (picture.kind == SignalPicture::Kind::difference) {
         const int cb = sampleAt(1, x, y) - kNeutral;
         const int cr = sampleAt(2, x, y) - kNeutral;
-        values[kRed] += redTerm(rules, cr);
-        values[kGreen] -= greenTerm(rules, cb, cr);
-        values[kBlue] += blueTerm(rules, cb);
+        values[kRedSignal] += redTerm(rules, cr);
+        values[kGreenSignal] -= greenTerm(rules, cb, cr);
+        values[kBlueSignal] += blueTerm(rules, cb);
       }
       const bool hasLuma = picture.kind != SignalPicture::Kind::rgb;
       bool outside = false;
-      for (const Signal signal : {kRed, kGreen, kBlue, kLuma}) {
-        if (signal != kLuma || hasLuma) {
+      for (const Signal signal : {kRedSignal, kGreenSignal, kBlueSignal, kLumaSignal}) {
+        if (signal != kLumaSignal || hasLuma) {
           extremes.widen(signal, values[signal], values[signal]);
           outside = outside || values[signal] < rules.low || values[signal] > rules.high;
         }

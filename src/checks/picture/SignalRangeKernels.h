@@ -13,7 +13,7 @@ namespace qatester {
 // ones than of 14 bits are cut, codes beyond the depth are its highest.
 inline constexpr int kSignalBits = 14;
 
-enum Signal : std::size_t { kRed, kGreen, kBlue, kLuma, kSignals };
+enum Signal : std::size_t { kRedSignal, kGreenSignal, kBlueSignal, kLumaSignal, kSignals };
 
 /// The planes of a picture. Belongs to whoever the picture belongs to.
 struct SignalPicture {
