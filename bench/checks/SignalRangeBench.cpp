@@ -108,7 +108,27 @@ void measure(benchmark::State& state) {
   state.counters["share"] = static_cast<double>(count) / (kWidth * kHeight);
 }
 
+/// What it takes to read them at all.
+void read(benchmark::State& state) {
+  Pictures pictures(kLegal, static_cast<int>(state.range(0)), state.range(0) == 8 ? 1 : 0);
+  uint64_t sum = 0;
+  for (auto _ : state) {
+    const SignalPicture& picture = pictures.next();
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+      const auto bytes = picture.strides[plane] *
+                         (plane == 0 ? picture.height : picture.height >> picture.chromaShiftY);
+      for (std::ptrdiff_t at = 0; at < bytes; at += 8) {
+        uint64_t word = 0;
+        std::memcpy(&word, picture.planes[plane] + at, sizeof word);
+        sum += word;
+      }
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+}
+
 // 8 bits of 4:2:0 and 10 bits of 4:2:2.
+BENCHMARK(read)->Arg(8)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(measure<kLegal>)->Name("legal")->Arg(8)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(measure<kBars>)->Name("bars")->Arg(8)->Arg(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(measure<kOutside>)->Name("outside")->Arg(8)->Arg(10)->Unit(benchmark::kMillisecond);

@@ -21,7 +21,10 @@ namespace qatester {
 
 /// Of plane 0. The columns are those of a word of the map.
 constexpr int kBlockColumns = OutsideMap::kBits;
-constexpr int kBlockRows = 16;
+constexpr int kBlockRows = 8;
+/// How far ahead memory is asked for, and how much comes at a time.
+constexpr std::size_t kBytesAhead = 256;
+constexpr std::size_t kLineBytes = 64;
 constexpr int kNeutral = 1 << (kSignalBits - 1);
 
 /// What a code is in steps.
@@ -115,6 +118,10 @@ HWY_INLINE StepRange codesOf(const SignalBlock& block, std::size_t plane, int ro
   auto min = load(0, 0);
   auto max = min;
   for (int row = 0; row < rows; ++row) {
+    // Of blocks to come: rows of a block are too far from each other for the processor to see.
+    for (std::size_t line = 0; line < kColumns * sizeof(T); line += kLineBytes) {
+      __builtin_prefetch(rowOf(block, plane, row) + kBytesAhead + line);
+    }
     for (int i = 0; i < kVectors; ++i) {
       const auto codes = load(row, i);
       min = hn::Min(min, codes);
@@ -224,8 +231,12 @@ class SignalBlocks {
         if (block.columns < kBlockColumns) {
           block = edge.copied(picture_, block);
         }
-        if (mayMatter(block) && markBlock(block, map, left / kBlockColumns, top)) {
-          any = true;
+        const SignalExtremes bounds = boundsOf(block);
+        const int word = left / kBlockColumns;
+        if (mayWiden(bounds)) {
+          any = markBlock<true>(block, map, word, top) || any;
+        } else if (mayBeOutside(bounds)) {
+          any = markBlock<false>(block, map, word, top) || any;
         }
       }
     }
@@ -253,31 +264,53 @@ class SignalBlocks {
 
   StepRange stepRange(const StepRange& codes) const { return {steps(codes.min), steps(codes.max)}; }
 
-  /// False only if no pixel is outside and none widens the extremes.
-  HWY_INLINE bool mayMatter(const SignalBlock& block) const {
-    const StepRange first = stepRange(codesOf<T, kBlockColumns>(block, 0, block.rows));
+  /// What no signal of a block's pixels leaves.
+  HWY_INLINE SignalExtremes boundsOf(const SignalBlock& block) const {
+    const auto whole = [&](std::size_t plane) HWY_ATTR {
+      return stepRange(codesOf<T, kBlockColumns>(block, plane, block.rows));
+    };
+    SignalExtremes bounds;
+    const auto set = [&](Signal signal, int min, int max) { bounds.widen(signal, min, max); };
+    const StepRange first = whole(0);
     if (picture_.kind == SignalPicture::Kind::rgb) {
-      const StepRange green = stepRange(codesOf<T, kBlockColumns>(block, 1, block.rows));
-      const StepRange blue = stepRange(codesOf<T, kBlockColumns>(block, 2, block.rows));
-      return matters(kRedSignal, first) || matters(kGreenSignal, green) ||
-             matters(kBlueSignal, blue);
+      const StepRange green = whole(1);
+      const StepRange blue = whole(2);
+      set(kRedSignal, first.min, first.max);
+      set(kGreenSignal, green.min, green.max);
+      set(kBlueSignal, blue.min, blue.max);
+      return bounds;
     }
-    if (picture_.kind == SignalPicture::Kind::grey) {
-      return matters(kLumaSignal, first) || matters(kRedSignal, first) ||
-             matters(kGreenSignal, first) || matters(kBlueSignal, first);
+    set(kLumaSignal, first.min, first.max);
+    StepRange cb{0, 0};
+    StepRange cr{0, 0};
+    if (picture_.kind == SignalPicture::Kind::difference) {
+      const int rows = chromaCount(block.rows, picture_.chromaShiftY);
+      cb = stepRange(chromaCodes(block, 1, rows));
+      cr = stepRange(chromaCodes(block, 2, rows));
+      cb = {cb.min - kNeutral, cb.max - kNeutral};
+      cr = {cr.min - kNeutral, cr.max - kNeutral};
     }
-    const int rows = chromaCount(block.rows, picture_.chromaShiftY);
-    StepRange cb = stepRange(chromaCodes(block, 1, rows));
-    StepRange cr = stepRange(chromaCodes(block, 2, rows));
-    cb = {cb.min - kNeutral, cb.max - kNeutral};
-    cr = {cr.min - kNeutral, cr.max - kNeutral};
-    return matters(kLumaSignal, first) ||
-           matters(kRedSignal,
-                   {first.min + redTerm(rules_, cr.min), first.max + redTerm(rules_, cr.max)}) ||
-           matters(kGreenSignal, {first.min - greenTerm(rules_, cb.max, cr.max),
-                                  first.max - greenTerm(rules_, cb.min, cr.min)}) ||
-           matters(kBlueSignal,
-                   {first.min + blueTerm(rules_, cb.min), first.max + blueTerm(rules_, cb.max)});
+    set(kRedSignal, first.min + redTerm(rules_, cr.min), first.max + redTerm(rules_, cr.max));
+    set(kGreenSignal, first.min - greenTerm(rules_, cb.max, cr.max),
+        first.max - greenTerm(rules_, cb.min, cr.min));
+    set(kBlueSignal, first.min + blueTerm(rules_, cb.min), first.max + blueTerm(rules_, cb.max));
+    return bounds;
+  }
+
+  /// False only if no pixel of a block is outside.
+  bool mayBeOutside(const SignalExtremes& bounds) const {
+    return *std::min_element(bounds.min.begin(), bounds.min.end()) < rules_.low ||
+           *std::max_element(bounds.max.begin(), bounds.max.end()) > rules_.high;
+  }
+
+  /// False only if no pixel of a block widens the extremes.
+  bool mayWiden(const SignalExtremes& bounds) const {
+    bool may = false;
+    for (std::size_t signal = 0; signal < kSignals; ++signal) {
+      may = may || bounds.min[signal] < extremes_.min[signal] ||
+            bounds.max[signal] > extremes_.max[signal];
+    }
+    return may;
   }
 
   HWY_INLINE StepRange chromaCodes(const SignalBlock& block, std::size_t plane, int rows) const {
@@ -285,73 +318,73 @@ class SignalBlocks {
                                       : codesOf<T, kBlockColumns / 2>(block, plane, rows);
   }
 
-  bool matters(Signal signal, const StepRange& range) const {
-    return range.min < std::max<int>(rules_.low, extremes_.min[signal]) ||
-           range.max > std::min<int>(rules_.high, extremes_.max[signal]);
-  }
-
   /// Computes all pixels of a block.
+  template <bool kWidens>
   HWY_NOINLINE bool markBlock(const SignalBlock& block, OutsideMap& map, int word, int top) {
     const uint64_t inPicture =
         block.columns == kBlockColumns ? ~uint64_t{0} : (uint64_t{1} << block.columns) - 1;
+    const bool isRgb = picture_.kind == SignalPicture::Kind::rgb;
+    const bool hasChroma = picture_.kind == SignalPicture::Kind::difference;
     LaneExtremes lanes;
     uint64_t any = 0;
-    const int rowsOfTerms =
-        picture_.kind == SignalPicture::Kind::difference ? 1 << picture_.chromaShiftY : block.rows;
+    int chromaRow = -1;
     for (int row = 0; row < block.rows; ++row) {
-      uint64_t outside = 0;
-      if (picture_.kind == SignalPicture::Kind::rgb) {
-        outside = markRow<false>(block, row, lanes);
-      } else {
-        if (row % rowsOfTerms == 0 && picture_.kind == SignalPicture::Kind::difference) {
-          computeTerms(block, row >> picture_.chromaShiftY);
-        }
-        outside = markRow<true>(block, row, lanes);
+      if (hasChroma && row >> picture_.chromaShiftY != chromaRow) {
+        chromaRow = row >> picture_.chromaShiftY;
+        computeTerms(block, chromaRow);
       }
-      outside &= inPicture;
+      const uint64_t outside = inPicture & (isRgb ? markRow<false, kWidens>(block, row, lanes)
+                                                  : markRow<true, kWidens>(block, row, lanes));
       map.row(top + row)[word] = outside;
       any |= outside;
     }
-    for (const Signal signal : {kRedSignal, kGreenSignal, kBlueSignal}) {
-      lanes.addTo(extremes_, signal);
-    }
-    if (picture_.kind != SignalPicture::Kind::rgb) {
-      lanes.addTo(extremes_, kLumaSignal);
+    if constexpr (kWidens) {
+      for (const Signal signal : {kRedSignal, kGreenSignal, kBlueSignal}) {
+        lanes.addTo(extremes_, signal);
+      }
+      if (!isRgb) {
+        lanes.addTo(extremes_, kLumaSignal);
+      }
     }
     return any != 0;
-  }
-
-  HWY_INLINE VSteps chromaAt(const T* row, int column) const {
-    const auto codes =
-        picture_.chromaShiftX == 0 ? loadCodes(row + column) : loadCodesTwice(row + column / 2);
-    return hn::Sub(toSteps_(codes), hn::Set(Steps(), kNeutral));
   }
 
   HWY_INLINE void computeTerms(const SignalBlock& block, int chromaRow) {
     const Steps d;
     const auto* cbRow = reinterpret_cast<const T*>(rowOf(block, 1, chromaRow));
     const auto* crRow = reinterpret_cast<const T*>(rowOf(block, 2, chromaRow));
+    const ToSteps<T> toSteps = toSteps_;
+    const VSteps neutral = hn::Set(d, kNeutral);
+    const VSteps redOfCr = hn::Set(d, rules_.redOfCr);
+    const VSteps greenLessCb = hn::Set(d, rules_.greenLessCb);
+    const VSteps greenLessCr = hn::Set(d, rules_.greenLessCr);
+    const VSteps blueOfCb = hn::Set(d, rules_.blueOfCb);
+    const bool shared = picture_.chromaShiftX != 0;
     for (int x = 0; x < kBlockColumns; x += kLanes) {
-      const VSteps cb = chromaAt(cbRow, x);
-      const VSteps cr = chromaAt(crRow, x);
-      const auto times = [&](VSteps value, int16_t fraction)
-                             HWY_ATTR { return hn::MulFixedPoint15(value, hn::Set(d, fraction)); };
-      hn::Store(hn::Add(cr, times(cr, rules_.redOfCr)), d, red_ + x);
-      hn::Store(hn::Add(times(cb, rules_.greenLessCb), times(cr, rules_.greenLessCr)), d,
-                greenLess_ + x);
-      hn::Store(hn::Add(cb, times(cb, rules_.blueOfCb)), d, blue_ + x);
+      const VSteps cb = hn::Sub(toSteps(loadChroma(cbRow, x, shared)), neutral);
+      const VSteps cr = hn::Sub(toSteps(loadChroma(crRow, x, shared)), neutral);
+      hn::Store(hn::Add(cr, hn::MulFixedPoint15(cr, redOfCr)), d, red_ + x);
+      hn::Store(hn::Add(hn::MulFixedPoint15(cb, greenLessCb), hn::MulFixedPoint15(cr, greenLessCr)),
+                d, greenLess_ + x);
+      hn::Store(hn::Add(cb, hn::MulFixedPoint15(cb, blueOfCb)), d, blue_ + x);
     }
   }
 
-  template <bool kHasLuma>
+  static HWY_INLINE hn::Vec<Codes> loadChroma(const T* row, int column, bool shared) {
+    return shared ? loadCodesTwice(row + column / 2) : loadCodes(row + column);
+  }
+
+  /// `kWidens`: the extremes of what it computes are wanted.
+  template <bool kHasLuma, bool kWidens>
   HWY_INLINE uint64_t markRow(const SignalBlock& block, int row, LaneExtremes& lanes) const {
     const Steps d;
     const auto* first = reinterpret_cast<const T*>(rowOf(block, 0, row));
-    const auto low = hn::Set(d, rules_.low);
-    const auto high = hn::Set(d, rules_.high);
+    const ToSteps<T> toSteps = toSteps_;
+    const VSteps low = hn::Set(d, rules_.low);
+    const VSteps high = hn::Set(d, rules_.high);
     uint8_t bits[sizeof(uint64_t) + 8] = {};
     for (int x = 0; x < kBlockColumns; x += kLanes) {
-      const VSteps value = toSteps_(loadCodes(first + x));
+      const VSteps value = toSteps(loadCodes(first + x));
       VSteps red = value;
       VSteps green;
       VSteps blue;
@@ -359,17 +392,19 @@ class SignalBlocks {
         red = hn::Add(value, hn::Load(d, red_ + x));
         green = hn::Sub(value, hn::Load(d, greenLess_ + x));
         blue = hn::Add(value, hn::Load(d, blue_ + x));
-        lanes.widen(kLumaSignal, value);
       } else {
-        green = toSteps_(loadCodes(reinterpret_cast<const T*>(rowOf(block, 1, row)) + x));
-        blue = toSteps_(loadCodes(reinterpret_cast<const T*>(rowOf(block, 2, row)) + x));
+        green = toSteps(loadCodes(reinterpret_cast<const T*>(rowOf(block, 1, row)) + x));
+        blue = toSteps(loadCodes(reinterpret_cast<const T*>(rowOf(block, 2, row)) + x));
       }
-      lanes.widen(kRedSignal, red);
-      lanes.widen(kGreenSignal, green);
-      lanes.widen(kBlueSignal, blue);
+      if constexpr (kWidens) {
+        lanes.widen(kRedSignal, red);
+        lanes.widen(kGreenSignal, green);
+        lanes.widen(kBlueSignal, blue);
+        lanes.widen(kLumaSignal, value);
+      }
       // Of an RGB picture the first signal is red.
-      const auto least = hn::Min(hn::Min(red, green), hn::Min(blue, value));
-      const auto most = hn::Max(hn::Max(red, green), hn::Max(blue, value));
+      const VSteps least = hn::Min(hn::Min(red, green), hn::Min(blue, value));
+      const VSteps most = hn::Max(hn::Max(red, green), hn::Max(blue, value));
       const auto outside = hn::Or(hn::Lt(least, low), hn::Gt(most, high));
       hn::StoreMaskBits(d, outside, bits + x / 8);
     }

@@ -31,7 +31,7 @@ struct SignalPicture {
   bool twoBytes = false;  ///< of a sample, in the machine's order
   int chromaShiftX =
       0;  ///< 0 or 1: a column of plane 0 shifted to the right is its chroma sample's
-  int chromaShiftY = 0;  ///< the same of rows, 0 to 4
+  int chromaShiftY = 0;  ///< the same of rows, 0 to 3
 };
 
 /// What is computed of a picture, and compared with what.
