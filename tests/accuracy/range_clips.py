@@ -19,9 +19,9 @@ GREY, WHITE = ("126", "128", "128"), ("255", "128", "128")
 YELLOW, BRIGHT_YELLOW = ("219", "16", "138"), ("239", "16", "138")
 
 
-def codes(luma, blue, red, pixels="yuv444p", size="320x240"):
+def codes(luma, blue, red, pixels="yuv444p"):
     """Pictures whose codes are given by expressions of X, Y and N."""
-    return ["-f", "lavfi", "-i", f"nullsrc=size={size}:rate=25:duration=4,format={pixels},"
+    return ["-f", "lavfi", "-i", f"nullsrc=size=320x240:rate=25:duration=4,format={pixels},"
             f"geq=lum='{luma}':cb='{blue}':cr='{red}'"]
 
 
@@ -45,7 +45,7 @@ def leveled(name, what, inputs, options, expected=None, small=False):
 
 
 BOX2 = codes(*where(box(48, 32), WHITE))
-PATCH = codes(*where(box(160, 120), BRIGHT_YELLOW, YELLOW), size="1280x720")
+PATCH = codes(*where(box(40, 40), BRIGHT_YELLOW, YELLOW))
 
 RANGE = [
     leveled("bars-100.mkv", "Bars of 100 %", bars("pal100bars", "720x576", "yuv444p"), FFV1, small=True),
@@ -60,15 +60,15 @@ RANGE = [
     leveled("bars-601-as-709.mkv", "Bars of 100 % by BT.601, flagged BT.709",
             bars("pal100bars", "720x576", "yuv444p"), f"{FFV1} {HD709}",
             breaks(event(0, "colours of another matrix", 0.1, 4))),
-    leveled("pattern-h264.mp4", "Saturated colours with sharp edges, from RGB, coded in 4:2:0",
-            picture(size="1280x720", seconds=4), f"-pix_fmt yuv420p {X264_FINE}"),
-    leveled("yellow.mkv", "100 % yellow", codes(*YELLOW, size="1280x720"), FFV1),
-    leveled("yellow-bright.mkv", "Yellow at 109 % in 2.1 % of the picture, for a second", PATCH, FFV1,
-            breaks(SECOND), small=True),
-    leveled("yellow-bright-h264.mp4", "The same in H.264", PATCH, f"-pix_fmt yuv420p {X264_FINE}",
-            breaks(SECOND)),
+    leveled("pattern-h264.mp4", "Saturated colours with sharp edges, coded in 4:2:0",
+            picture(size="720x576", seconds=4), f"-pix_fmt yuv420p {X264_FINE}"),
+    leveled("yellow.mkv", "100 % yellow", codes(*YELLOW), f"{FFV1} {HD709}"),
+    leveled("yellow-bright.mkv", "Yellow at 109 % in 2.1 % of the picture, for a second", PATCH,
+            f"{FFV1} {HD709}", breaks(SECOND), small=True),
+    leveled("yellow-bright-h264.mp4", "The same in H.264", PATCH,
+            f"-pix_fmt yuv420p {X264_FINE} {HD709}", breaks(SECOND)),
     leveled("yellow-bright-422.mxf", "The same in MPEG-2 4:2:2", PATCH,
-            f"-pix_fmt yuv422p {MPEG2_422}", breaks(SECOND)),
+            f"-pix_fmt yuv422p {MPEG2_422} {HD709}", breaks(SECOND)),
     leveled("half-percent.mkv", "255 in 0.5 % of the picture", codes(*where(box(24, 16), WHITE)), FFV1),
     leveled("one-percent.mkv", "255 in 1 % of the picture", codes(*where(box(48, 16), WHITE)), FFV1),
     leveled("two-percent.mkv", "255 in 2 % of the picture, for a second", BOX2, FFV1, breaks(SECOND)),
