@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"ThreadsThatAreNoNumber", {"--threads", "all", "a.mov"}, {"--threads"}},
         Misuse{"UnknownProfile",
                {"--profile", "none.settings", "a.mov"},
-               {"'none.settings'", "general, archive, atsc-a85, classic", "No such file"}},
+               {"'none.settings'", "general, archive, atsc-a85, broadcast-hd, classic", "No such file"}},
         Misuse{"AFolderAsProfile", {"--profile", "/", "a.mov"}, {"'/'", "is a directory"}},
         Misuse{"EmptyProfile", {"--profile", "", "a.mov"}, {"--profile"}},
         Misuse{"UnknownProfileToShow", {"--show-profile", "none"}, {"'none'", "general, archive"}},
