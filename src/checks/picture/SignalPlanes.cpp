@@ -95,7 +95,7 @@ void copyRow(const RowSource& row, int count, int repeatShift, uint8_t* to) {
     T code = 0;
     std::memcpy(&code, row.first + (i >> repeatShift) * row.step, sizeof code);
     code = row.swap ? swapped(code) : code;
-    code = static_cast<T>((code >> row.shift) & row.mask);
+    code = static_cast<T>(static_cast<unsigned>(code) >> row.shift & row.mask);
     std::memcpy(to + i * static_cast<std::ptrdiff_t>(sizeof code), &code, sizeof code);
   }
 }
