@@ -44,7 +44,9 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
     reason = "no video stream";
     return facts.videoStream >= 0;
   }
-  ProgrammeWants wants() const override { return {.pictures = true}; }
+  // With the packets all streams are read, so that a damaged file ends at the same place whatever
+  // other checks there are.
+  ProgrammeWants wants() const override { return {.pictures = true, .packets = true}; }
   bool isSlow() const override { return true; }
 
   void begin(const ProgrammeFacts& facts) override {
