@@ -426,34 +426,6 @@ bool hasPlanes(const AVFrame& picture) {
          });
 }
 
-std::optional<PixelLayout> pixelLayout(int format) {
-  const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
-  constexpr uint64_t kOtherwise = AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BITSTREAM |
-                                  AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER |
-                                  AV_PIX_FMT_FLAG_FLOAT;
-  if (description == nullptr || (description->flags & kOtherwise) != 0) {
-    return std::nullopt;
-  }
-  PixelLayout layout;
-  layout.isRgb = (description->flags & AV_PIX_FMT_FLAG_RGB) != 0;
-  layout.isBigEndian = (description->flags & AV_PIX_FMT_FLAG_BE) != 0;
-  layout.chromaShiftX = description->log2_chroma_w;
-  layout.chromaShiftY = description->log2_chroma_h;
-  const std::size_t count = description->nb_components >= 3 ? 3 : 1;
-  for (std::size_t i = 0; i < count; ++i) {
-    const AVComponentDescriptor& its = description->comp[i];
-    if (its.depth < 8 || its.depth > 16) {
-      return std::nullopt;
-    }
-    layout.components[i] = {.plane = its.plane,
-                            .step = its.step,
-                            .offset = its.offset,
-                            .shift = its.shift,
-                            .bits = its.depth};
-  }
-  return layout;
-}
-
 int scaleRows(SwsContext* scaler, const uint8_t* const source[], const int sourceStrides[],
               int first, int count, uint8_t* target, int stride) {
   uint8_t* const targets[4] = {target, nullptr, nullptr, nullptr};

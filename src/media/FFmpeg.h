@@ -4,11 +4,9 @@
 // the media floor works by the contract of FFmpeg's older calls: one packet in, at most one picture
 // or block out, the bytes of the packet consumed, and nothing flushed at the end of the file.
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -134,31 +132,6 @@ UniqueFrame makePicture();
 /// The name of a pixel or sample format; "unknown" without one.
 std::string pixelFormatName(int format);
 std::string sampleFormatName(int format);
-
-/// Where the samples of a component lie, in bytes but for the last two.
-struct PixelComponent {
-  int plane = 0;
-  int step = 0;    ///< from one sample to the next
-  int offset = 0;  ///< of the first
-  int shift = 0;   ///< unused bits below the value
-  int bits = 0;
-};
-
-/// How a picture is laid out whose samples are integers in whole bytes.
-struct PixelLayout {
-  bool isRgb = false;
-  bool isBigEndian = false;  ///< of samples of two bytes
-  int chromaShiftX = 0;
-  int chromaShiftY = 0;
-  /// Luma, Cb, Cr, or red, green, blue; empty but for the first where there is grey alone.
-  std::array<PixelComponent, 3> components = {};
-
-  bool hasColour() const { return components[2].bits > 0; }
-};
-
-/// Empty for a format whose samples are no such: palettes, single bits, sensor data, floats, and
-/// pictures in other hardware's memory.
-std::optional<PixelLayout> pixelLayout(int format);
 
 /// 0 for an unknown sample format.
 int bytesPerSample(int sampleFormat);

@@ -2,28 +2,25 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 
 #include "media/EightBits.h"
 #include "media/FFmpeg.h"
+#include "media/FFmpegPixels.h"
 
 namespace qatester {
 
 namespace {
 
-using ffmpeg::PixelComponent;
-using ffmpeg::PixelLayout;
-
 /// A sample in 8 bits.
-int eightBitsAt(const uint8_t* at, const PixelComponent& component, bool isBigEndian) {
-  if (component.bits + component.shift <= 8) {
-    return *at >> component.shift;
+int eightBitsAt(const uint8_t* at, const PixelLayout& layout, int shift) {
+  if (!layout.twoBytes) {
+    return *at >> shift;
   }
-  const int value = isBigEndian ? at[0] << 8 | at[1] : at[1] << 8 | at[0];
-  return value >> component.shift >> (component.bits - 8) & 0xFF;
+  const int value = layout.bigEndian ? at[0] << 8 | at[1] : at[1] << 8 | at[0];
+  return value >> shift >> (layout.bits - 8) & 0xFF;
 }
 
-const uint8_t* rowOf(const AVFrame& frame, const PixelComponent& component, int y) {
+const uint8_t* rowOf(const AVFrame& frame, const ComponentPlace& component, int y) {
   const auto plane = static_cast<std::size_t>(component.plane);
   return frame.data[plane] + static_cast<std::ptrdiff_t>(frame.linesize[plane]) * y +
          component.offset;
@@ -35,9 +32,9 @@ constexpr int kGreen = 46871;
 constexpr int kBlue = 65536 - kRed - kGreen;
 
 void writeRow(const AVFrame& frame, const PixelLayout& layout, int y, uint8_t* target) {
-  const PixelComponent& first = layout.components[0];
+  const ComponentPlace& first = layout.components[0];
   const uint8_t* at = rowOf(frame, first, y);
-  if (layout.isRgb && layout.hasColour()) {
+  if (layout.kind == PixelLayout::Kind::rgb) {
     std::array<const uint8_t*, 3> each{};
     for (std::size_t i = 0; i < each.size(); ++i) {
       each[i] = rowOf(frame, layout.components[i], y);
@@ -45,7 +42,7 @@ void writeRow(const AVFrame& frame, const PixelLayout& layout, int y, uint8_t* t
     for (int x = 0; x < frame.width; ++x) {
       std::array<int, 3> values{};
       for (std::size_t i = 0; i < each.size(); ++i) {
-        values[i] = eightBitsAt(each[i], layout.components[i], layout.isBigEndian);
+        values[i] = eightBitsAt(each[i], layout, layout.components[i].shift);
         each[i] += layout.components[i].step;
       }
       target[x] = static_cast<uint8_t>(
@@ -53,15 +50,15 @@ void writeRow(const AVFrame& frame, const PixelLayout& layout, int y, uint8_t* t
     }
     return;
   }
-  const bool isWordByWord = first.step == 2 && first.bits + first.shift > 8 &&
-                            !layout.isBigEndian && (reinterpret_cast<std::uintptr_t>(at) & 1U) == 0;
+  const bool isWordByWord = first.step == 2 && layout.twoBytes && !layout.bigEndian &&
+                            (reinterpret_cast<std::uintptr_t>(at) & 1U) == 0;
   if (isWordByWord) {
     writeEightBits(reinterpret_cast<const uint16_t*>(at), static_cast<std::size_t>(frame.width),
-                   first.shift + first.bits - 8, target);
+                   first.shift + layout.bits - 8, target);
     return;
   }
   for (int x = 0; x < frame.width; ++x, at += first.step) {
-    target[x] = static_cast<uint8_t>(eightBitsAt(at, first, layout.isBigEndian));
+    target[x] = static_cast<uint8_t>(eightBitsAt(at, layout, first.shift));
   }
 }
 
@@ -69,7 +66,7 @@ void writeRow(const AVFrame& frame, const PixelLayout& layout, int y, uint8_t* t
 template <std::size_t kCells>
 void writeMeans(const AVFrame& frame, const PixelLayout& layout, std::size_t component, int width,
                 int height, std::array<uint8_t, kCells>& means) {
-  const PixelComponent& its = layout.components[component];
+  const ComponentPlace& its = layout.components[component];
   std::array<uint32_t, kCells> sums{};
   std::array<uint32_t, kCells> counts{};
   for (int y = 0; y < height; y += 4) {
@@ -81,7 +78,7 @@ void writeMeans(const AVFrame& frame, const PixelLayout& layout, std::size_t com
       const auto cell = static_cast<std::size_t>(cellRow * ChromaGrid::kColumns + column);
       for (int x = begin; x < end; x += 2) {
         sums[cell] += static_cast<uint32_t>(
-            eightBitsAt(at + static_cast<std::ptrdiff_t>(x) * its.step, its, layout.isBigEndian));
+            eightBitsAt(at + static_cast<std::ptrdiff_t>(x) * its.step, layout, its.shift));
         counts[cell] += 1;
       }
     }
@@ -91,31 +88,24 @@ void writeMeans(const AVFrame& frame, const PixelLayout& layout, std::size_t com
   }
 }
 
-/// Their names begin so, and they are flagged or not.
-bool hasFullRangeFormat(int format) {
-  return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
-         format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
-         format == AV_PIX_FMT_YUVJ411P;
-}
-
 }  // namespace
 
 bool LumaPicture::read(const ProgrammePicture& picture) {
   frame_ = nullptr;
   rows_ = {};
   const AVFrame& frame = *picture.frame;
-  const std::optional<PixelLayout> layout = ffmpeg::pixelLayout(frame.format);
-  if (!layout.has_value() || frame.width <= 0 || frame.height <= 0 || !ffmpeg::hasPlanes(frame)) {
+  layout_ = pixelLayout(frame.format);
+  if (layout_.kind == PixelLayout::Kind::unreadable || frame.width <= 0 || frame.height <= 0 ||
+      !ffmpeg::hasPlanes(frame)) {
     return false;
   }
-  isFullRange_ =
-      frame.color_range == AVCOL_RANGE_JPEG || hasFullRangeFormat(frame.format) || layout->isRgb;
+  const bool isRgb = layout_.kind == PixelLayout::Kind::rgb;
+  isFullRange_ = frame.color_range == AVCOL_RANGE_JPEG || layout_.fullRange || isRgb;
   frame_ = picture.frame;
   rows_.width = frame.width;
   rows_.height = frame.height;
-  const PixelComponent& luma = layout->components[0];
-  const bool isAsItIs = !(layout->isRgb && layout->hasColour()) && luma.step == 1 &&
-                        luma.bits == 8 && luma.shift == 0;
+  const ComponentPlace& luma = layout_.components[0];
+  const bool isAsItIs = !isRgb && luma.step == 1 && layout_.bits == 8 && luma.shift == 0;
   if (isAsItIs) {
     rows_.pixels = rowOf(frame, luma, 0);
     rows_.stride = frame.linesize[luma.plane];
@@ -124,7 +114,7 @@ bool LumaPicture::read(const ProgrammePicture& picture) {
   const auto width = static_cast<std::size_t>(frame.width);
   copy_.resize(width * static_cast<std::size_t>(frame.height));
   for (int y = 0; y < frame.height; ++y) {
-    writeRow(frame, *layout, y, copy_.data() + width * static_cast<std::size_t>(y));
+    writeRow(frame, layout_, y, copy_.data() + width * static_cast<std::size_t>(y));
   }
   rows_.pixels = copy_.data();
   rows_.stride = frame.width;
@@ -133,22 +123,18 @@ bool LumaPicture::read(const ProgrammePicture& picture) {
 
 ChromaGrid LumaPicture::chroma() const {
   ChromaGrid grid;
-  if (frame_ == nullptr) {
-    return grid;
-  }
-  const std::optional<PixelLayout> layout = ffmpeg::pixelLayout(frame_->format);
-  if (!layout.has_value() || layout->isRgb || !layout->hasColour()) {
+  if (frame_ == nullptr || layout_.kind != PixelLayout::Kind::difference) {
     return grid;
   }
   const auto shifted = [](int size, int shift) { return (size + (1 << shift) - 1) >> shift; };
-  const int width = shifted(frame_->width, layout->chromaShiftX);
-  const int height = shifted(frame_->height, layout->chromaShiftY);
+  const int width = shifted(frame_->width, layout_.chromaShiftX);
+  const int height = shifted(frame_->height, layout_.chromaShiftY);
   if (width < 4 * ChromaGrid::kColumns || height < 4 * ChromaGrid::kRows) {
     return grid;
   }
   grid.isThere = true;
-  writeMeans(*frame_, *layout, 1, width, height, grid.blue);
-  writeMeans(*frame_, *layout, 2, width, height, grid.red);
+  writeMeans(*frame_, layout_, 1, width, height, grid.blue);
+  writeMeans(*frame_, layout_, 2, width, height, grid.red);
   return grid;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "media/FFmpegPixels.h"
 #include "media/Programme.h"
 
 namespace qatester {
@@ -49,6 +50,7 @@ class LumaPicture {
 
  private:
   std::shared_ptr<const AVFrame> frame_;
+  PixelLayout layout_;
   LumaRows rows_;
   bool isFullRange_ = false;
   std::vector<uint8_t> copy_;

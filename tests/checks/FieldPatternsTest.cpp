@@ -144,8 +144,7 @@ TEST(FieldRuns, EndWhereTheCadenceBreaks) {
 }
 
 TEST(FieldRuns, ChangeWithTheMaterial) {
-  const auto runs =
-      findFieldRuns(evidenceOf(progressive(60) + interlaced(60, true, 1000)), 25.0);
+  const auto runs = findFieldRuns(evidenceOf(progressive(60) + interlaced(60, true, 1000)), 25.0);
   ASSERT_EQ(runs.size(), 2U);
   EXPECT_EQ(runs[0].pattern, FieldPattern::progressive);
   EXPECT_EQ(runs[1].pattern, FieldPattern::interlaced);
@@ -164,10 +163,10 @@ TEST(FieldRuns, OfAStillAreUndetermined) {
 
 TEST(FieldRuns, CoverAllPicturesWithoutAGap) {
   EXPECT_TRUE(findFieldRuns({}, 25.0).empty());
-  const auto runs = findFieldRuns(
-      evidenceOf(film(40, {2, 3}, false) + std::vector<Fields>(40, Fields{900, 900}) +
-                 interlaced(40, true, 2000)),
-      29.97);
+  const auto runs =
+      findFieldRuns(evidenceOf(film(40, {2, 3}, false) + std::vector<Fields>(40, Fields{900, 900}) +
+                               interlaced(40, true, 2000)),
+                    29.97);
   int64_t next = 0;
   for (const FieldRun& run : runs) {
     EXPECT_EQ(run.first, next);

@@ -50,8 +50,16 @@ struct Pixels {
 };
 
 TEST(BlockSums, AreTheSameInVectorsAndPixelByPixel) {
-  for (const auto& [width, height] : {std::pair{1, 1}, {1, 2}, {2, 1}, {31, 15}, {32, 16}, {33, 17},
-                                      {64, 48}, {97, 33}, {160, 31}, {7, 100}}) {
+  for (const auto& [width, height] : {std::pair{1, 1},
+                                      {1, 2},
+                                      {2, 1},
+                                      {31, 15},
+                                      {32, 16},
+                                      {33, 17},
+                                      {64, 48},
+                                      {97, 33},
+                                      {160, 31},
+                                      {7, 100}}) {
     const Pixels now(width, height, 1);
     const Pixels before(width, height, 2);
     std::vector<BlockSums> expected;

@@ -117,9 +117,8 @@ LineSums linesOf(const Margins& margins, int content = 80, int bars = 16) {
 }
 
 TEST(ActiveArea, IsWhatTheBarsLeave) {
-  for (const Margins& margins :
-       {Margins{}, Margins{0, 30, 0, 30}, Margins{40, 0, 40, 0}, Margins{12, 30, 20, 25},
-        Margins{5, 0, 0, 4}}) {
+  for (const Margins& margins : {Margins{}, Margins{0, 30, 0, 30}, Margins{40, 0, 40, 0},
+                                 Margins{12, 30, 20, 25}, Margins{5, 0, 0, 4}}) {
     EXPECT_EQ(marginsOf(linesOf(margins), 0.2), margins);
   }
 }
@@ -242,8 +241,9 @@ TEST(FlashFinder, NeedsChangesOfTwentyWhereTheDarkerIsBelow160) {
 TEST(FlashFinder, StartsAnewWithAnotherNumberOfCells) {
   FlashFinder finder({});
   for (int64_t n = 0; n < 50; ++n) {
-    finder.add(n, static_cast<double>(n) / 25.0,
-               std::vector<float>(static_cast<std::size_t>(10 + n % 2), n % 2 == 0 ? 10.0F : 90.0F));
+    finder.add(
+        n, static_cast<double>(n) / 25.0,
+        std::vector<float>(static_cast<std::size_t>(10 + n % 2), n % 2 == 0 ? 10.0F : 90.0F));
   }
   EXPECT_EQ(finder.transitions(), 0);
 }

@@ -41,9 +41,7 @@ MadePictures moving(int64_t count, int width = 96, int height = 64) {
   made.count = count;
   made.width = width;
   made.height = height;
-  made.luma = [](int x, int y, int64_t n) {
-    return textureAt(x, y, 3.0 * static_cast<double>(n));
-  };
+  made.luma = [](int x, int y, int64_t n) { return textureAt(x, y, 3.0 * static_cast<double>(n)); };
   return made;
 }
 

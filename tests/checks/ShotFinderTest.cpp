@@ -83,8 +83,8 @@ TEST(Shots, BeginWhereThePictureIsAnother) {
 
 TEST(Shots, GoOnThroughPans) {
   for (const double cells : {0.2, 1.0, 2.5}) {
-    const Found result = found(
-        60, [&](int64_t number) { return shot(3, cells * static_cast<double>(number)); });
+    const Found result =
+        found(60, [&](int64_t number) { return shot(3, cells * static_cast<double>(number)); });
     EXPECT_TRUE(result.cuts.empty()) << cells;
     EXPECT_TRUE(result.flashes.empty()) << cells;
   }
@@ -102,8 +102,7 @@ TEST(Shots, GoOnAfterAFlash) {
 }
 
 TEST(Shots, GoOnAfterAForeignPicture) {
-  const Found result =
-      found(50, [](int64_t number) { return shot(number == 25 ? 5 : 1, 0.0); });
+  const Found result = found(50, [](int64_t number) { return shot(number == 25 ? 5 : 1, 0.0); });
   EXPECT_TRUE(result.cuts.empty());
   EXPECT_EQ(result.flashes, (std::vector<int64_t>{25}));
 }
@@ -122,11 +121,9 @@ TEST(Shots, AreJoinedByDissolvesThatAreNoCuts) {
   constexpr int64_t kFirst = 40;
   constexpr int64_t kLength = 16;
   const Found result = found(100, [&](int64_t number) -> Scenery {
-    const double part =
-        std::clamp(static_cast<double>(number - kFirst) / kLength, 0.0, 1.0);
-    return [=](int x, int y) {
-      return (1.0 - part) * sceneryAt(1, x, y) + part * sceneryAt(4, x, y);
-    };
+    const double part = std::clamp(static_cast<double>(number - kFirst) / kLength, 0.0, 1.0);
+    return
+        [=](int x, int y) { return (1.0 - part) * sceneryAt(1, x, y) + part * sceneryAt(4, x, y); };
   });
   EXPECT_TRUE(result.cuts.empty());
   ASSERT_EQ(result.changes.size(), 1U);

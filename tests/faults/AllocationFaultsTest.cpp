@@ -1,14 +1,18 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <functional>
+#include <latch>
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "faults/FailingAllocations.h"
@@ -96,6 +100,24 @@ std::string troubleOf(Subject& subject, uint64_t nth, AllocationFault fault) {
   return trouble;
 }
 
+/// The system keeps the stacks of ended threads for the next ones, up to 40 MiB of them, each with
+/// memory that counts as left when a stack is made anew. Makes as many, of this size, as a run may
+/// ever need at a time.
+void makeStacks() {
+  constexpr std::size_t kStackBytes = std::size_t{1} << 20U;
+  constexpr std::ptrdiff_t kStacks = 32;
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, kStackBytes);
+  pthread_setattr_default_np(&attributes);
+  pthread_attr_destroy(&attributes);
+  std::latch together(kStacks);
+  std::vector<std::jthread> threads;
+  for (std::ptrdiff_t i = 0; i < kStacks; ++i) {
+    threads.emplace_back([&] { together.arrive_and_wait(); });
+  }
+}
+
 /// A crash ends the child: where it was is in memory that both processes see.
 struct Position {
   uint64_t nth;
@@ -107,6 +129,7 @@ int faultsOneByOne(Subject& subject, uint64_t eachOf, Position& at) {
   // FFmpeg 5.1 closes an input twice, and crashes, when it has opened it and cannot copy the list
   // of protocols that it was opened with.
   spareSize(sizeof "file");
+  makeStacks();
   const Answers expected = subject.run();
   startFailing(0, AllocationFault::once);
   subject.run();

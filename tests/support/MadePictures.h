@@ -53,8 +53,7 @@ inline qatester::ProgrammePicture pictureOf(const MadePictures& made, int64_t nu
                  isLater ? made.laterHeight : made.height);
   for (int y = 0; y < frame->height; ++y) {
     for (int x = 0; x < frame->width; ++x) {
-      frame->data[0][frame->linesize[0] * y + x] =
-          static_cast<uint8_t>(made.luma(x, y, number));
+      frame->data[0][frame->linesize[0] * y + x] = static_cast<uint8_t>(made.luma(x, y, number));
     }
   }
   for (std::size_t plane = 1; plane < 3 && frame->data[plane] != nullptr; ++plane) {
