@@ -50,7 +50,7 @@ def ordered(kind, code, real, flag, small=False, shot=None, what=""):
 
 
 ORDERS = [(real, flag) for real in FOUND for flag in FOUND]
-ORDER = [ordered("h264.mp4", H264, real, flag, (real, flag) in (("bottom", "top"), ("top", "top")))
+ORDER = [ordered("h264.mp4", H264, real, flag, (real, flag) == ("bottom", "top"))
          for real, flag in ORDERS]
 ORDER += [ordered("mpeg2.mpg", MPEG2, real, flag) for real, flag in ORDERS]
 ORDER += [ordered("prores.mov", PRORES, real, flag)
@@ -153,7 +153,7 @@ def regular(name, what, source, rate):
 
 
 REPEATS = [repeated(kind, code, places, number, **named) for kind, code, places, number, named in (
-    ("h264.mp4", H264, [60], 30, {}), ("h264.mp4", H264, [41, 90, 133], 31, {}), ("mpeg2.mpg", MPEG2, [77], 32, {}),
+    ("h264.mp4", H264, [60], 30, {}), ("h264.mp4", H264, [41, 90, 133], 40, {}), ("mpeg2.mpg", MPEG2, [77], 32, {}),
     ("hevc.mp4", HEVC, [50, 101], 33, {}), ("prores.mov", PRORES, [66, 67 + 40], 34, {}),
     ("low.mp4", LOW_RATE, [58, 120], 35, {}), ("grain.mp4", H264, [88], 36, {"grain": 12}),
     ("h264.mp4", H264, [], 37, {}), ("little.mp4", H264, [70], 38, {"way": ("0", "0")}),
@@ -189,7 +189,7 @@ FREEZE = [
 
 def blacked(name, what, first, end, wanted, code=H264, then="", level=16, small=False, **also):
     black = f",lutyuv=y={level}:u=128:v=128:enable='between(n,{first},{end - 1})'{then}"
-    return shown(f"black-{name}", what, filmed([Shot(50, 200)], black, code), wanted["expect"] == BREAKS, small,
+    return shown(f"black-{name}", what, filmed([Shot(40, 200)], black, code), wanted["expect"] == BREAKS, small,
                  **{"black": wanted, "freeze": undecided("black is black"),
                     "cuts": undecided("to or from black"), **also})
 
@@ -236,7 +236,7 @@ def dissolved(name, what, count, kind):
 
 
 CUTS = [
-    montage("montage.mp4", "Eight shots", "", H264, True, (640, 360)), montage("montage.mpg", "Eight shots", "", MPEG2),
+    montage("montage.mp4", "Eight shots", "", H264, False, (640, 360)), montage("montage.mpg", "Eight shots", "", MPEG2),
     montage("hevc.mp4", "Eight shots", "", HEVC), montage("low.mp4", "Eight shots at a low rate", "", LOW_RATE),
     montage("letterbox.mp4", "Eight shots, letterboxed", ",drawbox=h=80:color=black:t=fill,drawbox=y=496:h=80:"
             "color=black:t=fill", H264),
@@ -269,8 +269,8 @@ ACTIVE = [
            then=",drawbox=x=400:y=650:w=480:h=30:color=white:t=fill:enable='lt(mod(n,50),40)'"),
     barred("dark.mp4", "Dark film, 2.39 to 1", 0, 92, 0, 92, then=",lutyuv=y=16+(val-16)*0.35"),
     shown("active-changes.mp4", "2.39 to 1, then full from a cut on", filmed(
-        [Shot(81, 100), Shot(82, 100)], ",drawbox=h=72:color=black:t=fill:enable='lt(n,100)',"
-        "drawbox=y=504:h=72:color=black:t=fill:enable='lt(n,100)'", H264), cuts=finds(pictures(100, 100, "cut")),
+        [Shot(1, 100), Shot(40, 100)], ",drawbox=h=72:color=black:t=fill:enable='lt(n,100)',"
+        "drawbox=y=504:h=72:color=black:t=fill:enable='lt(n,100)'", H264), small=True, cuts=finds(pictures(100, 100, "cut")),
         active_picture=finds(pictures(0, 100, "active picture 720x432+0+72", within=2),
                              pictures(100, 200, "active picture 720x576+0+0", within=2), of=["active picture"])),
 ]
@@ -286,15 +286,15 @@ def flashing(name, what, low, high, half, share, harmful, colours=((128, 128), (
            f"[p][l]overlay=enable='between(n,{begin},{end})*lt(mod(n-{begin},{2 * half}),{half})'[r];"
            f"[r][h]overlay=enable='between(n,{begin},{end})*gte(mod(n-{begin},{2 * half}),{half})'")
     return shown(f"flashes-{name}.mp4", what, filmed(
-        [Shot(90, round(7 * float(rate)), way=("30*T-100", "0"), thing=False)], box, H264, rate=rate), harmful, small,
+        [Shot(40, round(7 * float(rate)), way=("30*T-100", "0"), thing=False)], box, H264, rate=rate), harmful, small,
         flashes=breaks(event(2, what, 0.5, 5)) if harmful else {"expect": CLEAN},
         cuts=undecided("what flashes may be cuts"), active_picture=undecided("black boxes"),
         freeze=undecided("what flashes stands still"), repeats=undecided("what flashes repeats"))
 
 
 FLASHES = [
-    flashing("fast", "5 flashes a second over 40 %", 16, 235, 5, 0.4, True, rate="50", small=True),
-    flashing("6", "6.25 flashes a second over 40 %", 16, 235, 2, 0.4, True),
+    flashing("fast", "5 flashes a second over 40 %", 16, 235, 5, 0.4, True, rate="50"),
+    flashing("6", "6.25 flashes a second over 40 %", 16, 235, 2, 0.4, True, small=True),
     flashing("whole", "4.2 flashes a second over all", 16, 200, 3, 1, True),
     flashing("part", "6.25 flashes a second over 15 %", 16, 235, 2, 0.15, False),
     flashing("three", "3 flashes a second over 40 %", 16, 235, 5, 0.4, False, rate="30"),
