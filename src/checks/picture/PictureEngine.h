@@ -21,7 +21,8 @@ class PictureEngine final : public SharedConsumer {
   std::exception_ptr errorOf(const ProgrammeMeasurement& measurement) const override;
 
   using SharedConsumer::take;
-  ProgrammeWants wants() const override { return {.pictures = true}; }
+  /// Packets as well: with pictures alone a damaged file would end elsewhere.
+  ProgrammeWants wants() const override { return {.pictures = true, .packets = true}; }
   bool isSlow() const override { return true; }
   void begin(const ProgrammeFacts& facts) override;
   void take(const ProgrammePicture& picture) override;

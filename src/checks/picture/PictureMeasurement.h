@@ -74,7 +74,7 @@ struct PictureSummary {
 class PictureMeasurement : public ProgrammeMeasurement {
  public:
   bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const override;
-  ProgrammeWants wants() const final { return {.pictures = true}; }
+  ProgrammeWants wants() const final { return {.pictures = true, .packets = true}; }
   MakeShared sharedBy() const final;
   std::string whyNothing() const override;
 

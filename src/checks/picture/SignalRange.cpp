@@ -277,11 +277,8 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
 };
 
 std::unique_ptr<ProgrammeCheck<SignalRangeMeasurement>> make(const CheckContext& context) {
-  // In single precision a text such as 0.3 has digits that nobody wrote.
-  constexpr double kDigits = 1e6;
-  const auto share = static_cast<double>(context.real(kSettings[0]));
   return std::make_unique<ProgrammeCheck<SignalRangeMeasurement>>(
-      context, kProfile, std::round(share * kDigits) / kDigits);
+      context, kProfile, numberSetting(context, kSettings[0]));
 }
 
 }  // namespace
