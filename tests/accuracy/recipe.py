@@ -75,9 +75,9 @@ def finds(*events, of=(), judged=None):
 def pictures(first, end, what, rate="25", tolerance=2, within=0):
     """An event of the pictures `first` to `end`, exclusive, that is known within so many pictures.
 
-    The numbers in its words are known within `within`."""
+    Where both are the same it is a moment, whose end is not asked for. The numbers in its words are known within `within`."""
     second = lambda number: number / float(fractions.Fraction(rate))  # noqa: E731
-    known = event(second(first), what, second(tolerance + 0.01), second(end), ends=True)
+    known = event(second(first), what, second(tolerance + 0.01), second(end), ends=end > first)
     return {**known, "within": within} if within else known
 
 

@@ -64,7 +64,7 @@ class CadenceMeasurement final : public FieldMeasurement {
                              (before->phase != run.phase || before->isTopFirst != run.isTopFirst);
         if (isBreak) {
           breaks.push_back(run.first);
-          QAEvent change = eventOf(run.first, run.first + 1, "the cadence changes its phase");
+          QAEvent change = eventOf(run.first, run.first + 1, "cadence breaks");
           outcome.events.push_back(std::move(change));
         }
       }

@@ -12,7 +12,7 @@ struct FlashRule {
   double change = 20.0;            ///< at least so much
   double darkerThan = 160.0;       ///< the lower of the two values is below
   double area = 0.25;              ///< of the cells, more change together
-  double transitionsInSecond = 6;  ///< more are too many: two make a flash
+  double transitionsInSecond = 7;  ///< more are too many: two make a flash
 };
 
 /// A stretch with too many flashes.

@@ -71,11 +71,11 @@ class FlashesMeasurement final : public PictureMeasurement {
         luminance_({.change = kLuminanceChange,
                     .darkerThan = kDarkerThan,
                     .area = demands.area,
-                    .transitionsInSecond = 2.0 * demands.perSecond}),
+                    .transitionsInSecond = 2.0 * demands.perSecond + 1.0}),
         red_({.change = kRedChange,
               .darkerThan = kFullRed + 1.0,
               .area = demands.area,
-              .transitionsInSecond = 2.0 * demands.perSecond}) {}
+              .transitionsInSecond = 2.0 * demands.perSecond + 1.0}) {}
 
   using PictureMeasurement::take;
   void take(const PictureRecord& record) override {
@@ -114,7 +114,8 @@ class FlashesMeasurement final : public PictureMeasurement {
   }
 
  private:
-  static double flashesOf(int transitions) { return transitions / 2.0; }
+  /// Two changes are one; a change that is left over is none.
+  static double flashesOf(int transitions) { return std::floor(transitions / 2.0); }
 
   static std::array<float, 256> luminances(bool isFullRange) {
     std::array<float, 256> table{};

@@ -148,7 +148,7 @@ class FreezeMeasurement final : public PictureMeasurement {
 
   void endPictures(const PictureSummary&) override {
     if (still_.has_value()) {
-      close(std::max(still_->lastQuiet + 1, times().count() - still_->pulses));
+      close(times().count());
     }
   }
 
