@@ -53,7 +53,7 @@ struct Everything {
   std::map<std::string, std::vector<float>> progress;
   std::vector<std::string> messages;
   int failures = 0;
-  /// Without times, and without the line that names the log.
+  /// Without times and date, and without the line that names the log.
   std::string console;
 };
 
@@ -76,7 +76,7 @@ Everything runAll(const std::string& file, const std::string& settings, const st
   options.lookup = QALookup::stored;
   options.displays = QADisplays::nowhere;
   options.console = [&](const std::string& line) {
-    const std::string plain = withoutTimes(line);
+    const std::string plain = withoutTimesAndDate(line);
     if (plain.rfind(kLogNameLine, 0) != 0) {
       all.console += plain;
     }
@@ -178,7 +178,7 @@ TEST_P(ManyTesters, AtOnceFindWhatTheyFindOneAfterTheOther) {
     lines.insert(std::string(kLogNameLine) + log);
   }
   std::multiset<std::string> found;
-  for (const std::string& line : linesOf(withoutTimes(readFile(log)))) {
+  for (const std::string& line : linesOf(withoutTimesAndDate(readFile(log)))) {
     found.insert(line);
   }
   EXPECT_EQ(found, lines);
@@ -191,7 +191,7 @@ TEST_P(ManyTesters, OnOneFileInTurnFindTheSame) {
   for (int i = 0; i < kRepetitions; ++i) {
     const std::string log = folder_.file("turn.log");
     const Everything all = runAll(file, settings_, log, GetParam());
-    const std::string logged = withoutTimes(readFile(log));
+    const std::string logged = withoutTimesAndDate(readFile(log));
     std::filesystem::remove(log);
     if (i == 0) {
       first = all;

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <regex>
 #include <string>
 #include <string_view>
 
@@ -45,6 +46,13 @@ inline std::string withoutTimes(const std::string& text) {
     }
   }
   return plain;
+}
+
+/// The same, and without the date in the header of a report: two runs may have midnight between
+/// them.
+inline std::string withoutTimesAndDate(const std::string& text) {
+  static const std::regex date("(Test Date:\t\t)[0-9]{4}-[0-9]{2}-[0-9]{2}");
+  return std::regex_replace(withoutTimes(text), date, "$1[D]");
 }
 
 }  // namespace qatest
