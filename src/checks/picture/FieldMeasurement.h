@@ -31,7 +31,6 @@ class FieldMeasurement : public PictureMeasurement {
   std::vector<FieldEvidence> evidence_;
   std::vector<FieldFlag> flags_;
   std::vector<FieldRun> runs_;
-  bool afterFlash_ = false;
   int leastHeight_ = 0;
 };
 
