@@ -35,13 +35,13 @@ constexpr int kMostPictures = 200;
 /// Of all pictures of an input together.
 constexpr int64_t kMostPixels = 400000;
 
-constexpr int kFormats[] = {
-    AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,   AV_PIX_FMT_YUV444P,     AV_PIX_FMT_YUVJ420P,
-    AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_YUV422P12, AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_GRAY8,
-    AV_PIX_FMT_GRAY16BE,    AV_PIX_FMT_NV12,      AV_PIX_FMT_P010LE,      AV_PIX_FMT_YUYV422,
-    AV_PIX_FMT_RGB24,       AV_PIX_FMT_GBRP,      AV_PIX_FMT_GBRP16LE,    AV_PIX_FMT_YUV410P,
-    AV_PIX_FMT_YUVA420P,    AV_PIX_FMT_PAL8,      AV_PIX_FMT_MONOBLACK,   AV_PIX_FMT_GRAYF32LE,
-    AV_PIX_FMT_NONE};
+constexpr int kFormats[] = {AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,
+                            AV_PIX_FMT_YUVJ420P,    AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_YUV422P12,
+                            AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_GRAY8,       AV_PIX_FMT_GRAY16BE,
+                            AV_PIX_FMT_NV12,        AV_PIX_FMT_P010LE,      AV_PIX_FMT_YUYV422,
+                            AV_PIX_FMT_RGB24,       AV_PIX_FMT_GBRP,        AV_PIX_FMT_GBRP16LE,
+                            AV_PIX_FMT_YUV410P,     AV_PIX_FMT_YUVA420P,    AV_PIX_FMT_PAL8,
+                            AV_PIX_FMT_MONOBLACK,   AV_PIX_FMT_GRAYF32LE,   AV_PIX_FMT_NONE};
 
 constexpr const char* kScans[] = {"progressive", "tff", "bff", "unknown", ""};
 constexpr const char* kMatrices[] = {"bt709", "bt470bg", "bt2020nc", "ycgco", "gbr", ""};
@@ -101,8 +101,7 @@ std::shared_ptr<AVFrame> frameFrom(const Stream& stream, const std::array<Conten
   const auto format = static_cast<AVPixelFormat>(stream.format);
   const int bytes = av_image_get_buffer_size(format, stream.width, stream.height, 1);
   const auto memory = std::make_shared<std::vector<uint8_t>>(std::max(bytes, 0));
-  std::shared_ptr<AVFrame> frame(av_frame_alloc(),
-                                 [memory](AVFrame* one) { av_frame_free(&one); });
+  std::shared_ptr<AVFrame> frame(av_frame_alloc(), [memory](AVFrame* one) { av_frame_free(&one); });
   require(frame != nullptr, "there is memory");
   frame->format = stream.format;
   frame->width = stream.width;
@@ -117,7 +116,8 @@ std::shared_ptr<AVFrame> frameFrom(const Stream& stream, const std::array<Conten
   const int line = std::max(1, frame->linesize[0]);
   for (int i = 0; i < bytes; ++i) {
     const int y = i / line;
-    (*memory)[static_cast<std::size_t>(i)] = fields[static_cast<std::size_t>(y % 2)].at(i % line, y);
+    (*memory)[static_cast<std::size_t>(i)] =
+        fields[static_cast<std::size_t>(y % 2)].at(i % line, y);
   }
   return frame;
 }

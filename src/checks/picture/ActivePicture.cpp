@@ -24,6 +24,8 @@ constexpr QASetting kSettings[] = {
 
 constexpr CheckProfile kProfile{.name = "active-picture", .tag = "QAActivePicture"};
 
+constexpr const char* kDisplays[] = {"Active Picture"};
+
 /// Samples of a shot that are kept.
 constexpr std::size_t kMostSamples = 32;
 /// A dark shot may hide what is picture for so long, in seconds.
@@ -61,6 +63,7 @@ class ActivePictureMeasurement final : public PictureMeasurement {
     }
   }
 
+  const char* display() const override { return kDisplays[0]; }
   void describe(QACheckOutcome& outcome) const override {
     const std::vector<ActiveArea>& areas = areas_->areas();
     const auto longest = std::max_element(areas.begin(), areas.end(),
@@ -170,7 +173,7 @@ constinit const QACheck activePictureCheck{
     .saysSomething = true,
     .severity = QASeverity::info,
     .settings = kSettings,
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

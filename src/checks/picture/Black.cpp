@@ -26,6 +26,8 @@ constexpr QASetting kSettings[] = {
 
 constexpr CheckProfile kProfile{.name = "black", .tag = "QABlack"};
 
+constexpr const char* kDisplays[] = {"Black"};
+
 struct BlackDemands {
   double seconds = 2.0;
   double luma = 0.1;
@@ -50,6 +52,7 @@ class BlackMeasurement final : public PictureMeasurement {
                 .frame = record.number});
   }
 
+  const char* display() const override { return kDisplays[0]; }
   void describe(QACheckOutcome& outcome) const override {
     constexpr double kRounding = 1e-6;
     double longest = 0.0;
@@ -119,7 +122,7 @@ constinit const QACheck blackCheck{
     .saysSomething = true,
     .severity = QASeverity::warn,
     .settings = kSettings,
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

@@ -15,6 +15,8 @@ namespace {
 
 constexpr CheckProfile kProfile{.name = "cadence", .tag = "QACadence"};
 
+constexpr const char* kDisplays[] = {"Cadence"};
+
 bool isCadence(const FieldRun& run) {
   return run.pattern >= FieldPattern::shifted;
 }
@@ -50,6 +52,7 @@ std::string wordsOf(const FieldRun& run) {
 
 class CadenceMeasurement final : public FieldMeasurement {
  public:
+  const char* display() const override { return kDisplays[0]; }
   void describe(QACheckOutcome& outcome) const override {
     std::map<FieldPattern, int64_t> pictures;
     std::vector<int64_t> breaks;
@@ -111,7 +114,7 @@ constinit const QACheck cadenceCheck{
     .saysSomething = true,
     .severity = QASeverity::info,
     .settings = {},
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

@@ -14,6 +14,8 @@ namespace {
 
 constexpr CheckProfile kProfile{.name = "cuts", .tag = "QACuts"};
 
+constexpr const char* kDisplays[] = {"Cuts"};
+
 const char* textOf(GradualChange::Kind kind) {
   switch (kind) {
     case GradualChange::Kind::fadeOut:
@@ -47,6 +49,10 @@ class CutsMeasurement final : public PictureMeasurement {
     inFlash_ = record.kind == PictureKind::flash;
   }
 
+  const char* display() const override { return kDisplays[0]; }
+  std::vector<int64_t> picturesOf(const QAEvent& event) const override {
+    return neighboursOf(event);
+  }
   void describe(QACheckOutcome& outcome) const override {
     for (const int64_t cut : cuts_) {
       add(outcome, cut, cut + 1, "cut");
@@ -117,7 +123,7 @@ constinit const QACheck cutsCheck{
     .saysSomething = true,
     .severity = QASeverity::info,
     .settings = {},
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

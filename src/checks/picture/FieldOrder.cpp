@@ -15,6 +15,8 @@ namespace {
 
 constexpr CheckProfile kProfile{.name = "field-order", .tag = "QAFieldOrder"};
 
+constexpr const char* kDisplays[] = {"Field Order"};
+
 /// Pictures of one order, by the pixels and by the flags.
 struct OrderRun {
   int64_t first = 0;
@@ -75,6 +77,7 @@ std::string commonText(const std::vector<OrderRun>& runs, int64_t least, const O
 
 class FieldOrderMeasurement final : public FieldMeasurement {
  public:
+  const char* display() const override { return kDisplays[0]; }
   void describe(QACheckOutcome& outcome) const override {
     const std::vector<OrderRun> runs = joined(this->runs(), flags());
     const int64_t least = std::min(leastLength(), std::max<int64_t>(times().count(), 1));
@@ -138,7 +141,7 @@ constinit const QACheck fieldOrderCheck{
     .saysSomething = true,
     .severity = QASeverity::fail,
     .settings = {},
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

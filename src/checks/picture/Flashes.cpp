@@ -25,6 +25,8 @@ constexpr QASetting kSettings[] = {
 
 constexpr CheckProfile kProfile{.name = "flashes", .tag = "QAFlashes"};
 
+constexpr const char* kDisplays[] = {"Flashes"};
+
 struct FlashDemands {
   double perSecond = 3.0;
   double area = 0.25;
@@ -94,6 +96,7 @@ class FlashesMeasurement final : public PictureMeasurement {
     }
   }
 
+  const char* display() const override { return kDisplays[0]; }
   void describe(QACheckOutcome& outcome) const override {
     addSpans(outcome, luminance_, "luminance flashes");
     addSpans(outcome, red_, "flashes of saturated red");
@@ -204,7 +207,7 @@ constinit const QACheck flashesCheck{
     .saysSomething = true,
     .severity = QASeverity::warn,
     .settings = kSettings,
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

@@ -23,6 +23,8 @@ constexpr QASetting kSettings[] = {
 
 constexpr CheckProfile kProfile{.name = "freeze", .tag = "QAFreeze"};
 
+constexpr const char* kDisplays[] = {"Freeze"};
+
 struct FreezeDemands {
   double seconds = 2.0;
   double headSeconds = 60.0;
@@ -69,6 +71,7 @@ class FreezeMeasurement final : public PictureMeasurement {
     }
   }
 
+  const char* display() const override { return kDisplays[0]; }
   void describe(QACheckOutcome& outcome) const override {
     double longest = 0.0;
     int64_t breaking = 0;
@@ -179,7 +182,7 @@ constinit const QACheck freezeCheck{
     .saysSomething = true,
     .severity = QASeverity::warn,
     .settings = kSettings,
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

@@ -50,6 +50,20 @@ std::string PictureMeasurement::whyNothing() const {
   return problem_;
 }
 
+std::vector<int64_t> PictureMeasurement::picturesOf(const QAEvent& event) const {
+  const std::optional<int64_t> number =
+      event.worstFrame.has_value() ? event.worstFrame : event.startFrame;
+  return number.has_value() ? std::vector<int64_t>{*number} : std::vector<int64_t>{};
+}
+
+std::vector<int64_t> PictureMeasurement::neighboursOf(const QAEvent& event) {
+  if (!event.startFrame.has_value()) {
+    return {};
+  }
+  const int64_t first = *event.startFrame;
+  return {std::max<int64_t>(0, first - 1), std::max(first, event.endFrame.value_or(0) - 1)};
+}
+
 void PictureMeasurement::start(const ProgrammeFacts& facts,
                                std::shared_ptr<const PictureTimes> times) {
   times_ = std::move(times);

@@ -77,6 +77,8 @@ class PictureMeasurement : public ProgrammeMeasurement {
   ProgrammeWants wants() const final { return {.pictures = true, .packets = true}; }
   MakeShared sharedBy() const final;
   std::string whyNothing() const override;
+  /// The worst one, or else the first.
+  std::vector<int64_t> picturesOf(const QAEvent& event) const override;
 
   virtual PictureNeeds needs() const { return {}; }
 
@@ -93,6 +95,9 @@ class PictureMeasurement : public ProgrammeMeasurement {
   virtual void endPictures(const PictureSummary&) {}
 
   const PictureTimes& times() const { return *times_; }
+
+  /// The last picture before an event, and its own last one, or its first one where it has no end.
+  static std::vector<int64_t> neighboursOf(const QAEvent& event);
 
   /// An event of pictures, the end exclusive.
   QAEvent eventOf(int64_t first, int64_t end, const char* what) const;

@@ -20,6 +20,8 @@ constexpr QASetting kSettings[] = {
 
 constexpr CheckProfile kProfile{.name = "repeats", .tag = "QARepeats"};
 
+constexpr const char* kDisplays[] = {"Repeats"};
+
 /// From this rate on, film is shown by repeating its pictures.
 constexpr double kDoubleRate = 48.0;
 constexpr double kMostOfFilm = 0.52;
@@ -35,6 +37,12 @@ class RepeatsMeasurement final : public PictureMeasurement {
         {record.numbers.change, isAlone ? PictureKind::cut : record.kind, record.isFlat});
   }
 
+  const char* display() const override { return kDisplays[0]; }
+  std::vector<int64_t> picturesOf(const QAEvent& event) const override {
+    QAEvent once = event;
+    once.endFrame.reset();
+    return neighboursOf(once);
+  }
   void describe(QACheckOutcome& outcome) const override {
     int64_t single = 0;
     int64_t inPatterns = 0;
@@ -106,7 +114,7 @@ constinit const QACheck repeatsCheck{
     .saysSomething = true,
     .severity = QASeverity::warn,
     .settings = kSettings,
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

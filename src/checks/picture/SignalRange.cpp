@@ -15,6 +15,8 @@
 #include "tester/SettingRows.h"
 #include "tester/Spans.h"
 #include "tester/Words.h"
+#include "visual/Canvas.h"
+#include "visual/Images.h"
 
 namespace qatester {
 
@@ -27,10 +29,15 @@ constexpr QASetting kSettings[] = {
 
 constexpr CheckProfile kProfile{.name = "signal-range", .tag = "QASignalRange"};
 
+constexpr const char* kDisplays[] = {"Signal Range"};
+
 /// Pictures that are further apart are events of their own.
 constexpr SpanRule kSpans{.mergeSeconds = 1.0, .most = 100000};
 
 constexpr double kPercent = 100.0;
+
+/// Beside pixels that stand out others have this part of their light.
+constexpr uint8_t kDark = 3;
 
 constexpr const char* kSeveral = "several";
 
@@ -87,6 +94,30 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
       return reason_;
     }
     return leftOut_ > 0 ? "no picture without damage" : "no picture could be decoded";
+  }
+
+  const char* display() const override { return kDisplays[0]; }
+  std::vector<int64_t> picturesOf(const QAEvent& event) const override {
+    return {event.worstFrame.value_or(0)};
+  }
+  /// What is outside stands out in red, the rest is dark.
+  void mark(const ProgrammePicture& picture, IplImage& canvas) override {
+    const AVFrame& frame = *picture.frame;
+    if (!findOut(frame) || frame.width != canvas.width || frame.height != canvas.height) {
+      return;
+    }
+    map_.reset(frame.width, frame.height);
+    markOutside(planes_.read(frame, layout_), coding_.rules, extremes_, map_);
+    for (int y = 0; y < canvas.height; ++y) {
+      uint8_t* row = rowOf(canvas, y);
+      for (int x = 0; x < canvas.width; ++x) {
+        if (isInSquare(map_, x, y)) {
+          paint(canvas, x, y, kRed);
+        } else {
+          std::for_each(row + 3 * x, row + 3 * x + 3, [](uint8_t& value) { value /= kDark; });
+        }
+      }
+    }
   }
 
   void describe(QACheckOutcome& outcome) const override {
@@ -292,7 +323,7 @@ constinit const QACheck signalRangeCheck{
     .saysSomething = true,
     .severity = QASeverity::info,
     .settings = kSettings,
-    .displays = {},
+    .displays = kDisplays,
     .make = makeRun<make>,
 };
 

@@ -563,18 +563,23 @@ int64_t countInSquares(const OutsideMap& map) {
   return HWY_DYNAMIC_DISPATCH(countWords)(map);
 }
 
+bool isInSquare(const OutsideMap& map, int x, int y) {
+  for (const int left : {x - 1, x}) {
+    for (const int top : {y - 1, y}) {
+      if (map.at(left, top) && map.at(left + 1, top) && map.at(left, top + 1) &&
+          map.at(left + 1, top + 1)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
 int64_t countInSquaresPixelwise(const OutsideMap& map) {
   int64_t count = 0;
   for (int y = 0; y < map.height(); ++y) {
     for (int x = 0; x < map.width(); ++x) {
-      bool inSquare = false;
-      for (const int left : {x - 1, x}) {
-        for (const int top : {y - 1, y}) {
-          inSquare = inSquare || (map.at(left, top) && map.at(left + 1, top) &&
-                                  map.at(left, top + 1) && map.at(left + 1, top + 1));
-        }
-      }
-      count += inSquare ? 1 : 0;
+      count += isInSquare(map, x, y) ? 1 : 0;
     }
   }
   return count;

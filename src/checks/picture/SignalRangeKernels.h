@@ -106,4 +106,7 @@ int64_t countInSquares(const OutsideMap& map);
 /// The same, pixel by pixel.
 int64_t countInSquaresPixelwise(const OutsideMap& map);
 
+/// Whether such a square has this pixel.
+bool isInSquare(const OutsideMap& map, int x, int y);
+
 }  // namespace qatester
