@@ -8,7 +8,6 @@
 
 #include "media/ProgrammeReader.h"
 
-
 namespace qatester {
 
 EventPictures::EventPictures(const std::vector<ProgrammeRun*>& runs) {

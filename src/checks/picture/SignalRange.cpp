@@ -38,6 +38,8 @@ constexpr double kPercent = 100.0;
 
 /// Beside pixels that stand out others have this part of their light.
 constexpr uint8_t kDark = 3;
+/// Of a pixel.
+constexpr int kCanvasBytes = 3;
 
 constexpr const char* kSeveral = "several";
 
@@ -109,12 +111,14 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
     map_.reset(frame.width, frame.height);
     markOutside(planes_.read(frame, layout_), coding_.rules, extremes_, map_);
     for (int y = 0; y < canvas.height; ++y) {
-      uint8_t* row = rowOf(canvas, y);
-      for (int x = 0; x < canvas.width; ++x) {
+      uint8_t* value = rowOf(canvas, y);
+      for (int x = 0; x < canvas.width; ++x, value += kCanvasBytes) {
         if (isInSquare(map_, x, y)) {
           paint(canvas, x, y, kRed);
-        } else {
-          std::for_each(row + 3 * x, row + 3 * x + 3, [](uint8_t& value) { value /= kDark; });
+          continue;
+        }
+        for (int i = 0; i < kCanvasBytes; ++i) {
+          value[i] /= kDark;
         }
       }
     }
