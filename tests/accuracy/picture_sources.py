@@ -9,12 +9,14 @@ import dataclasses
 import math
 import os
 import random
+import re
 import threading
 
 from recipe import BITEXACT, ffmpeg
 
 WIDTH, HEIGHT = 2048, 1400  # of a painting
 LEAVES, SMALLEST, LARGEST = 4000, 9, 330
+REACH = 64
 
 
 def shade(colour, by):
@@ -47,12 +49,34 @@ def painted(seed):
     return b"P6 %d %d 255\n" % (WIDTH, HEIGHT) + data
 
 
-def painting(folder, seed):
-    """The path of a painting, which is made once."""
-    path = folder / ".made" / f"painting-{seed}.ppm"
+def lettered(seed):
+    """A page as PPM: words of letters that are strokes, as titles have them."""
+    dice = random.Random(seed)
+    rows = [bytearray(b"\x10" * WIDTH) for _ in range(HEIGHT)]
+    for top in range(20, HEIGHT - 90, 90):
+        left = dice.randrange(300, 600)
+        while left < WIDTH - 600:
+            if dice.random() < 0.2:
+                left += 40
+                continue
+            for _ in range(3):
+                upright = dice.random() < 0.6
+                across, down = left + dice.randrange(24), top + dice.randrange(30)
+                wide, high = (7, 28 + dice.randrange(20)) if upright else (26, 7)
+                for row in range(down, down + high):
+                    rows[row][across:across + wide] = b"\xe6" * wide
+            left += 44
+    return b"P6 %d %d 255\n" % (WIDTH, HEIGHT) + b"".join(
+        bytes(part for part in row for _ in range(3)) for row in rows)
+
+
+def painting(folder, shot):
+    """The path of a shot's painting, which is made once."""
+    make, name = (lettered, "page") if shot.page else (painted, "painting")
+    path = folder / ".made" / f"{name}-{shot.seed}.ppm"
     if not path.exists():
         written = path.with_name(f"{path.name}.{threading.get_ident()}")
-        written.write_bytes(painted(seed))
+        written.write_bytes(make(shot.seed))
         os.replace(written, path)
     return path
 
@@ -77,6 +101,9 @@ class Shot:
     look: str = "null"
     grain: float = 3
     way: tuple = ()  # instead of the ellipse: expressions of the seconds T, in pixels
+    fine: bool = False  # moves by parts of a pixel, about the middle and no further than `REACH`
+    closer: str = "0"  # how much of the picture each edge loses by a zoom, where it is fine
+    page: bool = False  # over a page of lettering, light on black, instead of a painting
 
     def chain(self, number, size, rate):
         """The filters from input `number` to [shot`number`]."""
@@ -91,6 +118,8 @@ class Shot:
         else:
             x = f"{left}+{zoom * self.across}*cos({turned})"
             y = f"{top}+{zoom * self.down}*sin({turned})"
+        if self.fine:
+            x, y = (f"{zoom}*({one.replace('T', f'({seconds})')})" for one in self.way)
         # It stays in the picture and never stands still.
         thing_x = f"(main_w-overlay_w)*(0.5+0.4*sin(2*PI*({seconds})/3.1+{self.angle}))"
         thing_y = f"(main_h-overlay_h)*(0.55+0.3*cos(2*PI*({seconds})/3.1+{self.angle}))"
@@ -98,6 +127,15 @@ class Shot:
         again = f"loop=loop=-1:size=1:start=0,setpts=N/({rate})/TB"
         steps = [f"[{number}:v]format=yuv444p,{still},{self.look}"]
         window = f"crop={zoom * width}:{zoom * height}:x='{x}':y='{y}':exact=1"
+        if self.fine:
+            # The filter calls the number of the picture another name.
+            x, y, in_by = (re.sub(r"\bn\b", "on", one) for one in (x, y, self.closer))
+            corners = ":".join(f"x{corner}='{x}+W*{'(1-' if corner % 2 else '('}({in_by}))':"
+                               f"y{corner}='{y}+H*{'(1-' if corner > 1 else '('}({in_by}))'"
+                               for corner in range(4))
+            steps[0] += (f",crop={zoom * width + 2 * REACH}:{zoom * height + 2 * REACH}:{left - REACH}:{top - REACH}")
+            window = (f"perspective={corners}:interpolation=cubic:eval=frame,"
+                      f"crop={zoom * width}:{zoom * height}:{REACH}:{REACH}")
         if self.thing:
             steps[0] += f",split[b{number}][t{number}]"
             steps.append(f"[t{number}]crop={zoom * 110}:{zoom * 150}:120:90,hflip,"
@@ -120,7 +158,7 @@ def filmed(shots, then, code, size=(720, 576), rate="25"):
     def make(folder, path):
         inputs = []
         for shot in shots:
-            inputs += ["-framerate", rate, "-i", painting(folder, shot.seed)]
+            inputs += ["-framerate", rate, "-i", painting(folder, shot)]
         chains = [shot.chain(number, size, rate) for number, shot in enumerate(shots)]
         joined = "".join(f"[shot{number}]" for number in range(len(shots)))
         if len(shots) > 1:

@@ -50,6 +50,35 @@ TEST(RepeatedPictures, AreNoPicturesThatMoveLess) {
   EXPECT_TRUE(findRepeatedPictures(pictures).empty());
 }
 
+TEST(RepeatedPictures, AreNoPausesOfAMotion) {
+  std::vector<RepeatEvidence> pictures = moving(80, [](int64_t) { return false; });
+  for (std::size_t n = 40; n < 43; ++n) {
+    pictures[n].change = {.mean = 1.3F, .largest = 4.5F};
+  }
+  // In one picture alone, a part of it moves.
+  pictures[60].change = {.mean = 1.7F, .largest = 5.9F};
+  EXPECT_TRUE(findRepeatedPictures(pictures).empty());
+}
+
+TEST(RepeatedPictures, AreNoneWhereAMotionBegins) {
+  std::vector<RepeatEvidence> pictures = moving(80, [](int64_t n) { return n == 39; });
+  for (std::size_t n = 0; n < 39; ++n) {
+    pictures[n].change = {.mean = 0.1F, .largest = 2.5F};
+  }
+  EXPECT_TRUE(findRepeatedPictures(pictures).empty());
+}
+
+TEST(RepeatedPictures, MayBeNoisyAndCodedAtALowRate) {
+  std::vector<RepeatEvidence> pictures = moving(80, [](int64_t) { return false; });
+  pictures[40].change = {.mean = 2.0F, .largest = 4.5F};
+  EXPECT_EQ(findRepeatedPictures(pictures), std::vector<int64_t>{40});
+  for (RepeatEvidence& one : pictures) {
+    one.change = {.mean = 13.0F, .largest = 80.0F};
+  }
+  pictures[40].change = {.mean = 1.3F, .largest = 7.6F};
+  EXPECT_EQ(findRepeatedPictures(pictures), std::vector<int64_t>{40});
+}
+
 TEST(RepeatedPictures, AreNoCutsAndNothingFlat) {
   std::vector<RepeatEvidence> pictures = moving(80, [](int64_t n) { return n == 40; });
   pictures[40].isFlat = true;
@@ -160,6 +189,30 @@ TEST(ActiveArea, GoesOnUnderDarkScenery) {
     scenery.cells[cell] = static_cast<uint8_t>(16 + 3 * (cell % 5));
   }
   EXPECT_EQ(marginsOfShot({{{0, 32, 0, 32}, scenery}}, kWidth, kHeight), (Margins{0, 0, 0, 32}));
+}
+
+TEST(ActiveArea, EndsAtABarWithSubtitles) {
+  const auto withText = [](std::size_t first, std::size_t end, uint8_t text) {
+    Thumb bar = evenThumb();
+    for (std::size_t column = first; column < end; ++column) {
+      bar.cells[13 * 20 + column] = text;
+    }
+    return marginsOfShot({{{0, 32, 0, 48}, bar}}, kWidth, kHeight);
+  };
+  // 12 cells of 60.
+  EXPECT_EQ(withText(4, 16, 90), (Margins{0, 32, 0, 48}));
+  // Scenery goes on to the edge, and a part of it is darker than the rest.
+  EXPECT_EQ(withText(8, 20, 90), (Margins{0, 32, 0, 0}));
+  EXPECT_EQ(withText(4, 16, 2), (Margins{0, 32, 0, 0}));
+}
+
+TEST(ActiveAreas, BeginWithTheFirstShotThatShowsOne) {
+  ActiveAreas areas(250);
+  areas.add(0, 50, kWidth, kHeight, std::nullopt);
+  areas.add(50, 100, kWidth, kHeight, Margins{0, 30, 0, 30});
+  ASSERT_EQ(areas.areas().size(), 1U);
+  EXPECT_EQ(areas.areas()[0].margins, (Margins{0, 30, 0, 30}));
+  EXPECT_EQ(areas.areas()[0].end, 100);
 }
 
 TEST(ActiveAreas, ChangeWhereContentStandsInTheBars) {

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -133,8 +135,53 @@ TEST(FreezeCheck, FindsAStillOfTwoSeconds) {
 
 TEST(FreezeCheck, SaysStillsAtTheEdges) {
   EXPECT_EQ(eventsOf(frozen(0, 60, 120)), Events{"0-60 still at the start (said)"});
-  EXPECT_EQ(eventsOf(frozen(60, 120, 120)), Events{"60-120 still at the end (said)"});
   EXPECT_EQ(eventsOf(frozen(0, 120, 120)), Events{"0-120 a still throughout (said)"});
+}
+
+/// Where the texture is at each picture.
+Events stillsOf(int64_t count, const std::function<double(int64_t n)>& moved) {
+  MadePictures made = moving(count);
+  made.luma = [&](int x, int y, int64_t n) { return textureAt(x, y, moved(n)); };
+  return eventsOf(measurePictures("freeze", {}, made));
+}
+
+TEST(FreezeCheck, SaysACardThatLastsToTheEnd) {
+  MadePictures made = moving(120);
+  made.luma = [](int x, int y, int64_t n) {
+    return n < 60 ? textureAt(x, y, static_cast<double>(n)) : textureAt(3 * y + 40, 2 * x + y, 0.0);
+  };
+  EXPECT_EQ(eventsOf(measurePictures("freeze", {}, made)),
+            Events{"60-120 still at the end (said)"});
+  // What comes to rest gets slower.
+  const auto slower = [](int64_t n) {
+    return 180.0 * (1.0 - std::exp(-static_cast<double>(n) / 8.0));
+  };
+  const Events rests = stillsOf(200, [&](int64_t n) { return slower(std::min<int64_t>(n, 60)); });
+  ASSERT_EQ(rests.size(), 1U);
+  EXPECT_NE(rests[0].find("still at the end (said)"), std::string::npos) << rests[0];
+}
+
+TEST(FreezeCheck, BreaksWhereAMotionStopsToTheEnd) {
+  EXPECT_EQ(eventsOf(frozen(60, 120, 120)), Events{"60-120 no visible change"});
+}
+
+TEST(FreezeCheck, GoesOnWhereAStillIsCodedAnew) {
+  MadePictures made = moving(120);
+  made.luma = [texture = made.luma](int x, int y, int64_t n) {
+    // 4.5 levels a pixel, and 3.5 of the mean of a cell.
+    const int anew = (x / 2 + y / 2) % 2 == 0 ? 8 : -1;
+    return texture(x, y, n >= 30 && n < 90 ? 30 : n) + (n >= 60 && n < 90 ? anew : 0);
+  };
+  EXPECT_EQ(eventsOf(measurePictures("freeze", {}, made)), Events{"30-90 no visible change"});
+}
+
+TEST(FreezeCheck, EndsWhereASmallThingJumps) {
+  MadePictures made = moving(120);
+  made.luma = [](int x, int y, int64_t n) {
+    const bool isThing = x / 8 == n / 25 && y / 8 == 3;
+    return textureAt(x, y, 0.0) + (isThing ? 40 : 0);
+  };
+  EXPECT_EQ(eventsOf(measurePictures("freeze", {}, made)), Events{});
 }
 
 TEST(FreezeCheck, TakesASlideAfterAnotherAtTheStartAsAHead) {
@@ -256,6 +303,16 @@ TEST(CutsCheck, FindsCuts) {
   const QACheckOutcome outcome = measurePictures("cuts", {}, made);
   EXPECT_EQ(eventsOf(outcome), Events{"40-41 cut (said)"});
   EXPECT_EQ(outcome.state, QAState::info);
+}
+
+TEST(CutsCheck, LeavesOutWhatIsDamaged) {
+  MadePictures made = moving(80);
+  made.luma = [](int x, int y, int64_t n) {
+    return n < 40 ? textureAt(x, y, static_cast<double>(n))
+                  : textureAt(3 * y + 40, 2 * x + y, static_cast<double>(n));
+  };
+  made.damagedAt = 40;
+  EXPECT_EQ(eventsOf(measurePictures("cuts", {}, made)), Events{});
 }
 
 TEST(ActivePictureCheck, FindsTheAreaAndItsAspect) {

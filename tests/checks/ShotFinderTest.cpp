@@ -151,6 +151,23 @@ TEST(Shots, EndAndBeginWithFades) {
   EXPECT_NEAR(static_cast<double>(result.changes[1].last), 92.0, 2.0);
 }
 
+TEST(Shots, EndWithAFadeWhileTheyMove) {
+  const Found result = found(100, [](int64_t number) -> Scenery {
+    const auto n = static_cast<double>(number);
+    const double out = std::clamp((80.0 - n) / 25.0, 0.0, 1.0);
+    return [=](int x, int y) { return 16.0 + out * (sceneryAt(1, x + 0.2 * n, y) - 16.0); };
+  });
+  ASSERT_EQ(result.changes.size(), 1U);
+  EXPECT_EQ(result.changes[0].kind, GradualChange::Kind::fadeOut);
+}
+
+TEST(Shots, GoOnWhereAMotionLastsToTheEnd) {
+  const Found result = found(60, [](int64_t number) {
+    return shot(number < 58 ? 1 : number == 58 ? 2 : 5);
+  });
+  EXPECT_EQ(std::count(result.cuts.begin(), result.cuts.end(), 58), 0);
+}
+
 TEST(Shots, BeginWithColourWhereLumaIsTheSame) {
   ShotFinder finder;
   const Thumb thumb = thumbOf(shot(1));

@@ -29,6 +29,8 @@ struct MadePictures {
   bool isInterlaced = false;
   bool isTopFirst = false;
   bool hasTimes = true;
+  /// This picture was decoded from damaged data.
+  std::optional<int64_t> damagedAt = {};
   /// From this picture on, pictures are of another size.
   std::optional<int64_t> sizeChangesAt = {};
   int laterWidth = 0;
@@ -68,6 +70,9 @@ inline qatester::ProgrammePicture pictureOf(const MadePictures& made, int64_t nu
   picture.number = number;
   if (made.hasTimes) {
     picture.seconds = static_cast<double>(number) / made.rate;
+  }
+  if (made.damagedAt == number) {
+    picture.damage = qatester::kDecodeErrors;
   }
   return picture;
 }

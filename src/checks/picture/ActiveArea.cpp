@@ -23,9 +23,12 @@ constexpr double kLeastBarShare = 0.015;
 
 /// One picture of so many of a shot may have less content at an edge.
 constexpr std::size_t kFewOf = 5;
-/// Cells of a bar that are alike: the others hold a logo or a subtitle.
+/// Cells of a bar that are alike: the others hold a logo. Fewer are where the others hold
+/// subtitles, which are light and leave both ends of the bar free.
 constexpr double kAlikeCells = 0.88;
 constexpr double kAlike = 1.5;
+constexpr double kAlikeWithText = 0.55;
+constexpr double kFreeEnd = 0.06;
 
 /// Areas are the same within this much, and within this share of the size.
 constexpr int kSamePixels = 4;
@@ -62,30 +65,53 @@ Bars barsOf(int size, const IsContent& isContent) {
           marginBefore(size, [&](int i) { return isContent(size - 1 - i); })};
 }
 
-/// The cells of a part of a thumb are alike. A part smaller than a cell says nothing against it.
-bool isEven(const Thumb& thumb, double left, double top, double right, double bottom) {
-  std::vector<uint8_t> cells;
+/// A part of a picture, each edge as a share of its size.
+struct Part {
+  double left;
+  double top;
+  double right;
+  double bottom;
+};
+
+/// The cells of a part of a thumb are those of a bar. A part smaller than a cell says nothing
+/// against it.
+bool isEven(const Thumb& thumb, const Part& part) {
+  struct Cell {
+    uint8_t value;
+    double across;  ///< 0 at the left, 1 at the right
+  };
+  std::vector<Cell> cells;
   const auto inside = [](double share, int count) {
     return static_cast<int>(std::floor(share * count + 1e-6));
   };
   const auto from = [](double share, int count) {
     return static_cast<int>(std::ceil(share * count - 1e-6));
   };
-  for (int row = from(top, thumb.rows); row < inside(bottom, thumb.rows); ++row) {
-    for (int column = from(left, thumb.columns); column < inside(right, thumb.columns); ++column) {
-      cells.push_back(thumb.at(column, row));
+  for (int row = from(part.top, thumb.rows); row < inside(part.bottom, thumb.rows); ++row) {
+    for (int column = from(part.left, thumb.columns); column < inside(part.right, thumb.columns);
+         ++column) {
+      cells.push_back({thumb.at(column, row), (column + 0.5) / thumb.columns});
     }
   }
   if (cells.empty()) {
     return true;
   }
   const auto middle = cells.begin() + static_cast<std::ptrdiff_t>(cells.size() / 2);
-  std::nth_element(cells.begin(), middle, cells.end());
-  const double median = *middle;
-  const auto alike = std::count_if(cells.begin(), cells.end(), [&](uint8_t cell) {
-    return std::abs(static_cast<double>(cell) - median) <= kAlike;
-  });
-  return static_cast<double>(alike) >= kAlikeCells * static_cast<double>(cells.size());
+  std::nth_element(cells.begin(), middle, cells.end(),
+                   [](const Cell& one, const Cell& other) { return one.value < other.value; });
+  const double median = middle->value;
+  std::size_t alike = 0;
+  bool isText = true;
+  for (const Cell& cell : cells) {
+    const double off = static_cast<double>(cell.value) - median;
+    if (std::abs(off) <= kAlike) {
+      ++alike;
+    } else {
+      isText = isText && off > 0.0 && cell.across > kFreeEnd && cell.across < 1.0 - kFreeEnd;
+    }
+  }
+  return static_cast<double>(alike) >=
+         (isText ? kAlikeWithText : kAlikeCells) * static_cast<double>(cells.size());
 }
 
 /// What few samples fall below.
@@ -157,20 +183,20 @@ std::optional<Margins> marginsOfShot(const std::vector<AreaSample>& samples, int
                   .top = usual(samples, &Margins::top),
                   .right = usual(samples, &Margins::right),
                   .bottom = usual(samples, &Margins::bottom)};
-  const auto isBar = [&](double left, double top, double right, double bottom) {
+  const auto isBar = [&](const Part& part) {
     const auto even = std::count_if(samples.begin(), samples.end(), [&](const AreaSample& sample) {
-      return isEven(sample.thumb, left, top, right, bottom);
+      return isEven(sample.thumb, part);
     });
     return 2 * even >= static_cast<std::ptrdiff_t>(samples.size());
   };
+  const double left = static_cast<double>(margins.left) / width;
+  const double right = 1.0 - static_cast<double>(margins.right) / width;
   const double top = static_cast<double>(margins.top) / height;
   const double bottom = 1.0 - static_cast<double>(margins.bottom) / height;
-  margins.top = isBar(0.0, 0.0, 1.0, top) ? margins.top : 0;
-  margins.bottom = isBar(0.0, bottom, 1.0, 1.0) ? margins.bottom : 0;
-  margins.left =
-      isBar(0.0, top, static_cast<double>(margins.left) / width, bottom) ? margins.left : 0;
-  margins.right =
-      isBar(1.0 - static_cast<double>(margins.right) / width, top, 1.0, bottom) ? margins.right : 0;
+  margins.top = isBar({0.0, 0.0, 1.0, top}) ? margins.top : 0;
+  margins.bottom = isBar({0.0, bottom, 1.0, 1.0}) ? margins.bottom : 0;
+  margins.left = isBar({0.0, top, left, bottom}) ? margins.left : 0;
+  margins.right = isBar({right, top, 1.0, bottom}) ? margins.right : 0;
   return margins;
 }
 
@@ -185,11 +211,17 @@ void ActiveAreas::add(int64_t first, int64_t end, int width, int height,
                       .width = width,
                       .height = height,
                       .margins = margins.value_or(Margins{})});
+    isKnown_ = margins.has_value();
     return;
   }
   ActiveArea& last = areas_.back();
   last.end = end;
   if (!margins.has_value()) {
+    return;
+  }
+  if (!isKnown_) {
+    last.margins = *margins;
+    isKnown_ = true;
     return;
   }
   if (hasMoreContent(*margins, last.margins, width, height)) {

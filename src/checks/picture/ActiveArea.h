@@ -45,9 +45,9 @@ struct ActiveArea {
   int activeHeight() const { return height - margins.top - margins.bottom; }
 };
 
-/// Joins shots, in order: empty margins are unknown. A shot with less content than the ones before
-/// may be dark, and is another area only when it lasts, with those that follow, for `darkLimit`
-/// pictures.
+/// Joins shots, in order: empty margins are unknown, and those of the shots beside them. A shot
+/// with less content than the ones before may be dark, and is another area only when it lasts, with
+/// those that follow, for `darkLimit` pictures.
 class ActiveAreas {
  public:
   explicit ActiveAreas(int64_t darkLimit) : darkLimit_(darkLimit) {}
@@ -59,6 +59,7 @@ class ActiveAreas {
  private:
   int64_t darkLimit_;
   std::vector<ActiveArea> areas_;
+  bool isKnown_ = false;  ///< the margins of the last area
   std::optional<ActiveArea> smaller_;
 };
 

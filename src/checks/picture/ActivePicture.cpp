@@ -55,7 +55,7 @@ class ActivePictureMeasurement final : public PictureMeasurement {
       closeShot(record.number);
       shot_ = {.first = record.number, .width = record.width, .height = record.height};
     }
-    const bool belongs = record.kind != PictureKind::flash;
+    const bool belongs = record.kind != PictureKind::flash && !record.isDamaged;
     if (belongs && record.lines.has_value() && shot_.samples.size() < kMostSamples) {
       if (const std::optional<Margins> margins = marginsOf(*record.lines, record.blackShare)) {
         shot_.samples.push_back({*margins, record.thumb});

@@ -32,6 +32,11 @@ class CutsMeasurement final : public PictureMeasurement {
  public:
   using PictureMeasurement::take;
   void take(const PictureRecord& record) override {
+    if (record.isDamaged) {
+      damaged_.push_back(record.number);
+      inFlash_ = false;
+      return;
+    }
     switch (record.kind) {
       case PictureKind::cut:
         cuts_.push_back(record.number);
@@ -100,9 +105,22 @@ class CutsMeasurement final : public PictureMeasurement {
     outcome.events.push_back(std::move(event));
   }
 
-  void endPictures(const PictureSummary& summary) override { changes_ = summary.gradualChanges; }
+  /// Damage moves the picture as well.
+  bool isDamaged(const GradualChange& change) const {
+    const auto next = std::lower_bound(damaged_.begin(), damaged_.end(), change.first);
+    return next != damaged_.end() && *next <= change.last;
+  }
+
+  void endPictures(const PictureSummary& summary) override {
+    for (const GradualChange& change : summary.gradualChanges) {
+      if (!isDamaged(change)) {
+        changes_.push_back(change);
+      }
+    }
+  }
 
   std::vector<int64_t> cuts_;
+  std::vector<int64_t> damaged_;
   std::vector<std::pair<int64_t, int64_t>> flashes_;
   bool inFlash_ = false;
   std::vector<GradualChange> changes_;

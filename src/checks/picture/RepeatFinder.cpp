@@ -14,12 +14,22 @@ constexpr int64_t kNeighbours = 8;
 constexpr float kLeastMotion = 4.0F;
 /// What a repeated picture changes by, in the block that changes most: levels, and against motion.
 constexpr float kMostChange = 6.0F;
+constexpr float kOfStrongMotion = 0.1F;
 constexpr float kOfMotion = 0.3F;
 constexpr float kOfMeanMotion = 0.55F;
 /// Against the pictures that move on either side, which are near.
 constexpr float kOfSides = 0.4F;
 constexpr int64_t kSideDistance = 5;
 constexpr int64_t kLongestQuiet = 4;
+/// What moves less on one of them comes to rest.
+constexpr float kLeastSide = 3.0F;
+/// Several quiet pictures are a pause of the motion, unless nothing of them is new: levels, and
+/// against motion.
+constexpr float kNothingNew = 0.5F;
+constexpr float kNothingOfMotion = 0.1F;
+/// What is new in a single one is little against motion, or even: noise.
+constexpr float kLittleOfMotion = 0.2F;
+constexpr float kEven = 2.5F;
 
 /// Repeats that make a pattern, and how many distances in turn.
 constexpr std::size_t kLeastRepeats = 4;
@@ -51,12 +61,14 @@ class RepeatFinder {
     }
     const float largest = its.change.largest;
     // Most pictures move: they need no more.
-    if (largest > kMostChange) {
+    if (largest > 2.0F * kMostChange) {
       return false;
     }
     const std::optional<Motion> motion = motionAround(number);
     if (!motion.has_value() || motion->largest < kLeastMotion ||
-        largest > kOfMotion * motion->largest || its.change.mean > kOfMeanMotion * motion->mean) {
+        largest > kOfMotion * motion->largest ||
+        largest > std::max(kMostChange, kOfStrongMotion * motion->largest) ||
+        its.change.mean > kOfMeanMotion * motion->mean) {
       return false;
     }
     const float moves = std::max(largest, kOfMotion * motion->largest);
@@ -69,8 +81,16 @@ class RepeatFinder {
     if (quiet > kLongestQuiet || ((before.isCut || after.isCut) && quiet > 1)) {
       return false;
     }
-    return (before.isCut || largest <= kOfSides * before.largest) &&
-           (after.isCut || largest <= kOfSides * after.largest);
+    if (quiet > 1 && its.change.mean > std::max(kNothingNew, kNothingOfMotion * motion->mean)) {
+      return false;
+    }
+    if (its.change.mean > kLittleOfMotion * motion->mean && largest > kEven * its.change.mean) {
+      return false;
+    }
+    const auto isBeside = [&](const Side& one) {
+      return one.isCut || (one.largest >= kLeastSide && largest <= kOfSides * one.largest);
+    };
+    return isBeside(before) && isBeside(after);
   }
 
  private:

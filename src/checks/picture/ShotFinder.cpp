@@ -42,6 +42,7 @@ constexpr std::array<int64_t, 9> kWindows = {4, 6, 8, 12, 16, 24, 32, 48, 64};
 constexpr float kLeastGradual = 4.0F;
 constexpr float kFlatGradual = 16.0F;
 constexpr double kOffTheLine = 0.2;
+constexpr int64_t kFadePart = 2;
 /// Thumbs that are kept for them.
 constexpr int64_t kKept = 160;
 
@@ -117,6 +118,8 @@ float ShotFinder::secondLargest(int64_t number, const Value& value) const {
   std::size_t count = 0;
   for (const int64_t offset : {-2, -1, 1, 2}) {
     const Entry* its = entry(number + offset);
+    // What moves at the end goes on moving.
+    its = its == nullptr && offset == 2 ? entry(number + 1) : its;
     values[count++] = its != nullptr ? value(*its) : 0.0F;
   }
   std::nth_element(values.begin(), values.begin() + 1, values.end(), std::greater<>());
@@ -286,6 +289,17 @@ std::optional<int64_t> ShotFinder::flashEnd(const Entry& its) const {
   return std::nullopt;
 }
 
+bool ShotFinder::isBetter(const Window& one, const Window& other) {
+  using Kind = GradualChange::Kind;
+  const bool isDissolve = one.kind == Kind::dissolve;
+  if (isDissolve != (other.kind == Kind::dissolve)) {
+    // The largest part of a fade looks like a dissolve to a dark picture.
+    return isDissolve ? one.length() > kFadePart * other.length()
+                      : kFadePart * one.length() >= other.length();
+  }
+  return one.length() > other.length();
+}
+
 void ShotFinder::lookForWindow(int64_t last) {
   if (window_.has_value() && last - kWindows.back() > windowsEnd_) {
     closeWindow();
@@ -313,8 +327,9 @@ void ShotFinder::lookForWindow(int64_t last) {
     if (window_.has_value() && first > windowsEnd_) {
       closeWindow();
     }
-    if (!window_.has_value() || length > window_->length()) {
-      window_ = {first, last, *kind};
+    const Window found{first, last, *kind};
+    if (!window_.has_value() || isBetter(found, *window_)) {
+      window_ = found;
     }
     windowsEnd_ = last;
   }

@@ -88,6 +88,8 @@ class ShotFinder {
   std::optional<int64_t> flashEnd(const Entry& its) const;
 
   void lookForWindow(int64_t last);
+  /// Of two windows that overlap.
+  static bool isBetter(const Window& one, const Window& other);
   std::optional<GradualChange::Kind> kindOfWindow(const Entry& first, const Entry& last) const;
   bool isGradual(const Entry& first, const Entry& last) const;
   void closeWindow();
