@@ -175,7 +175,7 @@ Thumb thumbOf(const std::vector<BlockSums>& blocks, int width, int height) {
                     static_cast<uint64_t>(std::min(kCell, height - y * kCell));
         }
       }
-      thumb.cells.push_back(static_cast<uint8_t>(sum / pixels));
+      thumb.cells.push_back(static_cast<uint8_t>(sum / std::max<uint64_t>(pixels, 1)));
     }
   }
   return thumb;
@@ -227,9 +227,9 @@ Likeness compareShifted(const Thumb& one, const Thumb& other) {
           const int b = other.at(column - shiftX, row - shiftY);
           sumOne += a;
           sumOther += b;
-          squaresOne += a * a;
-          squaresOther += b * b;
-          products += a * b;
+          squaresOne += int64_t{a} * a;
+          squaresOther += int64_t{b} * b;
+          products += int64_t{a} * b;
           differences += std::abs(a - b);
         }
       }

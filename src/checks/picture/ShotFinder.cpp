@@ -86,9 +86,9 @@ OnTheWay placeOf(const Thumb& thumb, const Thumb& from, const Thumb& to) {
   for (std::size_t i = 0; i < thumb.cells.size(); ++i) {
     const int way = to.cells[i] - from.cells[i];
     const int gone = thumb.cells[i] - from.cells[i];
-    products += way * gone;
-    squares += gone * gone;
-    lengths += way * way;
+    products += int64_t{way} * gone;
+    squares += int64_t{gone} * gone;
+    lengths += int64_t{way} * way;
   }
   if (lengths == 0) {
     return {0.0, 1.0};
