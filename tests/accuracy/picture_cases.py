@@ -1,6 +1,6 @@
 """Pictures of harder kinds: titles over film, formats of delivery, what looks like a fault and is none.
 
-They were made after the rules, and half of the seeds were not looked at while rules were changed.
+Some led to changes of rules: they are no blind test.
 """
 
 from picture_clips import (CODED_FIELDS, FIELDS_NTSC, FILM, FLAG, FOUND, H264, HELD, HEVC, LOW_RATE, MPEG2,
