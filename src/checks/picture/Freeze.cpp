@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <array>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -45,15 +43,6 @@ constexpr float kAnewOfMean = 4.0F;
 /// anew since.
 constexpr int kStillCell = 3;
 constexpr int kAnewCell = 6;
-/// Pictures that move as a whole, up to a still: the mean of all pixels, and three quarters of the
-/// blocks. A motion that comes to rest gets slower, and a card may begin with a jump.
-constexpr float kMovingMean = 1.5F;
-constexpr float kMovingQuarter = 0.5F;
-constexpr float kSlower = 0.5F;
-constexpr float kJump = 1.5F;
-constexpr std::size_t kMovingPictures = 3;
-/// A dissolve or a fade may end so many pictures off a still.
-constexpr int64_t kNearChange = 8;
 /// A picture of which as much is black counts as black.
 constexpr double kBlackShare = 0.98;
 
@@ -74,8 +63,7 @@ class FreezeMeasurement final : public PictureMeasurement {
                        .lastQuiet = record.number,
                        .thumb = *previous_,
                        .origin = *previous_,
-                       .isHead = !hasMoved_,
-                       .isInMotion = isInMotion()};
+                       .isHead = !hasMoved_};
         loose_ = 0;
       } else {
         // One picture alone may be the first of a still: several of them are a head as well.
@@ -87,9 +75,6 @@ class FreezeMeasurement final : public PictureMeasurement {
     if (!isBlack) {
       previous_ = record.thumb;
     }
-    std::rotate(recent_.begin(), recent_.begin() + 1, recent_.end());
-    const bool isMotion = record.kind == PictureKind::goesOn && !record.isFirstOfSize && !isBlack;
-    recent_.back() = isMotion ? record.numbers.change : ChangeNumbers{};
   }
 
   const char* display() const override { return kDisplays[0]; }
@@ -128,7 +113,6 @@ class FreezeMeasurement final : public PictureMeasurement {
     Thumb thumb;     ///< of the first, or since it was coded anew
     Thumb origin;    ///< of the first
     bool isHead = false;
-    bool isInMotion = false;  ///< all of the picture moved up to it
   };
 
   static bool isQuiet(const PictureRecord& record) {
@@ -139,16 +123,6 @@ class FreezeMeasurement final : public PictureMeasurement {
     const ChangeNumbers& change = record.numbers.change;
     return change.mean > kQuietMean &&
            change.largest <= std::min(kAnewBlock, kAnewOfMean * change.mean);
-  }
-
-  /// The last pictures moved as a whole.
-  bool isInMotion() const {
-    return std::all_of(recent_.begin(), recent_.end(),
-                       [](const ChangeNumbers& change) {
-                         return change.mean >= kMovingMean && change.quarter >= kMovingQuarter;
-                       }) &&
-           recent_.back().mean >= kSlower * recent_.front().mean &&
-           recent_.back().mean <= kJump * recent_.front().mean;
   }
 
   bool goesOn(const PictureRecord& record, bool isBlack) {
@@ -181,10 +155,7 @@ class FreezeMeasurement final : public PictureMeasurement {
       return;
     }
     const bool isThroughout = still.isHead && isTail;
-    // An end card begins with a cut, or what moves in it comes to rest.
-    const bool isEdge =
-        (still.isHead || (isTail && !(still.isInMotion && !isAfterChange(still)))) &&
-        length <= demands_.headSeconds;
+    const bool isEdge = (still.isHead || isTail) && length <= demands_.headSeconds;
     isStillThroughout_ = isStillThroughout_ || isThroughout;
     QAEvent event = eventOf(still.first, end,
                             isThroughout   ? "a still throughout"
@@ -198,14 +169,7 @@ class FreezeMeasurement final : public PictureMeasurement {
     events_.push_back(std::move(event));
   }
 
-  bool isAfterChange(const Still& still) const {
-    return std::any_of(changes_.begin(), changes_.end(), [&](const GradualChange& change) {
-      return std::abs(change.last - still.first) <= kNearChange;
-    });
-  }
-
-  void endPictures(const PictureSummary& summary) override {
-    changes_ = summary.gradualChanges;
+  void endPictures(const PictureSummary&) override {
     if (still_.has_value()) {
       close(times().count());
     }
@@ -215,9 +179,6 @@ class FreezeMeasurement final : public PictureMeasurement {
   std::optional<Still> still_;
   /// The thumb of the picture before, unless that was black.
   std::optional<Thumb> previous_;
-  /// Of the last pictures; none at a cut.
-  std::array<ChangeNumbers, kMovingPictures> recent_ = {};
-  std::vector<GradualChange> changes_;
   int loose_ = 0;  ///< pictures since the last still or black
   bool hasMoved_ = false;
   bool isStillThroughout_ = false;
