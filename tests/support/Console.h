@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <regex>
 #include <string>
 #include <string_view>
 
@@ -20,11 +19,12 @@ std::string consoleOutputOf(Action action) {
 }
 
 inline constexpr std::string_view kTimeStampPattern = "[00:00:00]";
+inline constexpr std::string_view kDatePattern = "0000-00-00";
 
-/// Whether a time stamp as a logger makes it, "[HH:MM:SS]", stands at this place.
-inline bool isTimeStamp(const std::string& text, std::size_t at) {
-  for (std::size_t i = 0; i < kTimeStampPattern.size(); ++i) {
-    const char wanted = kTimeStampPattern[i];
+/// Whether what stands at this place is like `pattern`, in which 0 stands for any digit.
+inline bool isLike(std::string_view pattern, const std::string& text, std::size_t at) {
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    const char wanted = pattern[i];
     const char found = at + i < text.size() ? text[at + i] : '\0';
     const bool matches = wanted == '0' ? found >= '0' && found <= '9' : found == wanted;
     if (!matches) {
@@ -34,11 +34,11 @@ inline bool isTimeStamp(const std::string& text, std::size_t at) {
   return true;
 }
 
-/// `text` with every time stamp replaced by "[T]".
+/// `text` with every time stamp as a logger makes it, "[HH:MM:SS]", replaced by "[T]".
 inline std::string withoutTimes(const std::string& text) {
   std::string plain;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] == '[' && isTimeStamp(text, at)) {
+    if (text[at] == '[' && isLike(kTimeStampPattern, text, at)) {
       plain += "[T]";
       at += kTimeStampPattern.size() - 1;
     } else {
@@ -51,8 +51,16 @@ inline std::string withoutTimes(const std::string& text) {
 /// The same, and without the date in the header of a report: two runs may have midnight between
 /// them.
 inline std::string withoutTimesAndDate(const std::string& text) {
-  static const std::regex date("(Test Date:\t\t)[0-9]{4}-[0-9]{2}-[0-9]{2}");
-  return std::regex_replace(withoutTimes(text), date, "$1[D]");
+  constexpr std::string_view kHeading = "Test Date:\t\t";
+  std::string plain = withoutTimes(text);
+  for (std::size_t at = plain.find(kHeading); at != std::string::npos;
+       at = plain.find(kHeading, at)) {
+    at += kHeading.size();
+    if (isLike(kDatePattern, plain, at)) {
+      plain.replace(at, kDatePattern.size(), "[D]");
+    }
+  }
+  return plain;
 }
 
 }  // namespace qatest
