@@ -272,6 +272,20 @@ bool ShotFinder::isCutOfColour(const Entry& its) const {
   return static_cast<float>(changed) >= kChangedCells * static_cast<float>(before.blue.size());
 }
 
+bool ShotFinder::hasReturned(const Entry& flash, const Entry& before, const Entry& after) {
+  // What moves in between goes on moving.
+  const float moved = before.colourChange * static_cast<float>(after.number - before.number);
+  if (colourChangeOf(before.chroma, after.chroma) >
+      std::max({kReturned * flash.colourChange, kColourChange / 2.0F, moved})) {
+    return false;
+  }
+  if (before.isFlat) {
+    return distanceOf(before.thumb, after.thumb) <= kReturned * flash.change;
+  }
+  const Likeness likeness = compareShifted(before.thumb, after.thumb);
+  return likeness.distance <= kReturned * flash.change && likeness.unlike < kReturned;
+}
+
 std::optional<int64_t> ShotFinder::flashEnd(const Entry& its) const {
   const Entry& before = *entry(its.number - 1);
   for (int64_t number = its.number + 1; number <= its.number + kLongestFlash; ++number) {
@@ -279,10 +293,7 @@ std::optional<int64_t> ShotFinder::flashEnd(const Entry& its) const {
     if (after == nullptr || !after->thumb.hasSizeOf(before.thumb)) {
       return std::nullopt;
     }
-    if (distanceOf(before.thumb, after->thumb) <= kReturned * its.change &&
-        (before.isFlat || compareShifted(before.thumb, after->thumb).unlike < kReturned) &&
-        colourChangeOf(before.chroma, after->chroma) <=
-            std::max(kReturned * its.colourChange, kColourChange / 2.0F)) {
+    if (hasReturned(its, before, *after)) {
       return number;
     }
   }

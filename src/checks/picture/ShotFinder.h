@@ -84,6 +84,8 @@ class ShotFinder {
   bool isCut(const Entry& its) const;
   bool isCutBetweenFields(const Entry& its) const;
   bool isCutOfColour(const Entry& its) const;
+  /// Whether a picture shows what was there before a flash.
+  static bool hasReturned(const Entry& flash, const Entry& before, const Entry& after);
   /// The first picture after the flash that begins here.
   std::optional<int64_t> flashEnd(const Entry& its) const;
 
