@@ -35,6 +35,7 @@ constexpr int kColourCell = 8;
 constexpr float kFlashChange = 20.0F;
 /// How near the picture after a flash is to the one before, against the change.
 constexpr float kReturned = 0.35F;
+constexpr float kNearer = 0.5F;
 constexpr int64_t kLongestFlash = 4;
 
 /// Lengths at which gradual changes are looked for, in pictures.
@@ -282,8 +283,12 @@ bool ShotFinder::hasReturned(const Entry& flash, const Entry& before, const Entr
   if (before.isFlat) {
     return distanceOf(before.thumb, after.thumb) <= kReturned * flash.change;
   }
+  // A picture of a pan lies on the one before, moved, and is ever farther off: no flash does.
+  if (distanceOf(before.thumb, after.thumb) > kNearer * flash.change) {
+    return false;
+  }
   const Likeness likeness = compareShifted(before.thumb, after.thumb);
-  return likeness.distance <= kReturned * flash.change && likeness.unlike < kReturned;
+  return likeness.distance <= kReturned * flash.likeness.distance && likeness.unlike < kReturned;
 }
 
 std::optional<int64_t> ShotFinder::flashEnd(const Entry& its) const {
