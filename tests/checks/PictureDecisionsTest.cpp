@@ -60,6 +60,23 @@ TEST(RepeatedPictures, AreNoPausesOfAMotion) {
   EXPECT_TRUE(findRepeatedPictures(pictures).empty());
 }
 
+TEST(RepeatedPictures, StandOutFromPicturesThatHardlyMove) {
+  std::vector<RepeatEvidence> pictures = moving(80, [](int64_t) { return false; });
+  for (RepeatEvidence& one : pictures) {
+    one.change = {.mean = 15.0F, .largest = 60.0F};
+  }
+  // A camera held by hand rests for a moment.
+  pictures[40].change = {.mean = 1.4F, .largest = 4.9F};
+  pictures[39].change = {.mean = 2.7F, .largest = 14.0F};
+  EXPECT_TRUE(findRepeatedPictures(pictures).empty());
+  pictures[39].change.mean = 2.9F;
+  EXPECT_EQ(findRepeatedPictures(pictures), std::vector<int64_t>{40});
+  // What rests before a cut says nothing of the shot after it.
+  pictures[39].kind = PictureKind::cut;
+  pictures[38].change = {.mean = 0.1F, .largest = 0.5F};
+  EXPECT_EQ(findRepeatedPictures(pictures), std::vector<int64_t>{40});
+}
+
 TEST(RepeatedPictures, AreNoneWhereAMotionBegins) {
   std::vector<RepeatEvidence> pictures = moving(80, [](int64_t n) { return n == 39; });
   for (std::size_t n = 0; n < 39; ++n) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <optional>
 
 namespace qatester {
@@ -30,6 +31,10 @@ constexpr float kNothingOfMotion = 0.1F;
 /// What is new in a single one is little against motion, or even: noise.
 constexpr float kLittleOfMotion = 0.2F;
 constexpr float kEven = 2.5F;
+/// What changes less than twice as much, so near, is motion of the same kind: a camera held by hand
+/// pauses now and then.
+constexpr float kStandsOut = 2.0F;
+constexpr int64_t kNear = 5;
 
 /// Repeats that make a pattern, and how many distances in turn.
 constexpr std::size_t kLeastRepeats = 4;
@@ -91,6 +96,23 @@ class RepeatFinder {
       return one.isCut || (one.largest >= kLeastSide && largest <= kOfSides * one.largest);
     };
     return isBeside(before) && isBeside(after);
+  }
+
+  /// Whether no picture near it changes nearly as little, others that may be repeated aside.
+  bool standsOut(int64_t number, const std::vector<int64_t>& candidates) const {
+    const float most = kStandsOut * at(number).change.mean;
+    for (const int64_t step : {-1, 1}) {
+      for (int64_t n = number + step; isInside(n) && std::abs(n - number) <= kNear; n += step) {
+        if (at(n).kind != PictureKind::goesOn) {
+          break;
+        }
+        if (at(n).change.mean < most &&
+            !std::binary_search(candidates.begin(), candidates.end(), n)) {
+          return false;
+        }
+      }
+    }
+    return true;
   }
 
  private:
@@ -186,12 +208,15 @@ std::size_t inTurnFrom(const std::vector<int64_t>& repeated, std::size_t from) {
 
 std::vector<int64_t> findRepeatedPictures(const std::vector<RepeatEvidence>& pictures) {
   RepeatFinder finder(pictures);
-  std::vector<int64_t> repeated;
+  std::vector<int64_t> candidates;
   for (int64_t n = 0; n < static_cast<int64_t>(pictures.size()); ++n) {
     if (finder.isRepeated(n)) {
-      repeated.push_back(n);
+      candidates.push_back(n);
     }
   }
+  std::vector<int64_t> repeated;
+  std::ranges::copy_if(candidates, std::back_inserter(repeated),
+                       [&](int64_t n) { return finder.standsOut(n, candidates); });
   return repeated;
 }
 

@@ -25,9 +25,11 @@ constexpr float kChangedCells = 0.6F;
 constexpr float kPartUnlike = 0.3F;
 constexpr float kPartChange = 20.0F;
 constexpr float kPartCells = 0.4F;
-/// Two changes alike that add up, where one field of a picture is of either shot.
+/// Two changes alike that add up, where one field of a picture is of either shot: it is the mean of
+/// both.
 constexpr float kFieldsUnlike = 0.45F;
 constexpr float kFieldsChange = 10.0F;
+constexpr double kFieldsResidual = 0.05;
 /// Of Cb and Cr, where luma hardly changes.
 constexpr float kColourChange = 10.0F;
 constexpr int kColourCell = 8;
@@ -44,6 +46,8 @@ constexpr float kLeastGradual = 4.0F;
 constexpr float kFlatGradual = 16.0F;
 constexpr double kOffTheLine = 0.2;
 constexpr int64_t kFadePart = 2;
+/// A dissolve or a fade takes most of the window that it was found in.
+constexpr int64_t kShrunk = 2;
 /// Thumbs that are kept for them.
 constexpr int64_t kKept = 160;
 
@@ -253,6 +257,7 @@ bool ShotFinder::isCutBetweenFields(const Entry& its) const {
   const Thumb& before = entry(its.number - 1)->thumb;
   const float across = distanceOf(before, next->thumb);
   return across >= kFieldsChange && across >= 0.9F * (its.change + next->change) &&
+         placeOf(its.thumb, before, next->thumb).residual <= kFieldsResidual &&
          compareShifted(before, next->thumb).unlike >= kFieldsUnlike;
 }
 
@@ -425,6 +430,10 @@ void ShotFinder::closeWindow() {
       --change.first;
     }
     change.first -= moves(change.first - 1, change.first + 1) ? 1 : 0;
+    // A dissolve changes all the way. A shot that moves may happen to lie on the line for a moment.
+    if (kShrunk * (change.last - change.first) < window.length()) {
+      return;
+    }
   }
   changes_.push_back(change);
 }
