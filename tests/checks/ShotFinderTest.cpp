@@ -132,6 +132,18 @@ TEST(Shots, AreJoinedByDissolvesThatAreNoCuts) {
   EXPECT_NEAR(static_cast<double>(result.changes[0].last), kFirst + kLength, 2.0);
 }
 
+TEST(Shots, GoOnThroughSlowChangesThatWaver) {
+  // Slow, and wavering about the line, so that it moves on for a few pictures at a time.
+  const Found result = found(140, [&](int64_t number) -> Scenery {
+    const double line = std::clamp(static_cast<double>(number - 40) / 60.0, 0.0, 1.0);
+    const double wave = 0.06 * std::sin(2.0 * static_cast<double>(number));
+    const double part = line > 0.0 && line < 1.0 ? line + wave : line;
+    return
+        [=](int x, int y) { return (1.0 - part) * sceneryAt(1, x, y) + part * sceneryAt(4, x, y); };
+  });
+  EXPECT_TRUE(result.changes.empty());
+}
+
 TEST(Shots, EndAndBeginWithFades) {
   const Found result = found(140, [](int64_t number) -> Scenery {
     const auto n = static_cast<double>(number);
@@ -166,6 +178,28 @@ TEST(Shots, GoOnWhereAMotionLastsToTheEnd) {
     return shot(number < 58 ? 1 : number == 58 ? 2 : 5);
   });
   EXPECT_EQ(std::count(result.cuts.begin(), result.cuts.end(), 58), 0);
+}
+
+TEST(Shots, BeginInAPictureOfBothFields) {
+  const Found result = found(60, [](int64_t number) -> Scenery {
+    const double part = number < 30 ? 0.0 : number == 30 ? 0.5 : 1.0;
+    return
+        [=](int x, int y) { return (1.0 - part) * sceneryAt(1, x, y) + part * sceneryAt(4, x, y); };
+  });
+  EXPECT_EQ(result.cuts, std::vector<int64_t>{30});
+}
+
+TEST(Shots, GoOnWhereTheHorizonRisesAtTheEnd) {
+  for (const int rows : {1, 2, 3}) {
+    const Found result = found(60, [&](int64_t number) -> Scenery {
+      const int risen = static_cast<int>(std::max<int64_t>(number - 57, 0)) * rows;
+      return [=](int x, int y) {
+        const double sky = 170.0 + 1.5 * (y - 0.4 * static_cast<double>(number));
+        return y >= kRows - risen ? 40.0 : sky + 0.05 * sceneryAt(1, x, y);
+      };
+    });
+    EXPECT_TRUE(result.cuts.empty()) << rows;
+  }
 }
 
 TEST(Shots, BeginWithColourWhereLumaIsTheSame) {
