@@ -73,7 +73,9 @@ TEST(RepeatedPictures, StandOutFromPicturesThatHardlyMove) {
   EXPECT_EQ(findRepeatedPictures(pictures), std::vector<int64_t>{40});
   // What rests before a cut says nothing of the shot after it.
   pictures[39].kind = PictureKind::cut;
-  pictures[38].change = {.mean = 0.1F, .largest = 0.5F};
+  for (std::size_t n = 30; n < 39; ++n) {
+    pictures[n].change = {.mean = 0.1F, .largest = 0.5F};
+  }
   EXPECT_EQ(findRepeatedPictures(pictures), std::vector<int64_t>{40});
 }
 
