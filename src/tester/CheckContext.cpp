@@ -1,6 +1,7 @@
 #include "tester/CheckContext.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
@@ -64,6 +65,12 @@ void HeldLog::release() {
       logger_->LogStamped(entry.stamp, entry.text);
     }
   }
+}
+
+double numberSetting(const CheckContext& context, const QASetting& row) {
+  // In single precision a text such as -0.3 has digits that nobody wrote.
+  constexpr double kDigits = 1e6;
+  return std::round(static_cast<double>(context.real(row)) * kDigits) / kDigits;
 }
 
 }  // namespace qatester

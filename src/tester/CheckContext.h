@@ -90,4 +90,7 @@ struct CheckContext {
   std::vector<std::string> list(const QASetting& row) const { return listSetting(*settings, row); }
 };
 
+/// A row's number, as people write it.
+double numberSetting(const CheckContext& context, const QASetting& row);
+
 }  // namespace qatester

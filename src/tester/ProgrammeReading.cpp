@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <new>
 #include <system_error>
 #include <utility>
 
+#include "tester/EventPictures.h"
 #include "tester/Reasons.h"
 
 namespace qatester {
@@ -202,6 +204,15 @@ void ProgrammeReading::finish(Steps& steps) {
       }
       run->finish(end_);
     });
+  }
+  try {
+    if (EventPictures pictures(runs_); pictures.any()) {
+      pictures.read(context_);
+    }
+  } catch (const std::bad_alloc&) {
+    // The results are there all the same.
+  }
+  for (ProgrammeRun* run : runs_) {
     if (run->hasEnded()) {
       steps.ended(*run);
     }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tester/TimecodeClock.h"
+#include "visual/WaveformDisplay.h"
 
 namespace qatester {
 
@@ -35,6 +36,24 @@ double weightOf(const QAEvent& event) {
   }
   return event.endSeconds.value_or(0.0) - event.startSeconds.value_or(0.0);
 }
+
+/// Leaves the worst of them, in no order. Those that break come before those that are only
+/// reported.
+void keepWorst(std::vector<QAEvent>& events, std::size_t most) {
+  if (events.size() <= most) {
+    return;
+  }
+  std::stable_sort(events.begin(), events.end(), [](const QAEvent& one, const QAEvent& other) {
+    if (one.breaks != other.breaks) {
+      return one.breaks;
+    }
+    return weightOf(one) > weightOf(other);
+  });
+  events.resize(most);
+}
+
+/// Of how many events of a check there are pictures.
+constexpr std::size_t kMostShown = 20;
 
 }  // namespace
 
@@ -86,20 +105,10 @@ void ProgrammeRun::describe() {
   addTimecodes();
 }
 
-/// Those that break come before those that are only reported.
 void ProgrammeRun::keepTheWorst() {
-  const auto most = static_cast<std::size_t>(eventsPerCheck(context_));
   std::vector<QAEvent>& events = outcome_.events;
+  keepWorst(events, static_cast<std::size_t>(eventsPerCheck(context_)));
   const auto start = [](const QAEvent& event) { return event.startSeconds.value_or(-1.0); };
-  if (events.size() > most) {
-    std::stable_sort(events.begin(), events.end(), [](const QAEvent& one, const QAEvent& other) {
-      if (one.breaks != other.breaks) {
-        return one.breaks;
-      }
-      return weightOf(one) > weightOf(other);
-    });
-    events.resize(most);
-  }
   std::stable_sort(events.begin(), events.end(), [&](const QAEvent& one, const QAEvent& other) {
     return start(one) < start(other);
   });
@@ -129,6 +138,29 @@ void ProgrammeRun::addTimecodes() {
     add(event.startSeconds, event.startFrame, event.startTimecode);
     add(event.endSeconds, event.endFrame, event.endTimecode);
   }
+}
+
+std::vector<int64_t> ProgrammeRun::picturesToShow() const {
+  std::vector<int64_t> numbers;
+  if (measurement_.display() == nullptr || !context_.displays.writesPictures()) {
+    return numbers;
+  }
+  std::vector<QAEvent> events = outcome_.events;
+  keepWorst(events, kMostShown);
+  for (const QAEvent& event : events) {
+    const std::vector<int64_t> its = measurement_.picturesOf(event);
+    numbers.insert(numbers.end(), its.begin(), its.end());
+  }
+  return numbers;
+}
+
+void ProgrammeRun::show(const ProgrammePicture& picture, const OxVideoFrameRGB& converted) {
+  const UniqueCanvas canvas = drawImageData(converted, context_.displays.canvases());
+  if (canvas == nullptr) {
+    return;
+  }
+  measurement_.mark(picture, *canvas);
+  context_.displays.show(measurement_.display(), static_cast<int>(picture.number), canvas.get());
 }
 
 std::string ProgrammeRun::reasonForNothing() const {

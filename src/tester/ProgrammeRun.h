@@ -4,9 +4,12 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "media/OxVideoStream.h"
 #include "media/Programme.h"
 #include "tester/CheckRun.h"
+#include "visual/Visual.h"
 
 namespace qatester {
 
@@ -42,6 +45,13 @@ class ProgrammeMeasurement : public ProgrammeConsumer {
   /// Asked once, before `begin`.
   virtual bool hasSubject(const ProgrammeFacts& facts, std::string& reason) const = 0;
 
+  /// The title of the pictures of its events; null: there are none.
+  virtual const char* display() const { return nullptr; }
+  /// Which pictures show an event, by their numbers.
+  virtual std::vector<int64_t> picturesOf(const QAEvent&) const { return {}; }
+  /// Marks what is wrong in such a picture, on a canvas of its size. After `end`.
+  virtual void mark(const ProgrammePicture&, IplImage&) {}
+
   /// Adds values, limits, events and a summary to an outcome, and whether a limit is `broken`. A
   /// check that judges nothing of this file says so with `QAState::info`. Times of events are
   /// seconds and frames: timecodes are added to them later.
@@ -67,6 +77,11 @@ class ProgrammeRun : public CheckRun {
 
   /// The reading has ended.
   void finish(const ProgrammeEnd& end);
+
+  /// The numbers of the pictures that show the worst of its events. None where pictures go nowhere.
+  std::vector<int64_t> picturesToShow() const;
+  /// Shows one of them, as it was decoded and converted.
+  void show(const ProgrammePicture& picture, const OxVideoFrameRGB& converted);
 
   /// 0 to 1, of the reading; from any thread.
   void setShare(double share) { share_ = share; }

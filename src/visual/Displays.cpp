@@ -42,11 +42,16 @@ bool Displays::tryToShow(const std::string& name, int index, const IplImage* can
   }
   const auto path = std::filesystem::path(folder_) / pictureFileName(name, index);
   const std::string problem = writePicture(path.string(), *canvas);
-  failed_ = !problem.empty();
-  if (failed_ && complain_) {
-    complain_(problem);
+  if (!problem.empty()) {
+    giveUp(problem);
   }
   return true;
+}
+
+void Displays::giveUp(const std::string& problem) {
+  if (!std::exchange(failed_, true) && complain_) {
+    complain_(problem);
+  }
 }
 
 void Displays::show(const std::string& name, int index, const IplImage* canvas) {

@@ -29,6 +29,12 @@ class Displays {
   /// Whether there is somewhere to show what is shown whatever the switch says.
   bool possible();
 
+  /// Whether visualisations are on and go to picture files.
+  bool writesPictures() const { return on_ && where_ == QADisplays::pictures && !failed_; }
+
+  /// Says once, in words, why there are no more picture files, and writes none from then on.
+  void giveUp(const std::string& problem);
+
   /// Shows a canvas in the window `name`, or writes it to "NAME-00042.png" in the folder (42 being
   /// `index`, blanks in the name becoming hyphens), replacing what was there. Null shows nothing.
   void show(const std::string& name, int index, const IplImage* canvas);

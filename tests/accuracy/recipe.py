@@ -1,6 +1,7 @@
 """What recipes of clips are made of: sources, expectations, and damage to bytes that is known."""
 
 import dataclasses
+import fractions
 import functools
 import json
 import struct
@@ -9,7 +10,8 @@ import subprocess
 CHECKS = ["streams", "frame-timing", "length", "decoding", "start-timecode"]
 SOUND_CHECKS = ["programme-loudness", "true-peak", "sample-levels", "silence", "channels", "clipping",
                 "polarity", "dropouts"]
-CLEAN, BREAKS, SAYS, OPEN = "clean", "breaks", "says", "open"
+PICTURE_CHECKS = ["black", "freeze", "field-order", "cadence", "repeats", "cuts", "active-picture", "flashes"]
+CLEAN, BREAKS, SAYS, OPEN, FINDS = "clean", "breaks", "says", "open", "finds"
 # The same bytes from the same versions of the tools, whenever and wherever.
 BITEXACT = ["-fflags", "+bitexact", "-flags", "+bitexact", "-map_metadata", "-1"]
 
@@ -61,6 +63,22 @@ def breaks(*events):
 def says(word):
     """What a check says with this word, and does not judge."""
     return {"expect": SAYS, "word": word}
+
+
+def finds(*events, of=(), judged=None):
+    """Exactly these events, whatever they break; of all that a check gives, or of those whose words
+    begin with one of `of`. `judged` is what else the check must say of the clip."""
+    facts = {"events": list(events), "of": list(of)}
+    return {**judged, "finds": facts} if judged else {"expect": FINDS, "finds": facts}
+
+
+def pictures(first, end, what, rate="25", tolerance=2, within=0):
+    """An event of the pictures `first` to `end`, exclusive, that is known within so many pictures.
+
+    Where both are the same it is a moment, whose end is not asked for. The numbers in its words are known within `within`."""
+    second = lambda number: number / float(fractions.Fraction(rate))  # noqa: E731
+    known = event(second(first), what, second(tolerance + 0.01), second(end), ends=end > first)
+    return {**known, "within": within} if within else known
 
 
 def undecided(why):

@@ -530,9 +530,9 @@ TEST(ProgrammeLoudness, OfAMonoProgrammeIsJudgedAsMeasuredUnlessASettingSaysOthe
   SoundStream mono = stereo(10, [](int, int64_t i) { return 0.1 * sine(997, i); });
   mono.channels = 1;
   mono.names = {"FC"};
-  const SoundSettings at23{{"LoudnessTarget", "-23"}, {"LoudnessTolerance", "0.1"}};
+  const CheckSettings at23{{"LoudnessTarget", "-23"}, {"LoudnessTolerance", "0.1"}};
   EXPECT_FALSE(measureSound("programme-loudness", at23, {mono}).broken);
-  SoundSettings dual = at23;
+  CheckSettings dual = at23;
   dual.emplace_back("DualMono", "1");
   EXPECT_TRUE(measureSound("programme-loudness", dual, {mono}).broken);
   dual[0].second = "-20";

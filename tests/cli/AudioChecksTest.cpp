@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <regex>
 #include <stop_token>
 
 #include "Client.h"
@@ -244,12 +243,12 @@ TEST_F(AudioChecks, TellHowManyBlocksCame) {
   const std::string whole = clipOf({sound}, "whole.mkv");
   const std::string cut = truncatedCopy(dir_, "cut.mkv", whole, readFile(whole).size() / 2);
   const Answers answers = run(cut, "QATesterSlateSeconds=1\nLoudnessFrameChecks=1000\n");
-  const std::regex expected(
-      "  levels    pass  .*; only [1-9]\\d* of 100 blocks came\n"
-      "  loudness  info  .*; only [1-9]\\d* of 1000 blocks came\n"
-      "  mono      pass  .*; only [1-9]\\d* of 70 blocks came\n"
-      "  phase     pass  .*; only [1-9]\\d* of 100 blocks came\n");
-  EXPECT_TRUE(std::regex_match(answers.table, expected)) << answers.table;
+  const testing::Matcher<std::string> expected = testing::MatchesRegex(
+      "  levels    pass  [^\n]*; only [1-9][0-9]* of 100 blocks came\n"
+      "  loudness  info  [^\n]*; only [1-9][0-9]* of 1000 blocks came\n"
+      "  mono      pass  [^\n]*; only [1-9][0-9]* of 70 blocks came\n"
+      "  phase     pass  [^\n]*; only [1-9][0-9]* of 100 blocks came\n");
+  EXPECT_TRUE(expected.Matches(answers.table)) << answers.table;
 }
 
 TEST_F(AudioChecks, SoundThatEndsWithinTheSlateIsNotMeasured) {

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "checks/picture/SignalPlanes.h"
+#include "checks/picture/SignalRangeKernels.h"
 #include "checks/video/ColourExtremes.h"
 #include "checks/video/ColourLevels.h"
 #include "checks/video/FieldComparison.h"
@@ -26,6 +28,7 @@
 #include "checks/video/Transitions.h"
 #include "checks/video/VerticalChanges.h"
 #include "fuzz/Input.h"
+#include "media/FFmpegPixels.h"
 #include "media/GreyPicture.h"
 #include "media/GreyValues.h"
 #include "support/PaddedBytes.h"
@@ -315,6 +318,34 @@ void measureColours(Input& input) {
   }
 }
 
+/// Of any matrix and range, in planes that are no larger than they must be.
+void measureSignals(Input& input) {
+  Picture picture(input);
+  AVFrame& frame = picture.frame();
+  frame.colorspace = static_cast<AVColorSpace>(input.within(0, 15));
+  frame.color_range = static_cast<AVColorRange>(input.within(0, 2));
+  const PixelLayout layout = pixelLayout(frame.format);
+  SignalCoding coding;
+  std::string reason;
+  if (layout.kind == PixelLayout::Kind::unreadable || !findCoding(frame, layout, coding, reason)) {
+    return;
+  }
+  SignalPlanes planes;
+  const SignalPicture signals = planes.read(frame, layout);
+  OutsideMap map;
+  OutsideMap defined;
+  map.reset(frame.width, frame.height);
+  defined.reset(frame.width, frame.height);
+  SignalExtremes extremes;
+  SignalExtremes definedExtremes;
+  const bool any = markOutside(signals, coding.rules, extremes, map);
+  require(any == markOutsidePixelwise(signals, coding.rules, definedExtremes, defined),
+          "kernel and definition agree whether a pixel is outside");
+  require(map == defined, "and which");
+  require(extremes == definedExtremes, "and on the extremes");
+  require(countInSquares(map) == countInSquaresPixelwise(map), "and how many are in squares");
+}
+
 void runKernels(Input& input) {
   const auto count = static_cast<std::size_t>(input.within(0, 700));
   const std::vector<uint8_t> a = input.bytes(3 * count);
@@ -459,6 +490,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
       break;
     case 5:
       drawOnCanvas(input);
+      break;
+    case 8:
+      measureSignals(input);
       break;
     default:
       measure(input);

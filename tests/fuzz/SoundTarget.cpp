@@ -13,6 +13,7 @@
 #include "checks/sound/SoundKernels.h"
 #include "foundation/Settings.h"
 #include "fuzz/Input.h"
+#include "fuzz/Outcome.h"
 #include "media/Programme.h"
 #include "tester/CheckContext.h"
 #include "tester/ProgrammeRun.h"
@@ -27,6 +28,7 @@ extern "C" {
 using namespace qatester;
 using qafuzz::Input;
 using qafuzz::require;
+using qafuzz::requireOutcome;
 
 namespace {
 
@@ -115,40 +117,6 @@ ProgrammeFacts factsFrom(Input& input, const std::vector<Stream>& streams) {
     facts.streams.push_back(programme);
   }
   return facts;
-}
-
-/// A number that JSON can hold, or a lasting silence.
-void requireNumber(const std::optional<double>& value, const char* what) {
-  require(!value.has_value() || !std::isnan(*value), what);
-}
-
-void requireValues(const QAValues& values) {
-  for (const QAValue& value : values) {
-    if (const auto* number = std::get_if<double>(&value.value)) {
-      require(std::isfinite(*number), "results are numbers");
-    } else if (const auto* records = std::get_if<std::vector<QAValues>>(&value.value)) {
-      for (const QAValues& record : *records) {
-        requireValues(record);
-      }
-    }
-  }
-}
-
-void requireOutcome(const QACheckOutcome& outcome) {
-  require(outcome.state != QAState::notMeasured || !outcome.reason.empty(),
-          "what is not measured has a reason");
-  if (outcome.state == QAState::notMeasured) {
-    return;
-  }
-  require(!outcome.summary.empty(), "what is measured is summed up");
-  requireValues(outcome.values);
-  for (const QAEvent& event : outcome.events) {
-    require(!event.what.empty(), "events have words");
-    requireNumber(event.value, "events have numbers");
-    require(event.startSeconds.has_value() && std::isfinite(*event.startSeconds) &&
-                event.endSeconds.has_value() && std::isfinite(*event.endSeconds),
-            "events have times");
-  }
 }
 
 void measure(Input& input) {

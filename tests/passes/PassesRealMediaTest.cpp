@@ -18,7 +18,7 @@ namespace {
 /// A whole file is read some twenty times: of a larger one there is enough in what it begins with,
 /// where its container can be read without its end.
 constexpr std::uintmax_t kMostBytes = kSanitized ? 300000 : 3000000;
-constexpr std::uintmax_t kStreamBytes = 600000;
+constexpr std::uintmax_t kStreamBytes = 300000;
 
 void cut(const std::filesystem::path& from, const std::filesystem::path& to, std::uintmax_t bytes) {
   std::filesystem::copy_file(from, to);

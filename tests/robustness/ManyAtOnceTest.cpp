@@ -20,6 +20,7 @@
 #include "support/FakeSleep.h"
 #include "support/Outcomes.h"
 #include "support/RecordingListener.h"
+#include "support/Sanitized.h"
 #include "tester/QATester.h"
 
 namespace {
@@ -28,15 +29,9 @@ using namespace qatest;
 using std::chrono::microseconds;
 
 // Under a sanitizer each round takes several times as long, and finds more.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kStoppedChecks = 50;
-constexpr int kRepetitions = 3;
-#else
-constexpr int kStoppedChecks = 500;
-constexpr int kRepetitions = 10;
-#endif
-
-constexpr int kTesters = 8;
+constexpr int kStoppedChecks = kSanitized ? 50 : 500;
+constexpr int kRepetitions = kSanitized ? 3 : 10;
+constexpr int kTesters = kSanitized ? 4 : 8;
 constexpr const char* kLogNameLine = "[T] Log File:\t\t";
 /// No check asks for more than a file of two seconds holds: with fixed pauses a block that is late
 /// is a block that is missing, and how late one may be is not what is tested here.
@@ -111,7 +106,7 @@ class ManyTesters : public testing::TestWithParam<QAPauses> {
  protected:
   ManyTesters() { writeFile(settings_, kSettings); }
 
-  /// Eight files of different pictures, lengths, sounds and containers.
+  /// Files of different pictures, lengths, sounds and containers.
   std::vector<std::string> makeFiles() const {
     std::vector<std::string> files;
     const AVPixelFormat formats[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P,

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -13,12 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/Settings.h"
 #include "media/Programme.h"
-#include "tester/CheckContext.h"
-#include "tester/ProgrammeRun.h"
-#include "tester/QACheck.h"
-#include "visual/Displays.h"
+#include "support/MeasuredProgramme.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -63,9 +58,6 @@ struct SoundStream {
   std::optional<double> declaredSeconds = {};
   std::vector<SoundChange> changes = {};  ///< in order
 };
-
-/// Settings as keys and values.
-using SoundSettings = std::vector<std::pair<std::string, std::string>>;
 
 /// Facts of a file with these streams.
 inline qatester::ProgrammeFacts factsOf(const std::vector<SoundStream>& streams) {
@@ -246,34 +238,11 @@ inline qatester::ProgrammeEnd giveSound(qatester::ProgrammeConsumer& consumer,
 }
 
 /// What a check of sound comes to on a file with these streams. Throws what ended the check.
-inline QACheckOutcome measureSound(const std::string& checkName, const SoundSettings& settings,
+inline QACheckOutcome measureSound(const std::string& checkName, const CheckSettings& settings,
                                    const std::vector<SoundStream>& streams, bool stopped = false) {
-  const std::string fileName;
-  Settings store(nullptr, nullptr);
-  store.SetOverrides(settings);
-  qatester::Displays displays(QADisplays::nowhere, false, "", {});
-  const QATesterOptions options;
-  const qatester::CheckContext context{fileName, nullptr, nullptr, &store, displays, 0, options};
-  const QACheck* check = findCheck(checkName);
-  if (check == nullptr) {
-    throw std::invalid_argument("no check is called " + checkName);
-  }
-  const std::unique_ptr<qatester::CheckRun> made = check->make(context);
-  qatester::ProgrammeRun& run = *made->asProgramme();
-  const qatester::ProgrammeFacts facts = factsOf(streams);
-  run.begin();
-  run.open(facts);
-  if (run.hasEnded()) {
-    return run.outcome();
-  }
-  const std::unique_ptr<qatester::SharedConsumer> engine = run.consumer().sharedBy()(context);
-  engine->add(run.consumer());
-  const qatester::ProgrammeEnd end = giveSound(*engine, streams, stopped);
-  if (const std::exception_ptr error = engine->errorOf(run.consumer())) {
-    std::rethrow_exception(error);
-  }
-  run.finish(end);
-  return run.outcome();
+  return measureProgramme(
+      checkName, settings, factsOf(streams),
+      [&](qatester::ProgrammeConsumer& consumer) { return giveSound(consumer, streams, stopped); });
 }
 
 }  // namespace qatest

@@ -21,6 +21,8 @@ constexpr CheckProfile kProfile{.name = "frame-timing", .tag = "QAFrameTiming"};
 
 /// A distance of more than this many frames misses one.
 constexpr double kGapFrames = 1.5;
+/// Time stamps that are further apart are not counted in frames.
+constexpr double kMostMissing = 1e12;
 /// Rates that differ by no more are the same, in frames per second.
 constexpr double kRateTolerance = 0.01;
 /// A rate is constant when at least so many of the distances are the usual one.
@@ -170,7 +172,7 @@ class Judge {
         continue;
       }
       const double frames = distance(i) / frame_ / std::max(1.0, framesOf(times_, i));
-      const auto lost = static_cast<int64_t>(std::llround(frames) - 1);
+      const int64_t lost = std::llround(std::min(frames, kMostMissing)) - 1;
       const bool atStart = i == 0 && lost <= kMostEmptyAtStart;
       if (!atStart) {
         ++verdict_.gaps;

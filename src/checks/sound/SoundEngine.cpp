@@ -9,6 +9,7 @@
 #include "checks/sound/SoundKernels.h"
 #include "media/PlanarSound.h"
 #include "tester/CheckContext.h"
+#include "tester/SharedListeners.h"
 
 namespace qatester {
 
@@ -81,10 +82,10 @@ struct ChannelState {
 }  // namespace
 
 /// The measurements, and what they need together.
-class SoundEngine::Listeners {
+class SoundEngine::Listeners : public SharedListeners<SoundMeasurement> {
  public:
   void add(SoundMeasurement& measurement) {
-    all_.push_back({&measurement, nullptr});
+    SharedListeners::add(measurement);
     const SoundNeeds its = measurement.needs();
     needs_.weighting = needs_.weighting || its.weighting;
     needs_.pairs = needs_.pairs || its.pairs;
@@ -94,40 +95,7 @@ class SoundEngine::Listeners {
 
   const SoundNeeds& needs() const { return needs_; }
 
-  std::exception_ptr errorOf(const ProgrammeMeasurement& measurement) const {
-    const auto found = std::find_if(all_.begin(), all_.end(), [&](const Listener& listener) {
-      return listener.measurement == &measurement;
-    });
-    return found != all_.end() ? found->error : nullptr;
-  }
-
-  /// Calls those that are still there. Throws when none is left.
-  template <typename Call>
-  void each(const Call& call) {
-    std::exception_ptr last;
-    bool isAnyLeft = false;
-    for (Listener& listener : all_) {
-      if (listener.error != nullptr) {
-        continue;
-      }
-      try {
-        call(*listener.measurement);
-        isAnyLeft = true;
-      } catch (...) {
-        listener.error = last = std::current_exception();
-      }
-    }
-    if (!isAnyLeft && last != nullptr) {
-      std::rethrow_exception(last);
-    }
-  }
-
  private:
-  struct Listener {
-    SoundMeasurement* measurement;
-    std::exception_ptr error;
-  };
-  std::vector<Listener> all_;
   SoundNeeds needs_;
 };
 

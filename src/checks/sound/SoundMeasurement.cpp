@@ -39,12 +39,6 @@ double SoundClock::seconds(int64_t sample) const {
          0.0;  // of -0 as well
 }
 
-double numberSetting(const CheckContext& context, const QASetting& row) {
-  // In single precision a text such as -0.3 has digits that nobody wrote.
-  constexpr double kDigits = 1e6;
-  return std::round(static_cast<double>(context.real(row)) * kDigits) / kDigits;
-}
-
 std::string levelWords(double amplitude, const char* unit) {
   if (!(amplitude > 0.0)) {
     return "silent";

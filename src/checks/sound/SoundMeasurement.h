@@ -234,9 +234,6 @@ std::vector<int64_t> streamsOf(const SoundProgramme& programme);
 QAEvent eventAt(const SoundProgramme& programme, double startSeconds, double endSeconds);
 QAEvent eventAt(const SoundChannel& channel, double startSeconds, double endSeconds);
 
-/// A row's number, as people write it.
-double numberSetting(const CheckContext& context, const QASetting& row);
-
 /// A level in words, such as "-3.01 dBFS"; "silent" for 0.
 std::string levelWords(double amplitude, const char* unit);
 
