@@ -9,12 +9,37 @@
 #include <vector>
 
 #include "checks/picture/ActiveArea.h"
+#include "checks/picture/DamagedPictures.h"
 #include "checks/picture/FlashFinder.h"
 #include "checks/picture/RepeatFinder.h"
 
 namespace {
 
 using namespace qatester;
+
+// Damage
+
+int64_t damagedOf(int64_t count, const std::function<unsigned(int64_t)>& damageAt) {
+  DamagedPictures pictures;
+  int64_t damaged = 0;
+  for (int64_t n = 0; n < count; ++n) {
+    damaged += pictures.isDamaged(damageAt(n)) ? 1 : 0;
+  }
+  return damaged;
+}
+
+TEST(DamagedPictures, AreThoseThatAreFlagged) {
+  EXPECT_EQ(damagedOf(100, [](int64_t) { return kNoDamage; }), 0);
+  EXPECT_EQ(damagedOf(100, [](int64_t n) { return n % 3 == 0 ? kFromBadPacket : kNoDamage; }), 34);
+  EXPECT_EQ(damagedOf(100, [](int64_t n) { return n == 50 ? kDecodeErrors : kNoDamage; }), 1);
+}
+
+TEST(DamagedPictures, AreFewWherePacketsAreCountedWrongly) {
+  EXPECT_EQ(damagedOf(100, [](int64_t) { return kFromBadPacket; }), 7);
+  // A decoder that names an error makes the flags of the pictures around it good ones.
+  EXPECT_EQ(damagedOf(100, [](int64_t n) { return n == 50 ? kFlaggedCorrupt : kFromBadPacket; }),
+            7 + 32);
+}
 
 // Repeats
 

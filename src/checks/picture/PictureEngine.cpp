@@ -53,6 +53,7 @@ void PictureEngine::begin(const ProgrammeFacts& facts) {
 }
 
 void PictureEngine::take(const ProgrammePicture& picture) {
+  const bool isDamaged = damaged_.isDamaged(picture.damage);
   LumaPicture& luma = lumas_[current_];
   const LumaPicture& before = lumas_[1 - current_];
   if (!luma.read(picture)) {
@@ -64,7 +65,7 @@ void PictureEngine::take(const ProgrammePicture& picture) {
                        .width = rows.width,
                        .height = rows.height,
                        .isFullRange = luma.isFullRange(),
-                       .isDamaged = picture.damage != kNoDamage,
+                       .isDamaged = isDamaged,
                        .flagged = flagOf(*picture.frame)};
   record.isFirstOfSize = before.rows().pixels == nullptr || !before.rows().hasSizeOf(rows);
   sumBlocks(rows, record.isFirstOfSize ? rows : before.rows(), blocks_);

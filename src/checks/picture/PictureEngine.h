@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "checks/picture/DamagedPictures.h"
 #include "checks/picture/PictureMeasurement.h"
 #include "media/LumaPicture.h"
 #include "tester/SharedListeners.h"
@@ -39,6 +40,7 @@ class PictureEngine final : public SharedConsumer {
   /// Of the stream; it holds for decoders that say nothing of their pictures.
   FieldFlag declaredFields_ = FieldFlag::progressive;
   bool anyInterlaced_ = false;
+  DamagedPictures damaged_;
   /// This picture's and the one's before, by turns.
   LumaPicture lumas_[2];
   int current_ = 0;

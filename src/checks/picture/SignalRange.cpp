@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "checks/CheckList.h"
+#include "checks/picture/DamagedPictures.h"
 #include "checks/picture/SignalPlanes.h"
 #include "checks/picture/SignalRangeKernels.h"
 #include "media/FFmpegPixels.h"
@@ -69,7 +70,7 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
   void take(const ProgrammePicture& picture) override {
     endLast(picture.seconds);
     const AVFrame* frame = picture.frame.get();
-    if (frame == nullptr || picture.damage != kNoDamage) {
+    if (damaged_.isDamaged(picture.damage) || frame == nullptr) {
       ++leftOut_;
       return;
     }
@@ -262,7 +263,8 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
     addWords(extremes, ", ", extremesOf("R'G'B'", lowest, highest));
     text += "; " + extremes + " (" + matrix_ + ", " + range_ + " range)";
     if (leftOut_ > 0) {
-      text += "; " + counted(static_cast<double>(leftOut_), "damaged frame") + " left out";
+      text +=
+          "; " + counted(static_cast<double>(leftOut_), "frame") + " flagged as damaged left out";
     }
     if (unread_ > 0) {
       text += "; " + counted(static_cast<double>(unread_), "frame") + " not read";
@@ -288,6 +290,7 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
   int64_t pictures_ = 0;
   int64_t picturesOver_ = 0;
   int64_t leftOut_ = 0;
+  DamagedPictures damaged_;
   int64_t unread_ = 0;
   double worst_ = 0.0;  ///< 0 to 1
   std::optional<int64_t> worstFrame_;
