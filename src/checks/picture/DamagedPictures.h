@@ -8,8 +8,9 @@
 
 namespace qatester {
 
-/// Says which pictures are damaged, one after the other. Where most packets are flagged and all that
-/// comes of them decodes, a transport stream's packets are counted wrongly, and nothing is damaged.
+/// Says which pictures are damaged, one after the other. Where most packets are flagged and all
+/// that comes of them decodes, a transport stream's packets are counted wrongly, and nothing is
+/// damaged.
 class DamagedPictures {
  public:
   /// Of the next picture, by its `Damage`.
