@@ -62,25 +62,60 @@ void writeRow(const AVFrame& frame, const PixelLayout& layout, int y, uint8_t* t
   }
 }
 
+/// Of samples of a byte side by side, every second one.
+uint32_t sumOfBytes(const uint8_t* at, int count) {
+  uint32_t sum = 0;
+  for (std::ptrdiff_t i = 0; i < count; ++i) {
+    sum += at[2 * i];
+  }
+  return sum;
+}
+
+/// The same of samples of two bytes, the lower one first, in 8 bits.
+uint32_t sumOfWords(const uint8_t* at, int count, int shift) {
+  uint32_t sum = 0;
+  for (std::ptrdiff_t i = 0; i < count; ++i) {
+    const unsigned value = static_cast<unsigned>(at[4 * i]) | at[4 * i + 1] * 256U;
+    sum += value >> shift & 0xFFU;
+  }
+  return sum;
+}
+
+/// The same of samples in any layout.
+uint32_t sumOfAny(const uint8_t* at, int count, const ComponentPlace& its,
+                  const PixelLayout& layout) {
+  uint32_t sum = 0;
+  for (std::ptrdiff_t i = 0; i < count; ++i) {
+    sum += static_cast<uint32_t>(eightBitsAt(at + 2 * i * its.step, layout, its.shift));
+  }
+  return sum;
+}
+
 /// Of every cell, the mean of the samples of a component.
 template <std::size_t kCells>
 void writeMeans(const AVFrame& frame, const PixelLayout& layout, std::size_t component, int width,
                 int height, std::array<uint8_t, kCells>& means) {
   const ComponentPlace& its = layout.components[component];
+  const bool isBytes = !layout.twoBytes && its.step == 1 && its.shift == 0;
+  const bool isWords = layout.twoBytes && its.step == 2 && !layout.bigEndian;
   std::array<uint32_t, kCells> sums{};
   std::array<uint32_t, kCells> counts{};
   for (int y = 0; y < height; y += 4) {
-    const uint8_t* at = rowOf(frame, its, y);
+    const uint8_t* row = rowOf(frame, its, y);
+    // Rows are too far from each other for the processor to see what comes next.
+    const uint8_t* next = rowOf(frame, its, std::min(y + 4, height - 1));
     const int cellRow = y * ChromaGrid::kRows / height;
     for (int column = 0; column < ChromaGrid::kColumns; ++column) {
       const int begin = (column * width / ChromaGrid::kColumns + 1) & ~1;
       const int end = (column + 1) * width / ChromaGrid::kColumns;
+      const int count = std::max(end - begin + 1, 0) / 2;
+      const uint8_t* at = row + static_cast<std::ptrdiff_t>(begin) * its.step;
+      __builtin_prefetch(next + static_cast<std::ptrdiff_t>(begin) * its.step);
       const auto cell = static_cast<std::size_t>(cellRow * ChromaGrid::kColumns + column);
-      for (int x = begin; x < end; x += 2) {
-        sums[cell] += static_cast<uint32_t>(
-            eightBitsAt(at + static_cast<std::ptrdiff_t>(x) * its.step, layout, its.shift));
-        counts[cell] += 1;
-      }
+      sums[cell] += isBytes   ? sumOfBytes(at, count)
+                    : isWords ? sumOfWords(at, count, its.shift + layout.bits - 8)
+                              : sumOfAny(at, count, its, layout);
+      counts[cell] += static_cast<uint32_t>(count);
     }
   }
   for (std::size_t cell = 0; cell < kCells; ++cell) {

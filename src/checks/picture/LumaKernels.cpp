@@ -1,6 +1,7 @@
 #include "checks/picture/LumaKernels.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
@@ -13,6 +14,10 @@
 #ifndef QATESTER_LUMA_KERNELS
 #define QATESTER_LUMA_KERNELS
 namespace qatester {
+
+/// How far ahead memory is asked for, and how much comes at a time.
+constexpr std::ptrdiff_t kBytesAhead = 256;
+constexpr int kLineBytes = 64;
 
 /// The rows of a block: of the picture from the row above the first to the row below the last, and
 /// of the picture before.
@@ -37,6 +42,21 @@ struct BlockRows {
   }
 };
 
+/// Rows whose sums are taken together: those of their columns fit in 16 bits.
+constexpr std::size_t kLinesAtOnce = 8;
+using LineRows = std::array<const uint8_t*, kLinesAtOnce>;
+
+/// Adds to the sums of some rows, and to those of the columns from `first` on.
+inline void addLinesPlainly(const LineRows& rows, std::size_t count, std::size_t first,
+                            std::size_t width, uint32_t* sums, uint32_t* columns) {
+  for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t x = first; x < width; ++x) {
+      sums[i] += rows[i][x];
+      columns[x] += rows[i][x];
+    }
+  }
+}
+
 }  // namespace qatester
 #endif
 
@@ -49,6 +69,9 @@ namespace HWY_NAMESPACE {
 void sumWideBlocks(const BlockRows&, int, BlockSums*) {}
 int64_t countUpToOf(const uint8_t* pixels, std::size_t count, uint8_t limit) {
   return std::count_if(pixels, pixels + count, [&](uint8_t pixel) { return pixel <= limit; });
+}
+void addLinesTo(const LineRows& rows, std::size_t width, uint32_t* sums, uint32_t* columns) {
+  addLinesPlainly(rows, kLinesAtOnce, 0, width, sums, columns);
 }
 constexpr bool kHasVectors = false;
 
@@ -75,6 +98,13 @@ void sumWideBlocks(const BlockRows& rows, int columns, BlockSums* sums) {
   constexpr std::size_t kWide = kBlockWidth / 8;
   for (int column = 0; column < columns; ++column) {
     const std::ptrdiff_t x = static_cast<std::ptrdiff_t>(column) * kBlockWidth;
+    if (x % kLineBytes == 0) {
+      // Rows of a block are too far from each other for the processor to see what comes next.
+      for (int i = 0; i < rows.count; ++i) {
+        __builtin_prefetch(rows.now[i + 2] + x + kBytesAhead);
+        __builtin_prefetch(rows.before[i] + x + kBytesAhead);
+      }
+    }
     alignas(64) uint64_t all[kWide];
     alignas(64) uint64_t each[6][kWide];
     for (std::ptrdiff_t k = 0; k < kVectors; ++k) {
@@ -143,6 +173,44 @@ int64_t countUpToOf(const uint8_t* pixels, std::size_t count, uint8_t limit) {
   return found;
 }
 
+void addLinesTo(const LineRows& rows, std::size_t width, uint32_t* sums, uint32_t* columns) {
+  const hn::CappedTag<uint16_t, 16> words;
+  const hn::Rebind<uint8_t, decltype(words)> half;
+  const hn::Repartition<uint8_t, decltype(words)> bytes;
+  const hn::Repartition<uint32_t, decltype(words)> pairs;
+  const hn::Repartition<uint64_t, decltype(words)> wide;
+  const std::size_t step = hn::Lanes(words);
+  const std::size_t part = hn::Lanes(pairs);
+  using Sums = hn::Vec<decltype(wide)>;
+  Sums each[kLinesAtOnce];
+  for (Sums& sum : each) {
+    sum = hn::Zero(wide);
+  }
+  std::size_t x = 0;
+  for (; x + 2 * step <= width; x += 2 * step) {
+    auto left = hn::Zero(words);
+    auto right = hn::Zero(words);
+    for (std::size_t i = 0; i < kLinesAtOnce; ++i) {
+      const uint8_t* at = rows[i] + x;
+      each[i] = hn::Add(each[i], hn::SumsOf8(hn::LoadU(bytes, at)));
+      left = hn::Add(left, hn::PromoteTo(words, hn::LoadU(half, at)));
+      right = hn::Add(right, hn::PromoteTo(words, hn::LoadU(half, at + step)));
+    }
+    alignas(64) uint16_t both[2 * hn::MaxLanes(words)];
+    hn::Store(left, words, both);
+    hn::Store(right, words, both + step);
+    const hn::Rebind<uint16_t, decltype(pairs)> some;
+    for (std::size_t k = 0; k < 2 * step; k += part) {
+      const auto more = hn::PromoteTo(pairs, hn::LoadU(some, both + k));
+      hn::StoreU(hn::Add(hn::LoadU(pairs, columns + x + k), more), pairs, columns + x + k);
+    }
+  }
+  for (std::size_t i = 0; i < kLinesAtOnce; ++i) {
+    sums[i] += static_cast<uint32_t>(hn::GetLane(hn::SumOfLanes(wide, each[i])));
+  }
+  addLinesPlainly(rows, kLinesAtOnce, x, width, sums, columns);
+}
+
 #endif  // HWY_TARGET == HWY_SCALAR
 
 /// The same from a column of pixels on, for the blocks that are left.
@@ -182,12 +250,6 @@ void sumBlocksOf(const LumaRows& now, const LumaRows& before, BlockSums* sums) {
   }
 }
 
-void addColumnsOf(const uint8_t* pixels, std::size_t count, uint32_t* columns) {
-  for (std::size_t i = 0; i < count; ++i) {
-    columns[i] += pixels[i];
-  }
-}
-
 }  // namespace HWY_NAMESPACE
 }  // namespace qatester
 HWY_AFTER_NAMESPACE();
@@ -198,7 +260,7 @@ namespace qatester {
 
 HWY_EXPORT(sumBlocksOf);
 HWY_EXPORT(countUpToOf);
-HWY_EXPORT(addColumnsOf);
+HWY_EXPORT(addLinesTo);
 
 namespace {
 
@@ -249,14 +311,18 @@ void sumLines(const LumaRows& picture, LineSums& sums) {
   sums.rows.assign(static_cast<std::size_t>(picture.height), 0);
   sums.columns.assign(static_cast<std::size_t>(picture.width), 0);
   const auto width = static_cast<std::size_t>(picture.width);
-  for (int y = 0; y < picture.height; ++y) {
-    const uint8_t* row = picture.row(y);
-    uint32_t sum = 0;
-    for (std::size_t x = 0; x < width; ++x) {
-      sum += row[x];
+  const auto height = static_cast<std::size_t>(picture.height);
+  for (std::size_t y = 0; y < height; y += kLinesAtOnce) {
+    const std::size_t count = std::min(kLinesAtOnce, height - y);
+    LineRows rows{};
+    for (std::size_t i = 0; i < count; ++i) {
+      rows[i] = picture.row(static_cast<int>(y + i));
     }
-    sums.rows[static_cast<std::size_t>(y)] = sum;
-    HWY_DYNAMIC_DISPATCH(addColumnsOf)(row, width, sums.columns.data());
+    if (count == kLinesAtOnce) {
+      HWY_DYNAMIC_DISPATCH(addLinesTo)(rows, width, &sums.rows[y], sums.columns.data());
+    } else {
+      addLinesPlainly(rows, count, 0, width, &sums.rows[y], sums.columns.data());
+    }
   }
 }
 

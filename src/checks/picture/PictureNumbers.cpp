@@ -106,20 +106,47 @@ struct Box {
 
 void widen(const Thumb& thumb, Box& box) {
   for (int row = 0; row < thumb.rows; ++row) {
-    for (int column = 0; column < thumb.columns; ++column) {
-      if (thumb.at(column, row) > kBorder) {
-        box.left = std::min(box.left, column);
-        box.right = std::max(box.right, column + 1);
-        box.top = std::min(box.top, row);
-        box.bottom = std::max(box.bottom, row + 1);
-      }
+    const uint8_t* cells = &thumb.cells[thumb.index(0, row)];
+    int first = 0;
+    while (first < thumb.columns && cells[first] <= kBorder) {
+      ++first;
     }
+    if (first == thumb.columns) {
+      continue;
+    }
+    int last = thumb.columns - 1;
+    while (cells[last] <= kBorder) {
+      --last;
+    }
+    box.left = std::min(box.left, first);
+    box.right = std::max(box.right, last + 1);
+    box.top = std::min(box.top, row);
+    box.bottom = std::max(box.bottom, row + 1);
   }
 }
 
 Box emptyBoxOf(const Thumb& thumb) {
   return {.left = thumb.columns, .right = 0, .top = thumb.rows, .bottom = 0};
 }
+
+/// Of cells in a row, which are far too few for 32 bits.
+struct RowSums {
+  int32_t one = 0;
+  int32_t other = 0;
+  int32_t squaresOne = 0;
+  int32_t squaresOther = 0;
+  int32_t products = 0;
+  int32_t differences = 0;
+
+  void add(int32_t a, int32_t b) {
+    one += a;
+    other += b;
+    squaresOne += a * a;
+    squaresOther += b * b;
+    products += a * b;
+    differences += std::abs(a - b);
+  }
+};
 
 }  // namespace
 
@@ -222,16 +249,18 @@ Likeness compareShifted(const Thumb& one, const Thumb& other) {
       int64_t products = 0;
       int64_t differences = 0;
       for (int row = top; row < bottom; ++row) {
-        for (int column = left; column < right; ++column) {
-          const int a = one.at(column, row);
-          const int b = other.at(column - shiftX, row - shiftY);
-          sumOne += a;
-          sumOther += b;
-          squaresOne += int64_t{a} * a;
-          squaresOther += int64_t{b} * b;
-          products += int64_t{a} * b;
-          differences += std::abs(a - b);
+        const uint8_t* a = &one.cells[one.index(left, row)];
+        const uint8_t* b = &other.cells[other.index(left - shiftX, row - shiftY)];
+        RowSums sums;
+        for (int i = 0; i < right - left; ++i) {
+          sums.add(a[i], b[i]);
         }
+        sumOne += sums.one;
+        sumOther += sums.other;
+        squaresOne += sums.squaresOne;
+        squaresOther += sums.squaresOther;
+        products += sums.products;
+        differences += sums.differences;
       }
       const auto count = static_cast<double>((right - left) * (bottom - top));
       const auto number = [](int64_t value) { return static_cast<double>(value); };

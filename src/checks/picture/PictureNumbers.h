@@ -15,10 +15,11 @@ struct Thumb {
   int rows = 0;
   std::vector<uint8_t> cells;  ///< row by row
 
-  uint8_t at(int column, int row) const {
-    return cells[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
-                 static_cast<std::size_t>(column)];
+  std::size_t index(int column, int row) const {
+    return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
+           static_cast<std::size_t>(column);
   }
+  uint8_t at(int column, int row) const { return cells[index(column, row)]; }
   bool hasSizeOf(const Thumb& other) const {
     return columns == other.columns && rows == other.rows;
   }

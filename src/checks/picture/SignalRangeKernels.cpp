@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <iterator>
 #include <type_traits>
 
 // The part in HWY_NAMESPACE is compiled once for each instruction set; the best one that the
@@ -220,7 +221,10 @@ template <class T>
 class SignalBlocks {
  public:
   SignalBlocks(const SignalPicture& picture, const SignalRules& rules, SignalExtremes& extremes)
-      : picture_(picture), rules_(rules), extremes_(extremes), toSteps_(picture.bits) {}
+      : picture_(picture), rules_(rules), extremes_(extremes), toSteps_(picture.bits) {
+    std::fill(std::begin(lowest_), std::end(lowest_), rules.low);
+    std::fill(std::begin(highest_), std::end(highest_), rules.high);
+  }
 
   bool mark(OutsideMap& map) {
     bool any = false;
@@ -331,10 +335,16 @@ class SignalBlocks {
     for (int row = 0; row < block.rows; ++row) {
       if (hasChroma && row >> picture_.chromaShiftY != chromaRow) {
         chromaRow = row >> picture_.chromaShiftY;
-        computeTerms(block, chromaRow);
+        if constexpr (kWidens) {
+          computeTerms(block, chromaRow);
+        } else {
+          computeLimits(block, chromaRow);
+        }
       }
-      const uint64_t outside = inPicture & (isRgb ? markRow<false, kWidens>(block, row, lanes)
-                                                  : markRow<true, kWidens>(block, row, lanes));
+      const uint64_t marked = isRgb     ? markRow<false, kWidens>(block, row, lanes)
+                              : kWidens ? markRow<true, kWidens>(block, row, lanes)
+                                        : markRowByLuma(block, row);
+      const uint64_t outside = inPicture & marked;
       map.row(top + row)[word] = outside;
       any |= outside;
     }
@@ -349,25 +359,65 @@ class SignalBlocks {
     return any != 0;
   }
 
+  /// What chroma adds to luma, or takes from it.
+  struct Terms {
+    VSteps red;
+    VSteps greenLess;
+    VSteps blue;
+  };
+
+  HWY_INLINE Terms termsOf(hn::Vec<Codes> cbCodes, hn::Vec<Codes> crCodes) const {
+    const Steps d;
+    const ToSteps<T> toSteps = toSteps_;
+    const VSteps neutral = hn::Set(d, kNeutral);
+    const VSteps cb = hn::Sub(toSteps(cbCodes), neutral);
+    const VSteps cr = hn::Sub(toSteps(crCodes), neutral);
+    const auto times = [&](VSteps value, int16_t fraction)
+                           HWY_ATTR { return hn::MulFixedPoint15(value, hn::Set(d, fraction)); };
+    return {hn::Add(cr, times(cr, rules_.redOfCr)),
+            hn::Add(times(cb, rules_.greenLessCb), times(cr, rules_.greenLessCr)),
+            hn::Add(cb, times(cb, rules_.blueOfCb))};
+  }
+
   HWY_INLINE void computeTerms(const SignalBlock& block, int chromaRow) {
     const Steps d;
     const auto* cbRow = reinterpret_cast<const T*>(rowOf(block, 1, chromaRow));
     const auto* crRow = reinterpret_cast<const T*>(rowOf(block, 2, chromaRow));
-    const ToSteps<T> toSteps = toSteps_;
-    const VSteps neutral = hn::Set(d, kNeutral);
-    const VSteps redOfCr = hn::Set(d, rules_.redOfCr);
-    const VSteps greenLessCb = hn::Set(d, rules_.greenLessCb);
-    const VSteps greenLessCr = hn::Set(d, rules_.greenLessCr);
-    const VSteps blueOfCb = hn::Set(d, rules_.blueOfCb);
     const bool shared = picture_.chromaShiftX != 0;
     for (int x = 0; x < kBlockColumns; x += kLanes) {
-      const VSteps cb = hn::Sub(toSteps(loadChroma(cbRow, x, shared)), neutral);
-      const VSteps cr = hn::Sub(toSteps(loadChroma(crRow, x, shared)), neutral);
-      hn::Store(hn::Add(cr, hn::MulFixedPoint15(cr, redOfCr)), d, red_ + x);
-      hn::Store(hn::Add(hn::MulFixedPoint15(cb, greenLessCb), hn::MulFixedPoint15(cr, greenLessCr)),
-                d, greenLess_ + x);
-      hn::Store(hn::Add(cb, hn::MulFixedPoint15(cb, blueOfCb)), d, blue_ + x);
+      const Terms terms = termsOf(loadChroma(cbRow, x, shared), loadChroma(crRow, x, shared));
+      hn::Store(terms.red, d, red_ + x);
+      hn::Store(terms.greenLess, d, greenLess_ + x);
+      hn::Store(terms.blue, d, blue_ + x);
     }
+  }
+
+  /// The lowest and highest luma with which no signal of a pixel is outside.
+  HWY_INLINE void computeLimits(const SignalBlock& block, int chromaRow) {
+    const Steps d;
+    const auto* cbRow = reinterpret_cast<const T*>(rowOf(block, 1, chromaRow));
+    const auto* crRow = reinterpret_cast<const T*>(rowOf(block, 2, chromaRow));
+    const VSteps zero = hn::Zero(d);
+    const bool shared = picture_.chromaShiftX != 0;
+    const int samples = kBlockColumns >> picture_.chromaShiftX;
+    alignas(64) int16_t lowest[kBlockColumns];
+    alignas(64) int16_t highest[kBlockColumns];
+    for (int x = 0; x < samples; x += kLanes) {
+      const Terms terms = termsOf(loadCodes(cbRow + x), loadCodes(crRow + x));
+      const VSteps green = hn::Sub(zero, terms.greenLess);
+      const VSteps least = hn::Min(hn::Min(terms.red, green), hn::Min(terms.blue, zero));
+      const VSteps most = hn::Max(hn::Max(terms.red, green), hn::Max(terms.blue, zero));
+      hn::Store(hn::Sub(hn::Set(d, rules_.low), least), d, (shared ? lowest : lowest_) + x);
+      hn::Store(hn::Sub(hn::Set(d, rules_.high), most), d, (shared ? highest : highest_) + x);
+    }
+    for (int x = 0; shared && x < kBlockColumns; x += kLanes) {
+      hn::Store(loadTwice(lowest + x / 2), d, lowest_ + x);
+      hn::Store(loadTwice(highest + x / 2), d, highest_ + x);
+    }
+  }
+
+  static HWY_INLINE VSteps loadTwice(const int16_t* from) {
+    return hn::BitCast(Steps(), loadCodesTwice(reinterpret_cast<const uint16_t*>(from)));
   }
 
   static HWY_INLINE hn::Vec<Codes> loadChroma(const T* row, int column, bool shared) {
@@ -413,6 +463,23 @@ class SignalBlocks {
     return word;
   }
 
+  /// The same as `markRow` by the limits of luma alone.
+  HWY_INLINE uint64_t markRowByLuma(const SignalBlock& block, int row) const {
+    const Steps d;
+    const auto* first = reinterpret_cast<const T*>(rowOf(block, 0, row));
+    const ToSteps<T> toSteps = toSteps_;
+    uint8_t bits[sizeof(uint64_t) + 8] = {};
+    for (int x = 0; x < kBlockColumns; x += kLanes) {
+      const VSteps value = toSteps(loadCodes(first + x));
+      const auto outside = hn::Or(hn::Lt(value, hn::Load(d, lowest_ + x)),
+                                  hn::Gt(value, hn::Load(d, highest_ + x)));
+      hn::StoreMaskBits(d, outside, bits + x / 8);
+    }
+    uint64_t word = 0;
+    std::memcpy(&word, bits, sizeof word);
+    return word;
+  }
+
   const SignalPicture& picture_;
   const SignalRules& rules_;
   SignalExtremes& extremes_;
@@ -421,6 +488,9 @@ class SignalBlocks {
   alignas(64) int16_t red_[kBlockColumns] = {};
   alignas(64) int16_t greenLess_[kBlockColumns] = {};
   alignas(64) int16_t blue_[kBlockColumns] = {};
+  /// Of the chroma row whose limits were computed last; of a grey picture, those of luma.
+  alignas(64) int16_t lowest_[kBlockColumns];
+  alignas(64) int16_t highest_[kBlockColumns];
 };
 
 bool markBlocks(const SignalPicture& picture, const SignalRules& rules, SignalExtremes& extremes,
