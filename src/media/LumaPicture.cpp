@@ -71,12 +71,13 @@ uint32_t sumOfBytes(const uint8_t* at, int count) {
   return sum;
 }
 
-/// The same of samples of two bytes, the lower one first, in 8 bits.
+/// The same of samples of two bytes in the machine's order, in 8 bits.
 uint32_t sumOfWords(const uint8_t* at, int count, int shift) {
   uint32_t sum = 0;
   for (std::ptrdiff_t i = 0; i < count; ++i) {
-    const unsigned value = static_cast<unsigned>(at[4 * i]) | at[4 * i + 1] * 256U;
-    sum += value >> shift & 0xFFU;
+    uint16_t value = 0;
+    std::memcpy(&value, at + 4 * i, sizeof value);
+    sum += static_cast<unsigned>(value) >> shift & 0xFFU;
   }
   return sum;
 }
