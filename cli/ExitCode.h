@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "Report.h"
+#include "FileReport.h"
 
 namespace cli {
 

@@ -16,11 +16,11 @@
 
 #include "ExitCode.h"
 #include "Interrupt.h"
-#include "OutOfMemory.h"
 #include "Output.h"
 #include "Preflight.h"
 #include "ProgressBar.h"
 #include "Report.h"
+#include "ReportFile.h"
 #include "SettingsReview.h"
 #include "Table.h"
 #include "foundation/Logger.h"
@@ -190,8 +190,6 @@ class Run {
       complainOfReport(error.code().message());
       return false;
     }
-    interrupt_.removeAtExit(report_->temporaryName());
-    removeWithoutMemory(report_->temporaryName());
     return true;
   }
 

@@ -370,6 +370,24 @@ TEST(EventLines, HoldWhatApplies) {
                 "00:00:01:00  jump?"}));
 }
 
+TEST(EventLines, CountInTheSingularAndThePlural) {
+  QACheckOutcome outcome = outcomeOf(QAState::fail);
+  const auto lineOf = [&](double value, double limit, const char* unit) {
+    QAEvent event = eventAt(1);
+    event.endTimecode.clear();
+    event.value = value;
+    event.limit = limit;
+    event.unit = unit;
+    outcome.events = {event};
+    return eventLines(outcome).front();
+  };
+  const std::string start = "10:00:01:00  missing picture  ";
+  EXPECT_EQ(lineOf(1.0, 0.0, "errors"), start + "1 error (limit 0 errors)");
+  EXPECT_EQ(lineOf(2.0, 1.0, "errors"), start + "2 errors (limit 1 error)");
+  EXPECT_EQ(lineOf(1.0, 1.0, "s"), start + "1 s (limit 1 s)");
+  EXPECT_EQ(lineOf(1.0, 1.0, "fps"), start + "1 fps (limit 1 fps)");
+}
+
 TEST(FileLines, HoldTheFactsTheVerdictAndTheWorstFirst) {
   FileReport file = fileNamed("a.mov", {});
   file.profile = "general";

@@ -185,7 +185,7 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
       event.endSeconds = span.endSeconds;
       event.value = static_cast<double>(span.count);
       event.limit = allowed_;
-      event.unit = span.count == 1 ? "error" : "errors";
+      event.unit = "errors";
       event.what = name + ": " + all.words[i].text;
       if (begins) {
         event.what =
