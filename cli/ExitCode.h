@@ -22,6 +22,10 @@ struct Demands {
 /// one that judges and whose subject is there.
 bool isMissed(const QACheckOutcome& outcome, bool named);
 
+/// Whether an outcome of the file makes the exit code `kTrouble`: the check is missed, was ended by
+/// an error, or could not measure where no other one could.
+bool isTrouble(const QACheckOutcome& outcome, const FileReport& file, bool named);
+
 /// Whether the file cannot be read, nothing of it was measured, a check was ended by an error, or
 /// one is missed.
 bool isInTrouble(const FileReport& file, bool named);

@@ -29,7 +29,13 @@ struct Options {
   /// They win over those of the profile and the file.
   std::vector<std::pair<std::string, std::string>> set;
   std::string log;
+  /// Where reports go; empty: nowhere, "-": standard output, which takes one.
   std::string json;
+  std::string junit;
+  std::string csv;
+  std::string csvEvents;
+  /// A file, or with several files a folder.
+  std::string edl;
   QAPauses pauses = QAPauses::untilReady;
   QALookup lookup = QALookup::stored;
   QAPasses passes = QAPasses::one;

@@ -27,6 +27,9 @@ std::string whyNotAppendable(const std::string& path);
 /// it, when it is missing.
 std::string whyNoFolder(const std::string& path);
 
+/// The path from the root, through all links that there are; what is not there may be its end.
+std::string wholePath(const std::string& path);
+
 /// Whether both names exist and lead to the same file.
 bool isSameFile(const std::string& one, const std::string& other);
 

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <variant>
 
+#include "Facts.h"
 #include "tester/QACheck.h"
 #include "tester/QAVersion.h"
 
@@ -68,14 +69,6 @@ void addText(Json& json, const char* key, const std::string& text) {
   }
 }
 
-/// Sums of durations end in digits that nobody asked for.
-std::optional<double> rounded(const std::optional<double>& seconds) {
-  constexpr double kMicro = 1e6;
-  return seconds.has_value() && std::isfinite(*seconds)
-             ? std::optional(std::round(*seconds * kMicro) / kMicro)
-             : seconds;
-}
-
 template <typename Number>
 void addNumber(Json& json, const char* key, const std::optional<Number>& number) {
   if (number) {
@@ -85,13 +78,13 @@ void addNumber(Json& json, const char* key, const std::optional<Number>& number)
 
 Json eventJson(const QAEvent& event) {
   Json json = Json::object();
-  addNumber(json, "startSeconds", rounded(event.startSeconds));
-  addNumber(json, "endSeconds", rounded(event.endSeconds));
+  addNumber(json, "startSeconds", wholeMicroseconds(event.startSeconds));
+  addNumber(json, "endSeconds", wholeMicroseconds(event.endSeconds));
   addNumber(json, "startFrame", event.startFrame);
   addNumber(json, "endFrame", event.endFrame);
   addText(json, "startTimecode", event.startTimecode);
   addText(json, "endTimecode", event.endTimecode);
-  addNumber(json, "worstSeconds", rounded(event.worstSeconds));
+  addNumber(json, "worstSeconds", wholeMicroseconds(event.worstSeconds));
   addNumber(json, "worstFrame", event.worstFrame);
   addNumber(json, "value", event.value);
   addNumber(json, "limit", event.limit);
@@ -219,15 +212,6 @@ Json generatorJson() {
   return json;
 }
 
-std::string timeNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  char text[sizeof "2000-01-01T00:00:00Z"];
-  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return std::string(text, size);
-}
-
 }  // namespace
 
 Json numberJson(double value) {
@@ -241,8 +225,9 @@ Json numberJson(double value) {
 }
 
 Json reportJson(const std::vector<FileReport>& files) {
-  return {
-      {"files", listJson(files, fileJson)}, {"generator", generatorJson()}, {"created", timeNow()}};
+  return {{"files", listJson(files, fileJson)},
+          {"generator", generatorJson()},
+          {"created", utcText(std::time(nullptr))}};
 }
 
 std::string reportText(const std::vector<FileReport>& files) {

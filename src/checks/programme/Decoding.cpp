@@ -17,6 +17,7 @@ constexpr QASetting kSettings[] = {
 };
 
 constexpr CheckProfile kProfile{.name = "decoding", .tag = "QADecoding"};
+constexpr const char* kFigures[] = {"errors"};
 
 /// Complaints that are further apart are events of their own.
 constexpr double kMergeSeconds = 1.0;
@@ -262,6 +263,7 @@ constinit const QACheck decodingCheck{
     .severity = QASeverity::fail,
     .settings = kSettings,
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 
