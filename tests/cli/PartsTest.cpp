@@ -6,6 +6,7 @@
 
 #include "ExitCode.h"
 #include "Facts.h"
+#include "FileReports.h"
 #include "Lists.h"
 #include "Output.h"
 #include "ProgressBar.h"
@@ -37,13 +38,6 @@ TEST(NumberJson, ThatIsNotFiniteIsAText) {
   EXPECT_EQ(numberJson(std::nan("")), "nan");
   EXPECT_EQ(numberJson(kInfinity), "inf");
   EXPECT_EQ(numberJson(-kInfinity), "-inf");
-}
-
-QACheckOutcome outcomeOf(QAState state, const char* name = "frame-rate") {
-  QACheckOutcome outcome;
-  outcome.name = name;
-  outcome.state = state;
-  return outcome;
 }
 
 /// The text of a report's only check.
@@ -135,24 +129,6 @@ TEST(CheckJson, HoldsOfAnEventWhatApplies) {
             R"("worstFrame":40,"value":"-inf","limit":-1.0,"unit":"dB","what":"clipping",)"
             R"("breaks":false,"stream":0,"channel":1},{"breaks":true}])");
   EXPECT_EQ(check.at("eventCount"), 5) << "though some were not kept";
-}
-
-FileReport fileWith(const std::vector<QAState>& states, const std::string& error = "") {
-  FileReport file;
-  file.error = error;
-  for (const QAState state : states) {
-    file.checks.push_back(outcomeOf(state));
-  }
-  return file;
-}
-
-/// The same with outcomes that judge nothing.
-FileReport reportingFile(const std::vector<QAState>& states) {
-  FileReport file = fileWith(states);
-  for (QACheckOutcome& outcome : file.checks) {
-    outcome.severity = QASeverity::info;
-  }
-  return file;
 }
 
 struct ExitCase {
@@ -259,12 +235,6 @@ TEST(UnmeasuredLines, NameTheChecksBeforeTheReason) {
             "                audio stream");
 }
 
-FileReport fileNamed(const std::string& name, const std::vector<QAState>& states) {
-  FileReport file = fileWith(states);
-  file.file = name;
-  return file;
-}
-
 TEST(Summary, CountsFilesByVerdictAndNamesThoseThatDidNotPass) {
   std::vector<FileReport> files{
       fileNamed("/media/in/a.mov", {QAState::pass, QAState::notMeasured}),
@@ -318,16 +288,6 @@ TEST(ShortLine, SaysTheVerdictAndItsReasons) {
   EXPECT_EQ(shortLine(unreadable, false, false), "not-measured  a?.mov: is empty");
   EXPECT_EQ(shortLine(fileNamed("a.mov", {QAState::pass}), false, true),
             "\x1b[32mpass\x1b[0m          a.mov");
-}
-
-/// A breaking event of one picture at 25 pictures a second.
-QAEvent eventAt(int second) {
-  QAEvent event;
-  event.startSeconds = second;
-  event.startTimecode = "10:00:0" + std::to_string(second) + ":00";
-  event.endTimecode = "10:00:0" + std::to_string(second) + ":01";
-  event.what = "missing picture";
-  return event;
 }
 
 TEST(EventLines, AreThreeThatBreakAndHowManyMore) {
@@ -429,34 +389,6 @@ TEST(FileLines, OnATerminalWhatHarmsNothingTakesALine) {
   EXPECT_EQ(lastLines(false), "  frame-rate  pass  w\xc3\xb6rd " + std::string(32, 'x') + "...\n");
   EXPECT_EQ(lastLines(true), "  frame-rate  pass  w\xc3\xb6rd\n" + std::string(20, ' ') +
                                  std::string(60, 'x') + "\n" + std::string(20, ' ') + "end\n");
-}
-
-QAStreamFacts videoStream() {
-  QAVideoFacts video;
-  video.width = 1920;
-  video.height = 1080;
-  video.frameRate = 30000.0 / 1001.0;
-  video.scan = "tff";
-  video.chroma = "4:2:0";
-  video.bits = 8;
-  QAStreamFacts stream;
-  stream.kind = "video";
-  stream.codec = "h264";
-  stream.video = video;
-  return stream;
-}
-
-QAStreamFacts audioStream(const char* codec, int channels) {
-  QAAudioFacts audio;
-  audio.sampleRate = 44100;
-  audio.channels = channels;
-  audio.layout = "stereo";
-  QAStreamFacts stream;
-  stream.index = 1;
-  stream.kind = "audio";
-  stream.codec = codec;
-  stream.audio = audio;
-  return stream;
 }
 
 TEST(FactsLine, SaysWhatAFileIs) {
