@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Client.h"
+#include "tester/QACheck.h"
 
 namespace qatest {
 namespace {
@@ -182,6 +183,13 @@ TEST_F(Outputs, AllReportsOfARunAreWritten) {
   std::size_t events = 0;
   for (const json& check : file.at("checks")) {
     events += check.at("events").size();
+    for (const std::string key : findCheck(check.at("name").get<std::string>())->figures) {
+      const std::size_t dot = key.find('.');
+      const json value = check.at("result").at(key.substr(0, dot));
+      EXPECT_TRUE(dot == key.npos ? value.is_number() || value.is_null()
+                                  : value.at(0).contains(key.substr(dot + 1)))
+          << "what a row names is there: " << key;
+    }
   }
   EXPECT_EQ(linesOf(readFile(dir_.file("events.csv"))).size(), 1 + events);
   const std::vector<std::string> lines = linesOf(readFile(dir_.file("files.csv")));
