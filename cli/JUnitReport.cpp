@@ -16,7 +16,7 @@ namespace cli {
 namespace {
 
 /// Of a check. The JSON report has all.
-constexpr std::size_t kMostEvents = 20;
+constexpr std::size_t kMostListed = 20;
 
 /// What was added, which fails for want of memory only.
 template <typename Handle>
@@ -184,7 +184,7 @@ class Suite {
     if (outcome.state != QAState::fail && outcome.state != QAState::warn) {
       return text;
     }
-    const BreakingEvents breaking = breakingEvents(outcome, kMostEvents, false);
+    const BreakingEvents breaking = breakingEvents(outcome, kMostListed, false);
     for (const std::string& line : breaking.lines) {
       text.append(1, '\n').append(line);
     }

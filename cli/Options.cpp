@@ -34,7 +34,6 @@ constexpr std::size_t kOptionColumns = 28;
 
 constexpr int kMostThreads = 1024;
 constexpr const char* kDefaultProfile = "general";
-constexpr const char* kStandardOutput = "-";
 
 constexpr const char* kExitCodes =
     R"(Exit code:

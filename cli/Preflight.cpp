@@ -80,9 +80,11 @@ std::string wholePath(const std::string& path) {
       .string();
 }
 
-bool isSameFile(const std::string& one, const std::string& other) {
-  std::error_code ignored;
-  return std::filesystem::equivalent(one, other, ignored);
+std::optional<FileIdentity> identityOf(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0
+             ? std::optional<FileIdentity>({status.st_dev, status.st_ino})
+             : std::nullopt;
 }
 
 }  // namespace cli

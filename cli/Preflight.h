@@ -1,6 +1,10 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace cli {
 
@@ -30,7 +34,8 @@ std::string whyNoFolder(const std::string& path);
 /// The path from the root, through all links that there are; what is not there may be its end.
 std::string wholePath(const std::string& path);
 
-/// Whether both names exist and lead to the same file.
-bool isSameFile(const std::string& one, const std::string& other);
+/// What names that lead to the same file have in common; empty for one that leads to none.
+using FileIdentity = std::pair<dev_t, ino_t>;
+std::optional<FileIdentity> identityOf(const std::string& path);
 
 }  // namespace cli

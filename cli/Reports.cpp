@@ -19,8 +19,6 @@ namespace cli {
 
 namespace {
 
-constexpr const char* kStandardOutput = "-";
-
 /// Edit decision lists are of one file each: of several files they go to a folder.
 bool edlsGoToFolder(const Options& options) {
   std::error_code none;

@@ -167,21 +167,22 @@ class Run {
 
   /// Appending a log to a programme, or replacing one by a report, is never what was meant.
   bool outputsAreNoInputs() {
-    std::vector<std::string> inputs = options_.files;
-    inputs.push_back(options_.settings);
+    std::set<FileIdentity> inputs;
+    const auto addInput = [&](const std::string& name) {
+      if (const auto identity = identityOf(name)) {
+        inputs.insert(*identity);
+      }
+    };
+    std::for_each(options_.files.begin(), options_.files.end(), addInput);
+    addInput(options_.settings);
     if (profileIsFile()) {
-      inputs.push_back(options_.profile);
+      addInput(options_.profile);
     }
     for (const OutputTarget& output : outputTargets(options_)) {
-      std::error_code none;
-      if (!std::filesystem::exists(output.path, none)) {
-        continue;
-      }
-      for (const std::string& input : inputs) {
-        if (isSameFile(output.path, input)) {
-          complain(output.path + " cannot be both read and written");
-          return false;
-        }
+      const auto identity = identityOf(output.path);
+      if (identity && inputs.count(*identity) > 0) {
+        complain(output.path + " cannot be both read and written");
+        return false;
       }
     }
     return true;
