@@ -4,5 +4,5 @@
 
 std::string getNextTimecode(const std::string& timecode, double framesPerSecond) {
   const qatester::TimecodeClock clock(timecode, framesPerSecond);
-  return clock.countOf(timecode).has_value() ? clock.at(1) : "";
+  return clock.at(0) == timecode ? clock.at(1) : "";
 }

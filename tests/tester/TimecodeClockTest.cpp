@@ -83,7 +83,7 @@ TEST(NextTimecode, FollowsAsTheTextIsWritten) {
 }
 
 TEST(NextTimecode, IsThereForTimecodesOfTheRateOnly) {
-  for (const char* text : {"", "ten", "00:00:00:25", "00:00:00"}) {
+  for (const char* text : {"", "ten", "00:00:00:25", "00:00:00", "\n1:00:00:00", "00:00:00.00"}) {
     EXPECT_EQ(getNextTimecode(text, 25.0), "") << text;
   }
   EXPECT_EQ(getNextTimecode("00:01:00;00", kNtsc), "") << "a number that is dropped";
