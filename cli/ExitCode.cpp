@@ -31,12 +31,16 @@ bool isMissed(const QACheckOutcome& outcome, bool named) {
   return isNotMeasured(outcome) && (named || (judges && !outcome.subjectAbsent));
 }
 
+bool isTrouble(const QACheckOutcome& outcome, const FileReport& file, bool named) {
+  return outcome.error != nullptr || isMissed(outcome, named) ||
+         (isNotMeasured(outcome) && nothingMeasured(file));
+}
+
 bool isInTrouble(const FileReport& file, bool named) {
-  const auto isTrouble = [&](const QACheckOutcome& outcome) {
-    return outcome.error != nullptr || isMissed(outcome, named);
-  };
-  return !file.error.empty() || nothingMeasured(file) ||
-         std::any_of(file.checks.begin(), file.checks.end(), isTrouble);
+  return !file.error.empty() ||
+         std::any_of(file.checks.begin(), file.checks.end(), [&](const QACheckOutcome& outcome) {
+           return isTrouble(outcome, file, named);
+         });
 }
 
 int exitCodeOfSignal(int signal) {

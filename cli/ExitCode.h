@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "Report.h"
+#include "FileReport.h"
 
 namespace cli {
 
@@ -21,6 +21,10 @@ struct Demands {
 /// Whether a check could not be measured that should have been: one that was asked for by name, or
 /// one that judges and whose subject is there.
 bool isMissed(const QACheckOutcome& outcome, bool named);
+
+/// Whether an outcome of the file makes the exit code `kTrouble`: the check is missed, was ended by
+/// an error, or could not measure where no other one could.
+bool isTrouble(const QACheckOutcome& outcome, const FileReport& file, bool named);
 
 /// Whether the file cannot be read, nothing of it was measured, a check was ended by an error, or
 /// one is missed.

@@ -29,19 +29,6 @@ std::string bitsText(int bits) {
   return bits > 0 ? std::to_string(bits) + " bit" : "";
 }
 
-/// A container has several names: the one that the file is called by, or the first.
-std::string containerText(const std::string& names, const std::string& fileName) {
-  const std::size_t dot = fileName.rfind('.');
-  const std::string ending = dot == std::string::npos ? "" : fileName.substr(dot + 1);
-  std::istringstream list(names);
-  for (std::string name; std::getline(list, name, ',');) {
-    if (name == ending) {
-      return name;
-    }
-  }
-  return names.substr(0, names.find(','));
-}
-
 std::string videoText(const QAStreamFacts& stream) {
   std::string shape;
   std::string coding = stream.codec;
@@ -100,7 +87,7 @@ std::string streamsText(const QAMedia& media, const std::string& kind,
 }  // namespace
 
 std::string factsLine(const QAMedia& media, const std::string& fileName) {
-  std::string line = containerText(media.container, fileName);
+  std::string line = containerName(media.container, fileName);
   const std::string pictures = streamsText(media, "video", videoText);
   const std::string sound = streamsText(media, "audio", audioText);
   addPart(line, pictures.empty() ? "no picture" : pictures);
@@ -108,6 +95,18 @@ std::string factsLine(const QAMedia& media, const std::string& fileName) {
   addPart(line, media.durationSeconds ? clockText(*media.durationSeconds, 1) : "");
   addPart(line, media.startTimecode.empty() ? "" : "TC " + media.startTimecode);
   return line;
+}
+
+std::string containerName(const std::string& names, const std::string& fileName) {
+  const std::size_t dot = fileName.rfind('.');
+  const std::string ending = dot == std::string::npos ? "" : fileName.substr(dot + 1);
+  std::istringstream list(names);
+  for (std::string name; std::getline(list, name, ',');) {
+    if (name == ending) {
+      return name;
+    }
+  }
+  return names.substr(0, names.find(','));
 }
 
 std::string shortNumber(double value) {
@@ -144,6 +143,21 @@ std::string clockText(double seconds, int decimals) {
     text.append(".").append(zeros, '0').append(fraction);
   }
   return text;
+}
+
+std::optional<double> wholeMicroseconds(const std::optional<double>& seconds) {
+  constexpr double kMicro = 1e6;
+  return seconds.has_value() && std::isfinite(*seconds)
+             ? std::optional(std::round(*seconds * kMicro) / kMicro)
+             : seconds;
+}
+
+std::string utcText(std::time_t time) {
+  std::tm utc{};
+  gmtime_r(&time, &utc);
+  char text[sizeof "2000-01-01T00:00:00Z"];
+  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return std::string(text, size);
 }
 
 }  // namespace cli

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "ExitCode.h"
+#include "ReportFile.h"
 
 namespace cli {
 
@@ -71,11 +72,6 @@ Interrupt::~Interrupt() {
   watcher_.join();
 }
 
-void Interrupt::removeAtExit(const std::string& fileName) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  fileName_ = fileName;
-}
-
 void Interrupt::watch() {
   while (!done_) {
     // Once stopping, wake again and again: who is woken may go to sleep once more before it sees
@@ -103,11 +99,7 @@ void Interrupt::take(int signal) {
   if (now - firstSignal_ < kSameSignal) {
     return;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (!fileName_.empty()) {
-    ::unlink(fileName_.c_str());
-  }
-  _exit(exitCodeOfSignal(signal_));
+  exitWithoutTemporaries(exitCodeOfSignal(signal_));
 }
 
 }  // namespace cli

@@ -4,9 +4,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <mutex>
 #include <stop_token>
-#include <string>
 #include <thread>
 
 namespace cli {
@@ -30,9 +28,6 @@ class Interrupt {
   /// The signal that asked to stop, or 0.
   int signal() const { return signal_; }
 
-  /// Names a file that must not be left behind when a second signal ends the process; empty: none.
-  void removeAtExit(const std::string& fileName);
-
  private:
   void watch();
   void take(int signal);
@@ -43,8 +38,6 @@ class Interrupt {
   /// The watching thread's own.
   std::chrono::steady_clock::time_point firstSignal_{};
   std::atomic<bool> done_{false};
-  std::mutex mutex_;
-  std::string fileName_;
   std::thread watcher_;
 };
 

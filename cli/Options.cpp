@@ -2,10 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <pugixml.hpp>
 #include <stdexcept>
+#include <system_error>
 
 #include "ExitCode.h"
 #include "Lists.h"
@@ -71,7 +74,9 @@ std::string versions() {
   return std::string("qatester ") + getQATesterVersion() + "\n" + getQATesterLibraryVersions() +
          "nlohmann-json " + std::to_string(NLOHMANN_JSON_VERSION_MAJOR) + "." +
          std::to_string(NLOHMANN_JSON_VERSION_MINOR) + "." +
-         std::to_string(NLOHMANN_JSON_VERSION_PATCH) + "\n" + "CLI11 " + CLI11_VERSION + "\n";
+         std::to_string(NLOHMANN_JSON_VERSION_PATCH) + "\n" + "pugixml " +
+         std::to_string(PUGIXML_VERSION / 1000) + "." + std::to_string(PUGIXML_VERSION / 10 % 100) +
+         "\n" + "CLI11 " + CLI11_VERSION + "\n";
 }
 
 std::vector<const QACheck*> parseChecks(const std::string& list) {
@@ -117,6 +122,35 @@ void requireProfile(const std::string& profile) {
     throw std::invalid_argument("--profile: '" + profile + "' is neither a profile (" +
                                 knownProfiles() + ") nor a settings file: " + problem);
   }
+}
+
+/// Finds the report that goes to standard output, by whatever name. Returns why that cannot be.
+std::string takeStandardOutput(const std::vector<std::pair<const char*, std::string*>>& reports) {
+  const char* before = nullptr;
+  for (const auto& [name, target] : reports) {
+    if (*target == "/dev/stdout") {
+      *target = kStandardOutput;
+    }
+    if (*target == kStandardOutput) {
+      if (before != nullptr) {
+        return std::string(before) + " and " + name + " cannot both be standard output";
+      }
+      before = name;
+    }
+  }
+  return "";
+}
+
+/// A list has one file's events: what was meant as the name of one is none for a folder.
+std::string whyNoEdls(const Options& options) {
+  std::error_code none;
+  if (options.files.size() < 2 || std::filesystem::is_directory(options.edl, none)) {
+    return "";
+  }
+  if (options.edl == kStandardOutput || options.edl.ends_with(".edl")) {
+    return "--edl " + options.edl + ": a list is of one file; of several it must be a folder";
+  }
+  return "";
 }
 
 Reply usageError(const std::string& message) {
@@ -169,11 +203,16 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   const CLI::Validator named(
       [](const std::string& text) { return text.empty() ? "empty file name" : std::string(); }, "");
 
+  std::vector<std::pair<const char*, std::string*>> reports;
   CLI::App app{"Automated QA tests of finished media files", "qatester"};
   const auto formatter = std::make_shared<HelpFormatter>();
   formatter->column_width(kOptionColumns);
   app.formatter(formatter);
   app.footer(kExitCodes);
+  const auto addReport = [&](const char* name, std::string& target, const char* help) {
+    app.add_option(name, target, help)->check(named)->type_name("FILE");
+    reports.emplace_back(name, &target);
+  };
   app.set_help_flag("-h,--help", "Print this help");
   app.add_option("FILE", options.files, "Media files to test")->group("");
   app.add_option("--profile", options.profile,
@@ -191,9 +230,11 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
       ->allow_extra_args(false);
   addChoice(app, "--lookup", lookup, kLookups, "Settings: as stored there (default), or defaults");
   app.add_option("--log", options.log, "Log file to append to")->check(named)->type_name("FILE");
-  app.add_option("--json", options.json, "Write a JSON report; - is standard output")
-      ->check(named)
-      ->type_name("FILE");
+  addReport("--json", options.json, "Write a JSON report; - is standard output, as below");
+  addReport("--junit", options.junit, "Write a JUnit report: a suite a file, a case a check");
+  addReport("--csv", options.csv, "Write a line a file, comma-separated");
+  addReport("--csv-events", options.csvEvents, "Write a line an event, comma-separated");
+  addReport("--edl", options.edl, "Write events as markers; of several files: a folder");
   app.add_option("--displays", options.displays, "Displays as picture files in this folder")
       ->check(named)
       ->type_name("DIR");
@@ -259,13 +300,17 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   if (options.visual && !options.displays.empty()) {
     return usageError("--visual and --displays exclude each other: windows or picture files");
   }
+  std::string misuse = takeStandardOutput(reports);
+  if (misuse.empty()) {
+    misuse = whyNoEdls(options);
+  }
+  if (!misuse.empty()) {
+    return usageError(misuse);
+  }
   options.pauses = kPauses.at(pauses);
   options.lookup = kLookups.at(lookup);
   options.passes = kPasses.at(passes);
   options.table = kTables.at(table);
-  if (options.json == "/dev/stdout") {
-    options.json = "-";
-  }
   return options;
 }
 

@@ -12,6 +12,9 @@
 
 namespace cli {
 
+/// In the place of a report's name.
+inline constexpr const char* kStandardOutput = "-";
+
 /// How much the table says.
 enum class TableKind {
   full,       ///< of a file: what it is, and a line a check
@@ -29,7 +32,13 @@ struct Options {
   /// They win over those of the profile and the file.
   std::vector<std::pair<std::string, std::string>> set;
   std::string log;
+  /// Where reports go; empty: nowhere. One may go to `kStandardOutput`.
   std::string json;
+  std::string junit;
+  std::string csv;
+  std::string csvEvents;
+  /// A file, or with several files a folder.
+  std::string edl;
   QAPauses pauses = QAPauses::untilReady;
   QALookup lookup = QALookup::stored;
   QAPasses passes = QAPasses::one;

@@ -1,15 +1,10 @@
 #pragma once
 
-#include <string>
-
 namespace cli {
 
 /// From here on, memory that runs out where nothing may be thrown (libraries promise that of
 /// functions which allocate) ends the process with a message and the exit code of an error, not as
-/// a crash.
+/// a crash. No temporary file of a report is left behind.
 void tellOfMissingMemory();
-
-/// Names a file that must not be left behind then; empty: none.
-void removeWithoutMemory(const std::string& fileName);
 
 }  // namespace cli

@@ -71,9 +71,20 @@ std::string whyNoFolder(const std::string& path) {
   return ::access(path.c_str(), W_OK | X_OK) == 0 ? "" : errorText(errno);
 }
 
-bool isSameFile(const std::string& one, const std::string& other) {
-  std::error_code ignored;
-  return std::filesystem::equivalent(one, other, ignored);
+std::string wholePath(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path whole = std::filesystem::weakly_canonical(path, error);
+  // What is not there is not made absolute.
+  return (error ? std::filesystem::path(path) : std::filesystem::absolute(whole, error))
+      .lexically_normal()
+      .string();
+}
+
+std::optional<FileIdentity> identityOf(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0
+             ? std::optional<FileIdentity>({status.st_dev, status.st_ino})
+             : std::nullopt;
 }
 
 }  // namespace cli

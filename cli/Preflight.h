@@ -1,6 +1,10 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace cli {
 
@@ -27,7 +31,11 @@ std::string whyNotAppendable(const std::string& path);
 /// it, when it is missing.
 std::string whyNoFolder(const std::string& path);
 
-/// Whether both names exist and lead to the same file.
-bool isSameFile(const std::string& one, const std::string& other);
+/// The path from the root, through all links that there are; what is not there may be its end.
+std::string wholePath(const std::string& path);
+
+/// What names that lead to the same file have in common; empty for one that leads to none.
+using FileIdentity = std::pair<dev_t, ino_t>;
+std::optional<FileIdentity> identityOf(const std::string& path);
 
 }  // namespace cli

@@ -1,21 +1,12 @@
 #include "Report.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <ctime>
-#include <filesystem>
 #include <optional>
 #include <sstream>
-#include <system_error>
-#include <utility>
 #include <variant>
 
-#include "Output.h"
+#include "Facts.h"
 #include "tester/QACheck.h"
 #include "tester/QAVersion.h"
 
@@ -23,21 +14,8 @@ namespace cli {
 
 namespace {
 
-constexpr int kMaxNameAttempts = 100;
 /// Of a stream whose scan is not known.
 constexpr const char* kUnknown = "unknown";
-
-[[noreturn]] void fail(int error) {
-  throw std::system_error(error, std::generic_category());
-}
-
-/// `result` of a system call, which must not be negative.
-int checked(int result) {
-  if (result < 0) {
-    fail(errno);
-  }
-  return result;
-}
 
 Json valuesJson(const QAValues& values);
 
@@ -91,14 +69,6 @@ void addText(Json& json, const char* key, const std::string& text) {
   }
 }
 
-/// Sums of durations end in digits that nobody asked for.
-std::optional<double> rounded(const std::optional<double>& seconds) {
-  constexpr double kMicro = 1e6;
-  return seconds.has_value() && std::isfinite(*seconds)
-             ? std::optional(std::round(*seconds * kMicro) / kMicro)
-             : seconds;
-}
-
 template <typename Number>
 void addNumber(Json& json, const char* key, const std::optional<Number>& number) {
   if (number) {
@@ -108,13 +78,13 @@ void addNumber(Json& json, const char* key, const std::optional<Number>& number)
 
 Json eventJson(const QAEvent& event) {
   Json json = Json::object();
-  addNumber(json, "startSeconds", rounded(event.startSeconds));
-  addNumber(json, "endSeconds", rounded(event.endSeconds));
+  addNumber(json, "startSeconds", wholeMicroseconds(event.startSeconds));
+  addNumber(json, "endSeconds", wholeMicroseconds(event.endSeconds));
   addNumber(json, "startFrame", event.startFrame);
   addNumber(json, "endFrame", event.endFrame);
   addText(json, "startTimecode", event.startTimecode);
   addText(json, "endTimecode", event.endTimecode);
-  addNumber(json, "worstSeconds", rounded(event.worstSeconds));
+  addNumber(json, "worstSeconds", wholeMicroseconds(event.worstSeconds));
   addNumber(json, "worstFrame", event.worstFrame);
   addNumber(json, "value", event.value);
   addNumber(json, "limit", event.limit);
@@ -242,15 +212,6 @@ Json generatorJson() {
   return json;
 }
 
-std::string timeNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  char text[sizeof "2000-01-01T00:00:00Z"];
-  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return std::string(text, size);
-}
-
 }  // namespace
 
 Json numberJson(double value) {
@@ -264,88 +225,13 @@ Json numberJson(double value) {
 }
 
 Json reportJson(const std::vector<FileReport>& files) {
-  return {
-      {"files", listJson(files, fileJson)}, {"generator", generatorJson()}, {"created", timeNow()}};
+  return {{"files", listJson(files, fileJson)},
+          {"generator", generatorJson()},
+          {"created", utcText(std::time(nullptr))}};
 }
 
 std::string reportText(const std::vector<FileReport>& files) {
   return reportJson(files).dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-ReportFile::ReportFile(const std::string& target) : target_(target) {
-  struct stat status {};
-  if (::stat(target.c_str(), &status) != 0) {
-    if (errno != ENOENT) {
-      fail(errno);
-    }
-    std::error_code none;
-    if (std::filesystem::is_symlink(target, none)) {
-      // Through a link that leads nowhere yet, as a plain write would go, if the system lets one.
-      ::close(checked(::open(target.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)));
-      target_ = std::filesystem::canonical(target).string();
-      ::unlink(target_.c_str());
-    }
-    makeTemporary();
-    return;
-  }
-  if (S_ISDIR(status.st_mode)) {
-    fail(EISDIR);
-  }
-  // Also the proof that an existing file may be written: a rename would not ask.
-  fd_ = checked(::open(target.c_str(), O_WRONLY | O_CLOEXEC));
-  if (S_ISREG(status.st_mode)) {
-    close();
-    // Through a link, as a plain write would go.
-    target_ = std::filesystem::canonical(target).string();
-    makeTemporary();
-  }
-}
-
-ReportFile::~ReportFile() {
-  close();
-  if (!temporary_.empty()) {
-    ::unlink(temporary_.c_str());
-  }
-}
-
-void ReportFile::makeTemporary() {
-  const std::filesystem::path folder = std::filesystem::path(target_).parent_path();
-  for (int attempt = 0; attempt < kMaxNameAttempts; ++attempt) {
-    std::string name =
-        (folder / (".qatester-" + std::to_string(::getpid()) + "-" + std::to_string(attempt)))
-            .string();
-    fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd_ >= 0) {
-      temporary_ = std::move(name);
-      return;
-    }
-    if (errno != EEXIST) {
-      fail(errno);
-    }
-  }
-  fail(EEXIST);
-}
-
-void ReportFile::commit(const std::string& text) {
-  const int error = writeAll(fd_, text);
-  if (error != 0) {
-    fail(error);
-  }
-  if (temporary_.empty()) {
-    close();
-    return;
-  }
-  checked(::fsync(fd_));
-  close();
-  checked(std::rename(temporary_.c_str(), target_.c_str()));
-  temporary_.clear();
-}
-
-void ReportFile::close() {
-  if (fd_ >= 0) {
-    ::close(fd_);
-    fd_ = -1;
-  }
 }
 
 }  // namespace cli

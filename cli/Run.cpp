@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <new>
 #include <set>
@@ -16,11 +19,10 @@
 
 #include "ExitCode.h"
 #include "Interrupt.h"
-#include "OutOfMemory.h"
 #include "Output.h"
 #include "Preflight.h"
 #include "ProgressBar.h"
-#include "Report.h"
+#include "Reports.h"
 #include "SettingsReview.h"
 #include "Table.h"
 #include "foundation/Logger.h"
@@ -55,7 +57,8 @@ class Run {
         out_(STDOUT_FILENO),
         err_(STDERR_FILENO),
         bar_(err_, !options.quiet),
-        table_(tableOutput(), options.table, options.checksNamed) {}
+        table_(tableOutput(), options.table, options.checksNamed),
+        reports_(options, [this](const std::string& text) { complain(text); }) {}
 
   int execute() {
     if (!prepare()) {
@@ -79,7 +82,7 @@ class Run {
     if (options_.quiet) {
       return nullptr;
     }
-    return options_.json == "-" ? &err_ : &out_;
+    return reportsToStandardOutput(options_) ? &err_ : &out_;
   }
 
   void complain(const std::string& text) {
@@ -89,8 +92,8 @@ class Run {
 
   /// Before any work: whatever would spoil its outcome.
   bool prepare() {
-    if (!settingsAreReadable() || !outputsAreNoInputs() || !openReport() ||
-        !displaysHaveAFolder() || !logIsAppendable()) {
+    if (!settingsAreReadable() || !outputsAreNoInputs() || !outputsAreDistinct() ||
+        !reports_.open() || !displaysHaveAFolder() || !logIsAppendable()) {
       return false;
     }
     reviewTheSettings();
@@ -164,34 +167,42 @@ class Run {
 
   /// Appending a log to a programme, or replacing one by a report, is never what was meant.
   bool outputsAreNoInputs() {
-    std::vector<std::string> inputs = options_.files;
-    inputs.push_back(options_.settings);
+    std::set<FileIdentity> inputs;
+    const auto addInput = [&](const std::string& name) {
+      if (const auto identity = identityOf(name)) {
+        inputs.insert(*identity);
+      }
+    };
+    std::for_each(options_.files.begin(), options_.files.end(), addInput);
+    addInput(options_.settings);
     if (profileIsFile()) {
-      inputs.push_back(options_.profile);
+      addInput(options_.profile);
     }
-    for (const std::string& output : {options_.log, options_.json}) {
-      for (const std::string& input : inputs) {
-        if (isSameFile(output, input)) {
-          complain(output + " cannot be both read and written");
-          return false;
-        }
+    for (const OutputTarget& output : outputTargets(options_)) {
+      const auto identity = identityOf(output.path);
+      if (identity && inputs.count(*identity) > 0) {
+        complain(output.path + " cannot be both read and written");
+        return false;
       }
     }
     return true;
   }
 
-  bool openReport() {
-    if (options_.json.empty() || options_.json == "-") {
-      return true;
+  /// The later one would replace the earlier one.
+  bool outputsAreDistinct() {
+    std::map<std::string, const char*> options;
+    for (const OutputTarget& output : outputTargets(options_)) {
+      std::error_code none;
+      if (std::filesystem::is_character_file(output.path, none)) {
+        continue;  // such as /dev/null
+      }
+      const auto [known, isNew] = options.emplace(wholePath(output.path), output.option);
+      if (!isNew) {
+        complain(output.path + " cannot be written by both " + known->second + " and " +
+                 output.option);
+        return false;
+      }
     }
-    try {
-      report_ = std::make_unique<ReportFile>(options_.json);
-    } catch (const std::system_error& error) {
-      complainOfReport(error.code().message());
-      return false;
-    }
-    interrupt_.removeAtExit(report_->temporaryName());
-    removeWithoutMemory(report_->temporaryName());
     return true;
   }
 
@@ -211,15 +222,12 @@ class Run {
     return problem.empty();
   }
 
-  void complainOfReport(const std::string& reason) {
-    trouble_ = true;
-    complain("cannot write the report " + options_.json + ": " + reason);
-  }
-
   void testFile(const std::string& name) {
     FileReport& file = files_.emplace_back();
     file.file = name;
     file.profile = options_.profile;
+    file.begun = std::time(nullptr);
+    const auto begun = std::chrono::steady_clock::now();
     const Preflight preflight = inspectMedia(name);
     if (!preflight.problem.empty()) {
       markUnreadable(file, preflight.problem);
@@ -237,8 +245,10 @@ class Run {
         outcome.reason = file.error;
       }
     }
+    file.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
     bar_.clear();
     table_.addFile(file);
+    reports_.writeOf(file, files_.size());
     if (tableOutput() != nullptr && tableOutput()->error() == EPIPE) {
       bar_.switchOff();
     }
@@ -399,8 +409,9 @@ class Run {
     if (interrupt_.signal() != 0) {
       complain(stoppedText());
     }
-    writeReport();
-    const bool reportLost = options_.json == "-" && out_.error() != 0;
+    reports_.write(files_, out_);
+    trouble_ = trouble_ || reports_.areLost();
+    const bool reportLost = reportsToStandardOutput(options_) && out_.error() != 0;
     if (reportLost || isLost(out_)) {
       trouble_ = true;
       complain("cannot write to standard output: " + errorText(out_.error()));
@@ -421,20 +432,6 @@ class Run {
     return left == 0 ? "stopped" : "stopped; files not begun: " + std::to_string(left);
   }
 
-  void writeReport() {
-    if (options_.json == "-") {
-      out_.write(reportText(files_));
-    }
-    if (report_ == nullptr) {
-      return;
-    }
-    try {
-      report_->commit(reportText(files_));
-    } catch (const std::system_error& error) {
-      complainOfReport(error.code().message());
-    }
-  }
-
   const Options& options_;
   std::vector<const QACheck*> checks_;
   Interrupt interrupt_;
@@ -442,7 +439,7 @@ class Run {
   Output err_;
   ProgressBar bar_;
   Table table_;
-  std::unique_ptr<ReportFile> report_;
+  Reports reports_;
   std::vector<FileReport> files_;
   /// Troubles already reported: every file's tester meets them anew.
   std::set<std::string> told_;

@@ -1,15 +1,12 @@
 #include "Table.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <initializer_list>
-#include <optional>
 #include <string_view>
 #include <utility>
 
+#include "EventWords.h"
 #include "ExitCode.h"
 #include "Facts.h"
 #include "tester/QACheck.h"
@@ -26,7 +23,7 @@ constexpr std::size_t kNarrow = 20;
 /// In a summary.
 constexpr int kMostNames = 4;
 /// Of a check in the table; a report has more.
-constexpr int kMostEvents = 3;
+constexpr std::size_t kMostEvents = 3;
 constexpr const char* kMargin = "  ";
 
 const char* colourOf(QAState state) {
@@ -52,10 +49,6 @@ std::string stateWord(QAState state, bool colour) {
 std::string padded(std::string text, std::size_t width) {
   text.resize(std::max(text.size(), width), ' ');
   return text;
-}
-
-std::string joined(const std::string& one, const char* between, const std::string& other) {
-  return one + (one.empty() || other.empty() ? "" : between) + other;
 }
 
 bool isContinuation(char byte) {
@@ -177,52 +170,6 @@ std::string blameOf(const FileReport& file, bool named, QAState result) {
     }
   }
   return joined(first, "; ", others);
-}
-
-/// Small values keep three digits.
-std::string figure(double value) {
-  constexpr double kSmall = 0.1;
-  if (value == 0.0 || !(std::abs(value) < kSmall)) {
-    return shortNumber(value);
-  }
-  char text[32];
-  std::snprintf(text, sizeof text, "%.3g", value);
-  return text;
-}
-
-/// Whether it says where it is: otherwise it says no more than the summary.
-bool hasPlace(const QAEvent& event) {
-  return event.startSeconds.has_value() || !event.startTimecode.empty();
-}
-
-std::string placeOf(const std::string& timecode, const std::optional<double>& seconds) {
-  constexpr int kMilliseconds = 3;
-  if (!timecode.empty() || !seconds) {
-    return timecode;
-  }
-  return clockText(*seconds, kMilliseconds);
-}
-
-/// `names`: its words do not say where it is.
-std::string eventLine(const QAEvent& event, bool names) {
-  std::string line = placeOf(event.startTimecode, event.startSeconds);
-  const std::string end = placeOf(event.endTimecode, event.endSeconds);
-  line = joined(line, " to ", end == line ? "" : end);
-  line = joined(line, kMargin, event.what);
-  const std::string unit = event.unit.empty() ? "" : " " + event.unit;
-  if (event.value) {
-    line = joined(line, kMargin, figure(*event.value) + unit);
-  }
-  if (event.limit) {
-    line = joined(line, " ", "(limit " + figure(*event.limit) + unit + ")");
-  }
-  if (names && event.stream) {
-    line = joined(line, kMargin, "stream " + std::to_string(*event.stream));
-  }
-  if (names && event.channel) {
-    line = joined(line, " ", "ch " + std::to_string(*event.channel));
-  }
-  return line;
 }
 
 /// The lines of checks in one of `states`, in the order of the checks.
@@ -362,23 +309,15 @@ std::string tableLine(const QACheckOutcome& outcome, std::size_t nameWidth,
 }
 
 std::vector<std::string> eventLines(const QACheckOutcome& outcome) {
-  std::vector<std::string> lines;
-  int64_t breaking = 0;
-  const QACheck* check = findCheck(outcome.name);
-  // The words of programme checks of sound say where it is.
-  const bool namesStreams =
-      check == nullptr || check->family == QAFamily::classic || check->needs != QANeeds::sound;
-  for (const QAEvent& event : outcome.events) {
-    if (event.breaks && hasPlace(event) && ++breaking <= kMostEvents) {
-      lines.push_back(printable(eventLine(event, namesStreams)));
-    }
+  // An event that is nowhere says no more than the summary.
+  BreakingEvents breaking = breakingEvents(outcome, kMostEvents, true);
+  for (std::string& line : breaking.lines) {
+    line = printable(line);
   }
-  if (breaking > kMostEvents) {
-    const bool all = outcome.eventCount <= static_cast<int64_t>(outcome.events.size());
-    const std::string more = std::to_string(breaking - kMostEvents) + " more";
-    lines.push_back(all ? more : "at least " + more);
+  if (!breaking.more.empty()) {
+    breaking.lines.push_back(std::move(breaking.more));
   }
-  return lines;
+  return std::move(breaking.lines);
 }
 
 std::string unmeasuredLines(const std::string& names, const std::string& reason, bool colour,

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "FileReport.h"
 #include "Options.h"
 #include "Output.h"
-#include "Report.h"
 
 namespace cli {
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "tester/QAVerdict.h"
 #include "tester/TimecodeClock.h"
 #include "visual/WaveformDisplay.h"
 
@@ -28,15 +29,6 @@ int64_t frameAt(double seconds, double framesPerSecond) {
   return static_cast<int64_t>(std::clamp(frame, 0.0, 1e15));
 }
 
-/// How bad an event is beside others of its check: how far it is beyond its limit, or else by its
-/// value, or how long it lasts.
-double weightOf(const QAEvent& event) {
-  if (event.value.has_value()) {
-    return std::abs(*event.value - event.limit.value_or(0.0));
-  }
-  return event.endSeconds.value_or(0.0) - event.startSeconds.value_or(0.0);
-}
-
 /// Leaves the worst of them, in no order. Those that break come before those that are only
 /// reported.
 void keepWorst(std::vector<QAEvent>& events, std::size_t most) {
@@ -47,7 +39,7 @@ void keepWorst(std::vector<QAEvent>& events, std::size_t most) {
     if (one.breaks != other.breaks) {
       return one.breaks;
     }
-    return weightOf(one) > weightOf(other);
+    return getEventWeight(one) > getEventWeight(other);
   });
   events.resize(most);
 }

@@ -69,6 +69,10 @@ struct QACheck {
   std::span<const QASetting> settings;
   /// Titles of its displays; empty where it has none.
   std::span<const char* const> displays;
+  /// The values by which a client may put files in order: keys of numbers among the outcome's
+  /// `values`, or "LIST.KEY" of those in the records of a list, such as
+  /// "programmes.integratedLufs".
+  std::span<const char* const> figures = {};
 
   /// Makes a run of it; inside the library.
   std::unique_ptr<qatester::CheckRun> (*make)(const qatester::CheckContext& context);

@@ -1,6 +1,7 @@
 #include "tester/QAVerdict.h"
 
 #include <algorithm>
+#include <cmath>
 
 QAState getVerdict(const std::vector<QACheckOutcome>& outcomes) {
   const auto any = [&](QAState state) {
@@ -13,4 +14,11 @@ QAState getVerdict(const std::vector<QACheckOutcome>& outcomes) {
     }
   }
   return any(QAState::pass) || any(QAState::info) ? QAState::pass : QAState::notMeasured;
+}
+
+double getEventWeight(const QAEvent& event) {
+  if (event.value.has_value()) {
+    return std::abs(*event.value - event.limit.value_or(0.0));
+  }
+  return event.endSeconds.value_or(0.0) - event.startSeconds.value_or(0.0);
 }

@@ -24,3 +24,7 @@ struct QAFileFacts {
 /// `notMeasured` when none of all checks could measure. A check that is not measured because its
 /// subject is absent harms nothing.
 QATESTER_API QAState getVerdict(const std::vector<QACheckOutcome>& outcomes);
+
+/// How bad an event is beside others of its check: how far it is beyond its limit, or else its
+/// value, or how many seconds it lasts. Where there are too many, the worst are kept.
+QATESTER_API double getEventWeight(const QAEvent& event);

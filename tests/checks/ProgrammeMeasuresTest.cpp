@@ -380,6 +380,10 @@ TEST_F(Decoding, ComplaintsThatAreCloseAreOneEvent) {
   EXPECT_EQ(result.events[0].endSeconds, 6.4);
   EXPECT_EQ(result.events[0].value, 3.0);
   EXPECT_EQ(result.events[1].startSeconds, 9.0);
+  EXPECT_EQ(result.events[1].value, 1.0);
+  for (const QAEvent& event : result.events) {
+    EXPECT_EQ(event.unit, "errors") << "however many";
+  }
 }
 
 TEST_F(Decoding, AsManyErrorsAsAllowedBreakNothing) {

@@ -76,6 +76,15 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"SettingWithoutValue", {"--set", "GamutMax=", "a.mov"}, {"GamutMax: no value"}},
         Misuse{"MissingValue", {"a.mov", "--json"}, {"--json"}},
         Misuse{"EmptyReportName", {"--json", "", "a.mov"}, {"--json", "empty file name"}},
+        Misuse{"TwoReportsOnStandardOutput",
+               {"--csv", "-", "--json", "/dev/stdout", "a.mov"},
+               {"--json and --csv cannot both be standard output"}},
+        Misuse{"OneListOfSeveralFiles",
+               {"--edl", "a.edl", "a.mov", "b.mov"},
+               {"--edl a.edl: a list is of one file; of several it must be a folder"}},
+        Misuse{"ListsOfSeveralFilesOnStandardOutput",
+               {"--edl", "-", "a.mov", "b.mov"},
+               {"--edl -: a list is of one file"}},
         Misuse{"EmptyLogName", {"--log", "", "a.mov"}, {"--log", "empty file name"}},
         Misuse{"EmptyFolderName", {"--displays", "", "a.mov"}, {"--displays", "empty file name"}},
         Misuse{"WindowsAndPictures",
@@ -93,6 +102,10 @@ TEST(CommandLine, HelpTellsOptionsExitCodesAndAnExample) {
                            "--settings FILE",
                            "--log FILE",
                            "--json FILE",
+                           "--junit FILE",
+                           "--csv FILE",
+                           "--csv-events FILE",
+                           "--edl FILE",
                            "--pauses fixed|ready",
                            "--passes each|one",
                            "--list-settings",
@@ -122,7 +135,7 @@ TEST(CommandLine, HelpTellsOptionsExitCodesAndAnExample) {
 
 TEST(CommandLine, HelpFitsAScreen) {
   const std::vector<std::string> lines = linesOf(runClient({"--help"}).out);
-  EXPECT_LE(lines.size(), 40U);
+  EXPECT_LE(lines.size(), 48U);
   for (const std::string& line : lines) {
     EXPECT_LE(line.size(), 80U) << line;
   }
@@ -148,7 +161,7 @@ TEST(CommandLine, TellsVersions) {
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines[0], std::string("qatester ") + QATESTER_EXPECTED_VERSION);
   for (const char* library : {"FFmpeg ", "libavformat ", "libavcodec ", "libavutil ", "libswscale ",
-                              "Boost ", "nlohmann-json ", "CLI11 "}) {
+                              "Boost ", "nlohmann-json ", "pugixml 1.", "CLI11 "}) {
     EXPECT_TRUE(contains(end.out, std::string("\n") + library)) << library;
   }
 }

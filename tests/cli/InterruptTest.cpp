@@ -43,7 +43,8 @@ class Interrupted : public testing::Test {
 };
 
 TEST_F(Interrupted, ByCtrlCItWritesWhatThereIsAndExitsWith130) {
-  Process process(pausing({"--checks", "frame-rate,valid,drop-no-drop"}));
+  Process process(pausing({"--junit", dir_.file("report.xml"), "--csv", dir_.file("files.csv"),
+                           "--checks", "frame-rate,valid,drop-no-drop"}));
   waitForTheFirstFile();
   process.signal(SIGINT);  // the pause lasts longer than `wait` does
   const Finished end = process.wait();
@@ -56,7 +57,11 @@ TEST_F(Interrupted, ByCtrlCItWritesWhatThereIsAndExitsWith130) {
     EXPECT_EQ(check.at("state"), "not-measured");
     EXPECT_EQ(check.at("reason").get<std::string>().rfind("stopped before ", 0), 0U);
   }
-  EXPECT_EQ(filesIn(dir_), std::vector<std::string>{"report.json"});
+  EXPECT_EQ(filesIn(dir_), (std::vector<std::string>{"files.csv", "report.json", "report.xml"}));
+  EXPECT_NE(readFile(dir_.file("report.xml")).find("tests=\"3\" failures=\"0\" errors=\"3\""),
+            std::string::npos);
+  EXPECT_NE(readFile(dir_.file("files.csv")).find("frame-rate: stopped before "),
+            std::string::npos);
 }
 
 TEST_F(Interrupted, ByATerminationRequestItExitsWith143) {
@@ -125,7 +130,14 @@ TEST_F(Interrupted, ASecondSignalEndsAtOnceAndLeavesNothing) {
   }
   std::filesystem::create_directories(deep);
   std::filesystem::rename(clip_, deep / "a.mkv");
-  Arguments arguments{"-v", "--json", report_, "--checks", "valid", dir_.file("missing")};
+  Arguments arguments{"-v",
+                      "--json",
+                      report_,
+                      "--csv",
+                      dir_.file("files.csv"),
+                      "--checks",
+                      "valid",
+                      dir_.file("missing")};
   arguments.insert(arguments.end(), 40, deep / "a.mkv");
   Command command = client(arguments);
   command.out = Sink::unread;
@@ -135,7 +147,7 @@ TEST_F(Interrupted, ASecondSignalEndsAtOnceAndLeavesNothing) {
   ASSERT_TRUE(process.waitFor("a.mkv"));
   process.signal(SIGTERM);
   std::this_thread::sleep_for(kLater);
-  EXPECT_EQ(filesIn(dir_).size(), 1U);  // the report's temporary name
+  EXPECT_EQ(filesIn(dir_).size(), 2U);  // the temporary names of the reports
   // Again and again: on a busy machine both may be taken at the same time, and count as one.
   EXPECT_EQ(process.waitSending(SIGINT).code, 143);
   EXPECT_TRUE(filesIn(dir_).empty());

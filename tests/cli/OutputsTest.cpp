@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Client.h"
+#include "tester/QACheck.h"
 
 namespace qatest {
 namespace {
@@ -159,6 +160,136 @@ TEST_F(Outputs, AnInputIsNeverWrittenTo) {
   expectRefusal({"--settings", settings, "--log", settings, clip_},
                 settings + " cannot be both read and written");
   EXPECT_EQ(readFile(settings), "a=b\n");
+}
+
+/// The options of all reports, with names in a folder, for a run of one file.
+Arguments allReports(const TempDir& dir) {
+  return {"--json",       dir.file("report.json"), "--junit", dir.file("report.xml"),
+          "--csv",        dir.file("files.csv"),   "--edl",   dir.file("marks.edl"),
+          "--csv-events", dir.file("events.csv")};
+}
+
+const std::vector<std::string> kAllReports = {"events.csv", "files.csv", "marks.edl", "report.json",
+                                              "report.xml"};
+
+TEST_F(Outputs, AllReportsOfARunAreWritten) {
+  Arguments arguments = allReports(dir_);
+  arguments.insert(arguments.end(), {"--profile", "general", clip_});
+  const Finished end = runClient(arguments);
+  EXPECT_EQ(end.err, "");
+  EXPECT_EQ(end.code, 0);
+  EXPECT_EQ(filesIn(dir_), kAllReports);
+  const json file = onlyFile(written("report.json"));
+  std::size_t events = 0;
+  for (const json& check : file.at("checks")) {
+    events += check.at("events").size();
+    for (const std::string key : findCheck(check.at("name").get<std::string>())->figures) {
+      const std::size_t dot = key.find('.');
+      const json value = check.at("result").at(key.substr(0, dot));
+      EXPECT_TRUE(dot == key.npos ? value.is_number() || value.is_null()
+                                  : value.at(0).contains(key.substr(dot + 1)))
+          << "what a row names is there: " << key;
+    }
+  }
+  EXPECT_EQ(linesOf(readFile(dir_.file("events.csv"))).size(), 1 + events);
+  const std::vector<std::string> lines = linesOf(readFile(dir_.file("files.csv")));
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[1].rfind(clip_ + "," + file.at("verdict").get<std::string>() + ",general,", 0),
+            0U);
+  EXPECT_EQ(readFile(dir_.file("marks.edl")).rfind("TITLE: good.mkv\r\n", 0), 0U);
+  EXPECT_NE(readFile(dir_.file("report.xml"))
+                .find("<testsuite name=\"" + clip_ + "\" tests=\"" +
+                      std::to_string(file.at("checks").size())),
+            std::string::npos);
+}
+
+TEST_F(Outputs, AReportThatCannotBeWrittenCostsNoOther) {
+  fs::create_directory(dir_.file("closed"));
+  fs::permissions(dir_.file("closed"), fs::perms::owner_read | fs::perms::owner_exec);
+  const std::string missing = dir_.file("none/report.xml");
+  const std::string closed = dir_.file("closed/files.csv");
+  const Finished end = runObedient({"--json", dir_.file("report.json"), "--junit", missing, "--csv",
+                                    closed, "--csv-events", "/dev/full", "--edl",
+                                    dir_.file("marks.edl"), "--checks", "streams", clip_});
+  EXPECT_EQ(linesOf(end.err),
+            (std::vector<std::string>{
+                "qatester: cannot write the report " + missing + ": No such file or directory",
+                "qatester: cannot write the report " + closed + ": Permission denied",
+                "qatester: cannot write the report /dev/full: No space left on device"}));
+  EXPECT_EQ(end.code, 2);
+  EXPECT_NE(end.out, "");
+  EXPECT_EQ(filesIn(dir_), (std::vector<std::string>{"closed", "marks.edl", "report.json"}));
+  EXPECT_EQ(onlyCheck(written("report.json")).at("state"), "pass");
+}
+
+TEST_F(Outputs, WhereNoReportCanBeWrittenNothingIsRun) {
+  const Finished end = runClient({"--junit", dir_.file("none/a.xml"), "--csv",
+                                  dir_.file("none/a.csv"), "--edl", clip_ + "/", clip_});
+  EXPECT_EQ(linesOf(end.err),
+            (std::vector<std::string>{
+                "qatester: cannot write the report " + dir_.file("none/a.xml") +
+                    ": No such file or directory",
+                "qatester: cannot write the report " + dir_.file("none/a.csv") +
+                    ": No such file or directory",
+                "qatester: cannot write the report " + clip_ + "/: Not a directory"}));
+  EXPECT_EQ(end.out, "");
+  EXPECT_EQ(end.code, 2);
+}
+
+TEST_F(Outputs, NoTwoAreOneFile) {
+  const fs::path before = fs::current_path();
+  fs::current_path(dir_.path());
+  expectRefusal({"--json", "a", "--csv", "./a", clip_},
+                "./a cannot be written by both --json and --csv");
+  writeFile("log", "before\n");
+  fs::create_symlink("log", "link");
+  expectRefusal({"--log", "log", "--edl", dir_.file("link"), clip_},
+                dir_.file("link") + " cannot be written by both --log and --edl");
+  expectRefusal({"--junit", "1-good.mkv.edl", "--edl", "./", clip_},
+                "./1-good.mkv.edl cannot be written by both --junit and --edl");
+  fs::current_path(before);
+  EXPECT_EQ(readFile(dir_.file("log")), "before\n");
+  EXPECT_EQ(
+      runClient({"--json", "/dev/null", "--csv", "/dev/null", "--checks", "valid", clip_}).code, 0);
+}
+
+TEST_F(Outputs, AnyReportMayGoToStandardOutput) {
+  for (const auto& [option, start] :
+       {std::pair("--junit", "<?xml version=\"1.0\""), std::pair("--csv", "file,verdict,profile,"),
+        std::pair("--csv-events", "file,check,state,"),
+        std::pair("--edl", "TITLE: good.mkv\r\n")}) {
+    const Finished end = runClient({option, "-", "--checks", "streams", clip_});
+    EXPECT_EQ(end.out.rfind(start, 0), 0U) << end.out;
+    EXPECT_NE(end.err.find("  streams  pass"), std::string::npos) << "the table goes there";
+    EXPECT_EQ(end.code, 0);
+  }
+}
+
+TEST_F(Outputs, ListsOfSeveralFilesGoToAFolder) {
+  const std::string sound = soundClip(clips_);
+  const std::string marks = dir_.file("marks");
+  const Finished end = runClient({"-q", "--csv", dir_.file("files.csv"), "--edl", marks, "--checks",
+                                  "streams", sound, clip_, clips_.file("none")});
+  EXPECT_EQ(
+      linesOf(end.err),
+      (std::vector<std::string>{"qatester: cannot write the report " + marks +
+                                    "/1-sound.wav.edl: " + sound + ": no video stream",
+                                "qatester: " + clips_.file("none") + ": No such file or directory",
+                                "qatester: cannot write the report " + marks + "/3-none.edl: " +
+                                    clips_.file("none") + ": it could not be read"}));
+  EXPECT_EQ(end.code, 2);
+  EXPECT_EQ(linesOf(readFile(dir_.file("files.csv"))).size(), 4U);
+  EXPECT_EQ(std::distance(fs::directory_iterator(marks), {}), 1);
+  EXPECT_EQ(readFile(marks + "/2-good.mkv.edl").rfind("TITLE: good.mkv\r\n", 0), 0U);
+}
+
+TEST_F(Outputs, ListsInAFolderReplaceNoInput) {
+  const std::string input = dir_.file("1-good.mkv.edl");
+  fs::copy_file(clip_, input);
+  const std::string content = readFile(input);
+  expectRefusal({"--edl", dir_.path().string(), "--checks", "streams", clip_, input},
+                input + " cannot be both read and written");
+  EXPECT_EQ(readFile(input), content);
 }
 
 TEST_F(Outputs, TheLogHasAHeaderPerFileAndGrows) {

@@ -6,6 +6,7 @@
 
 #include "ExitCode.h"
 #include "Facts.h"
+#include "FileReports.h"
 #include "Lists.h"
 #include "Output.h"
 #include "ProgressBar.h"
@@ -37,13 +38,6 @@ TEST(NumberJson, ThatIsNotFiniteIsAText) {
   EXPECT_EQ(numberJson(std::nan("")), "nan");
   EXPECT_EQ(numberJson(kInfinity), "inf");
   EXPECT_EQ(numberJson(-kInfinity), "-inf");
-}
-
-QACheckOutcome outcomeOf(QAState state, const char* name = "frame-rate") {
-  QACheckOutcome outcome;
-  outcome.name = name;
-  outcome.state = state;
-  return outcome;
 }
 
 /// The text of a report's only check.
@@ -135,24 +129,6 @@ TEST(CheckJson, HoldsOfAnEventWhatApplies) {
             R"("worstFrame":40,"value":"-inf","limit":-1.0,"unit":"dB","what":"clipping",)"
             R"("breaks":false,"stream":0,"channel":1},{"breaks":true}])");
   EXPECT_EQ(check.at("eventCount"), 5) << "though some were not kept";
-}
-
-FileReport fileWith(const std::vector<QAState>& states, const std::string& error = "") {
-  FileReport file;
-  file.error = error;
-  for (const QAState state : states) {
-    file.checks.push_back(outcomeOf(state));
-  }
-  return file;
-}
-
-/// The same with outcomes that judge nothing.
-FileReport reportingFile(const std::vector<QAState>& states) {
-  FileReport file = fileWith(states);
-  for (QACheckOutcome& outcome : file.checks) {
-    outcome.severity = QASeverity::info;
-  }
-  return file;
 }
 
 struct ExitCase {
@@ -259,12 +235,6 @@ TEST(UnmeasuredLines, NameTheChecksBeforeTheReason) {
             "                audio stream");
 }
 
-FileReport fileNamed(const std::string& name, const std::vector<QAState>& states) {
-  FileReport file = fileWith(states);
-  file.file = name;
-  return file;
-}
-
 TEST(Summary, CountsFilesByVerdictAndNamesThoseThatDidNotPass) {
   std::vector<FileReport> files{
       fileNamed("/media/in/a.mov", {QAState::pass, QAState::notMeasured}),
@@ -320,16 +290,6 @@ TEST(ShortLine, SaysTheVerdictAndItsReasons) {
             "\x1b[32mpass\x1b[0m          a.mov");
 }
 
-/// A breaking event of one picture at 25 pictures a second.
-QAEvent eventAt(int second) {
-  QAEvent event;
-  event.startSeconds = second;
-  event.startTimecode = "10:00:0" + std::to_string(second) + ":00";
-  event.endTimecode = "10:00:0" + std::to_string(second) + ":01";
-  event.what = "missing picture";
-  return event;
-}
-
 TEST(EventLines, AreThreeThatBreakAndHowManyMore) {
   QACheckOutcome outcome = outcomeOf(QAState::fail);
   for (int second = 0; second < 5; ++second) {
@@ -368,6 +328,24 @@ TEST(EventLines, HoldWhatApplies) {
             (std::vector<std::string>{
                 "01:01:01.500 to 01:01:02.000  -0.25 dBTP (limit -1 dBTP)  stream 1 ch 0",
                 "00:00:01:00  jump?"}));
+}
+
+TEST(EventLines, CountInTheSingularAndThePlural) {
+  QACheckOutcome outcome = outcomeOf(QAState::fail);
+  const auto lineOf = [&](double value, double limit, const char* unit) {
+    QAEvent event = eventAt(1);
+    event.endTimecode.clear();
+    event.value = value;
+    event.limit = limit;
+    event.unit = unit;
+    outcome.events = {event};
+    return eventLines(outcome).front();
+  };
+  const std::string start = "10:00:01:00  missing picture  ";
+  EXPECT_EQ(lineOf(1.0, 0.0, "errors"), start + "1 error (limit 0 errors)");
+  EXPECT_EQ(lineOf(2.0, 1.0, "errors"), start + "2 errors (limit 1 error)");
+  EXPECT_EQ(lineOf(1.0, 1.0, "s"), start + "1 s (limit 1 s)");
+  EXPECT_EQ(lineOf(1.0, 1.0, "fps"), start + "1 fps (limit 1 fps)");
 }
 
 TEST(FileLines, HoldTheFactsTheVerdictAndTheWorstFirst) {
@@ -411,34 +389,6 @@ TEST(FileLines, OnATerminalWhatHarmsNothingTakesALine) {
   EXPECT_EQ(lastLines(false), "  frame-rate  pass  w\xc3\xb6rd " + std::string(32, 'x') + "...\n");
   EXPECT_EQ(lastLines(true), "  frame-rate  pass  w\xc3\xb6rd\n" + std::string(20, ' ') +
                                  std::string(60, 'x') + "\n" + std::string(20, ' ') + "end\n");
-}
-
-QAStreamFacts videoStream() {
-  QAVideoFacts video;
-  video.width = 1920;
-  video.height = 1080;
-  video.frameRate = 30000.0 / 1001.0;
-  video.scan = "tff";
-  video.chroma = "4:2:0";
-  video.bits = 8;
-  QAStreamFacts stream;
-  stream.kind = "video";
-  stream.codec = "h264";
-  stream.video = video;
-  return stream;
-}
-
-QAStreamFacts audioStream(const char* codec, int channels) {
-  QAAudioFacts audio;
-  audio.sampleRate = 44100;
-  audio.channels = channels;
-  audio.layout = "stereo";
-  QAStreamFacts stream;
-  stream.index = 1;
-  stream.kind = "audio";
-  stream.codec = codec;
-  stream.audio = audio;
-  return stream;
 }
 
 TEST(FactsLine, SaysWhatAFileIs) {

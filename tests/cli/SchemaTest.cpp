@@ -34,8 +34,17 @@ TEST(ReportSchema, IsFollowedByReportsOfFilesOfManyKinds) {
       makeClip(dir, "prores.mov", {{proRes()}, audioStreams(3)}),
       makeClip(dir, "mpeg2.ts", {{mpeg2WithBFrames()}, audioStreams(2, audio("mp2"))}),
   };
+  // A tag of any text.
+  ASSERT_EQ(run({"/usr/bin/env",
+                 {"ffmpeg", "-nostdin", "-v", "error", "-i", clips[0], "-c", "copy", "-metadata",
+                  "timecode=ten o'clock", dir.file("tagged.mkv")}})
+                .code,
+            0);
   Arguments arguments(std::begin(clips), std::end(clips));
-  EXPECT_EQ(complaintsAbout(reportOf(arguments)), "");
+  arguments.push_back(dir.file("tagged.mkv"));
+  const json report = reportOf(arguments);
+  EXPECT_EQ(complaintsAbout(report), "");
+  EXPECT_EQ(report.at("files").back().at("media").at("startTimecode"), "ten o'clock");
   arguments.insert(arguments.begin(), {"--profile", "classic", "--set", "QATesterSlateSeconds=0"});
   EXPECT_EQ(complaintsAbout(reportOf(arguments)), "");
   arguments.insert(arguments.begin(), {"--checks", "valid,transitions,decoding"});
@@ -55,6 +64,9 @@ TEST(ReportSchema, RefusesWhatIsNoReport) {
     EXPECT_NE(changed(added, 1).find("'more'"), std::string::npos) << added;
   }
   EXPECT_NE(changed("/files/0/verdict", "good").find("'good'"), std::string::npos);
+  EXPECT_NE(changed("/files/0/checks/0/result/field", json::array({json::array()})).find("[[]]"),
+            std::string::npos)
+      << "a list of lists is no value";
   EXPECT_NE(changed("/files/0/checks/0/state", "not-measured").find("'reason'"), std::string::npos);
 }
 

@@ -1,12 +1,14 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "faults/ThreeSeconds.h"
@@ -78,10 +80,13 @@ TEST_F(ClientFaults, KilledOutrightItLeavesTheOldReportAndWholeLinesInTheLog) {
 #ifdef QATESTER_SHORT_OF_MEMORY
 
 TEST_F(ClientFaults, ShortOfMemoryItTellsAndNeverCrashes) {
+  const std::string xml = dir_.file("report.xml");
+  const std::string csv = dir_.file("files.csv");
   const auto run = [&](unsigned long nth) {
-    return Process({QATESTER_SHORT_OF_MEMORY,
-                    {std::to_string(nth), "-q", "--settings", settings_, "--json", report_,
-                     "--checks", "valid,frame-rate,chroma,levels", clip_}})
+    return Process(
+               {QATESTER_SHORT_OF_MEMORY,
+                {std::to_string(nth), "-q", "--settings", settings_, "--json", report_, "--junit",
+                 xml, "--csv", csv, "--checks", "valid,frame-rate,chroma,levels", clip_}})
         .wait();
   };
   const Finished whole = run(0);
@@ -91,15 +96,29 @@ TEST_F(ClientFaults, ShortOfMemoryItTellsAndNeverCrashes) {
   const unsigned long step = std::getenv("QATESTER_EVERY_ALLOCATION") != nullptr ? 1 : all / 40;
   for (unsigned long nth = 1; nth <= all; nth += step) {
     SCOPED_TRACE(nth);
-    std::filesystem::remove(report_);
+    for (const std::string& report : {report_, xml, csv}) {
+      std::filesystem::remove(report);
+    }
     const Finished end = run(nth);
     // 0 where only the check that would have failed was lost to FFmpeg's want of memory.
     ASSERT_TRUE(end.code >= 0 && end.code <= 2) << end.code;
-    const auto left = std::distance(std::filesystem::directory_iterator(dir_.path()), {});
-    EXPECT_EQ(left, std::filesystem::exists(report_) ? 1 : 0);
-    if (std::filesystem::exists(report_)) {
-      EXPECT_TRUE(json::accept(readFile(report_)));
-    } else {
+    std::ptrdiff_t written = 0;
+    for (const auto& [report, isWhole] :
+         {std::pair(
+              report_, +[](const std::string& text) { return json::accept(text); }),
+          std::pair(
+              xml, +[](const std::string& text) { return text.ends_with("</testsuites>\n"); }),
+          std::pair(
+              csv, +[](const std::string& text) {
+                return std::count(text.begin(), text.end(), '\n') == 2 && text.back() == '\n';
+              })}) {
+      if (std::filesystem::exists(report)) {
+        ++written;
+        EXPECT_TRUE(isWhole(readFile(report))) << report;
+      }
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), written);
+    if (written < 3) {
       EXPECT_EQ(end.code, 2);
       EXPECT_NE(end.err, "");
     }

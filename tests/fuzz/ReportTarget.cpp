@@ -1,14 +1,20 @@
-// What the client writes of outcomes, names and messages of any kind: report and table.
+// What the client writes of outcomes, names and messages of any kind: reports and table.
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <optional>
+#include <pugixml.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "CleanText.h"
+#include "CsvReport.h"
+#include "EdlReport.h"
+#include "JUnitReport.h"
 #include "Output.h"
 #include "Report.h"
 #include "Table.h"
@@ -214,6 +220,79 @@ void report(const std::vector<FileReport>& files) {
   }
 }
 
+/// Suites, cases and names come back, and each case says one thing.
+void reportXml(const std::vector<FileReport>& files, const Demands& demands) {
+  const std::string text = junitText(files, demands);
+  pugi::xml_document document;
+  require(document.load_buffer(text.data(), text.size()), "XML comes back");
+  require(isUtf8(text), "and is UTF-8");
+  std::size_t number = 0;
+  for (const pugi::xml_node suite : document.child("testsuites").children()) {
+    const FileReport& file = files.at(number++);
+    require(suite.attribute("name").value() == cleanText(file.file, "\t\n"), "a suite has a name");
+    const auto cases = suite.children("testcase");
+    const auto count = static_cast<std::size_t>(std::distance(cases.begin(), cases.end()));
+    require(count == (file.error.empty() ? file.checks.size() : 1), "and a case a check");
+    for (const pugi::xml_node node : cases) {
+      require(std::distance(node.begin(), node.end()) == 1, "which says one thing");
+    }
+    const bool isTroubled = suite.attribute("errors").as_int() > 0;
+    require(isTroubled == isInTrouble(file, demands.named), "errors are what is trouble");
+  }
+  require(number == files.size(), "a file has a suite");
+}
+
+/// Lines, each with as many cells as the header.
+void requireTable(const std::string& text, std::size_t lines) {
+  require(isUtf8(text), "a table is UTF-8");
+  std::size_t found = 0;
+  std::size_t columns = 0;
+  std::size_t cells = 1;
+  bool isQuoted = false;
+  bool begins = true;
+  for (const char character : text) {
+    require(!begins || isQuoted || std::string_view("=+@").find(character) == std::string::npos,
+            "no cell is a formula");
+    begins = !isQuoted && (character == ',' || character == '\n');
+    isQuoted = isQuoted != (character == '"');
+    cells += !isQuoted && character == ',' ? 1 : 0;
+    if (character == '\n') {
+      require(!isQuoted, "a line has no line within");
+      columns = columns == 0 ? cells : columns;
+      require(cells == columns, "a line has a cell for each title");
+      cells = 1;
+      ++found;
+    }
+  }
+  require(begins && found == lines + 1, "a table has a header and its lines");
+}
+
+void reportTables(const std::vector<FileReport>& files, const Demands& demands) {
+  requireTable(csvText(files, demands), files.size());
+  std::size_t events = 0;
+  for (const FileReport& file : files) {
+    for (const QACheckOutcome& check : file.checks) {
+      events += check.events.size();
+    }
+  }
+  requireTable(csvEventsText(files), events);
+}
+
+/// Plain lines, and locators for all timecodes.
+void reportMarks(const FileReport& file) {
+  if (!whyNoEdl(file).empty()) {
+    return;
+  }
+  const std::string text = edlText(file);
+  require(std::all_of(text.begin(), text.end(),
+                      [](char character) {
+                        return (character >= ' ' && character < '\x7f') || character == '\r' ||
+                               character == '\n';
+                      }),
+          "a list is ASCII");
+  require(text.ends_with("\r\n"), "and ends with its last line");
+}
+
 /// All lines are ended and hold nothing but text; returns their number.
 std::size_t requireLines(const std::string& text) {
   std::size_t lines = 0;
@@ -269,5 +348,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::vector<FileReport> files = filesFrom(input);
   report(files);
   tabulate(files, named);
+  const Demands demands{named, input.flag()};
+  reportXml(files, demands);
+  reportTables(files, demands);
+  std::for_each(files.begin(), files.end(), reportMarks);
   return 0;
 }

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "Report.h"
+#include "ReportFile.h"
 #include "cli/Client.h"
 #include "support/LoggedTester.h"
 

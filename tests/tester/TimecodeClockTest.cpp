@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tester/QATimecode.h"
+
 namespace {
 
 using qatester::TimecodeClock;
@@ -71,6 +73,20 @@ TEST(TimecodeClock, OnlyRatesOfA1001thDrop) {
   EXPECT_FALSE(TimecodeClock::mayDrop(30.0));
   EXPECT_FALSE(TimecodeClock::mayDrop(25.0));
   EXPECT_FALSE(TimecodeClock::mayDrop(24000.0 / 1001.0));
+}
+
+TEST(NextTimecode, FollowsAsTheTextIsWritten) {
+  EXPECT_EQ(getNextTimecode("10:00:59:24", 25.0), "10:01:00:00");
+  EXPECT_EQ(getNextTimecode("00:00:59:29", kNtsc), "00:01:00:00");
+  EXPECT_EQ(getNextTimecode("00:00:59;29", kNtsc), "00:01:00;02");
+  EXPECT_EQ(getNextTimecode("23:59:59;29", kNtsc), "00:00:00;00");
+}
+
+TEST(NextTimecode, IsThereForTimecodesOfTheRateOnly) {
+  for (const char* text : {"", "ten", "00:00:00:25", "00:00:00", "\n1:00:00:00", "00:00:00.00"}) {
+    EXPECT_EQ(getNextTimecode(text, 25.0), "") << text;
+  }
+  EXPECT_EQ(getNextTimecode("00:01:00;00", kNtsc), "") << "a number that is dropped";
 }
 
 TEST(TimecodeClock, TakesARateThatIsNoneForTwentyFive) {

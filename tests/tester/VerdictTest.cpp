@@ -28,4 +28,16 @@ TEST(Verdict, IsNoneWhereNothingWasMeasured) {
   EXPECT_EQ(verdictOf({QAState::notMeasured, QAState::notMeasured}), QAState::notMeasured);
 }
 
+TEST(EventWeight, IsHowFarBeyondTheLimitOrHowLong) {
+  QAEvent event;
+  EXPECT_EQ(getEventWeight(event), 0.0);
+  event.startSeconds = 1.0;
+  event.endSeconds = 3.5;
+  EXPECT_EQ(getEventWeight(event), 2.5);
+  event.value = -25.0;
+  EXPECT_EQ(getEventWeight(event), 25.0);
+  event.limit = -23.5;
+  EXPECT_EQ(getEventWeight(event), 1.5);
+}
+
 }  // namespace

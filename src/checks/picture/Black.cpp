@@ -27,6 +27,7 @@ constexpr QASetting kSettings[] = {
 constexpr CheckProfile kProfile{.name = "black", .tag = "QABlack"};
 
 constexpr const char* kDisplays[] = {"Black"};
+constexpr const char* kFigures[] = {"longestSeconds"};
 
 struct BlackDemands {
   double seconds = 2.0;
@@ -123,6 +124,7 @@ constinit const QACheck blackCheck{
     .severity = QASeverity::warn,
     .settings = kSettings,
     .displays = kDisplays,
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

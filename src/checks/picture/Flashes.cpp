@@ -26,6 +26,7 @@ constexpr QASetting kSettings[] = {
 constexpr CheckProfile kProfile{.name = "flashes", .tag = "QAFlashes"};
 
 constexpr const char* kDisplays[] = {"Flashes"};
+constexpr const char* kFigures[] = {"flashesPerSecond"};
 
 struct FlashDemands {
   double perSecond = 3.0;
@@ -208,6 +209,7 @@ constinit const QACheck flashesCheck{
     .severity = QASeverity::warn,
     .settings = kSettings,
     .displays = kDisplays,
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

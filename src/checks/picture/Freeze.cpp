@@ -24,6 +24,7 @@ constexpr QASetting kSettings[] = {
 constexpr CheckProfile kProfile{.name = "freeze", .tag = "QAFreeze"};
 
 constexpr const char* kDisplays[] = {"Freeze"};
+constexpr const char* kFigures[] = {"longestSeconds"};
 
 struct FreezeDemands {
   double seconds = 2.0;
@@ -203,6 +204,7 @@ constinit const QACheck freezeCheck{
     .severity = QASeverity::warn,
     .settings = kSettings,
     .displays = kDisplays,
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

@@ -21,6 +21,7 @@ constexpr QASetting kSettings[] = {
 constexpr CheckProfile kProfile{.name = "repeats", .tag = "QARepeats"};
 
 constexpr const char* kDisplays[] = {"Repeats"};
+constexpr const char* kFigures[] = {"repeatedPictures"};
 
 /// From this rate on, film is shown by repeating its pictures.
 constexpr double kDoubleRate = 48.0;
@@ -115,6 +116,7 @@ constinit const QACheck repeatsCheck{
     .severity = QASeverity::warn,
     .settings = kSettings,
     .displays = kDisplays,
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

@@ -31,6 +31,7 @@ constexpr QASetting kSettings[] = {
 constexpr CheckProfile kProfile{.name = "signal-range", .tag = "QASignalRange"};
 
 constexpr const char* kDisplays[] = {"Signal Range"};
+constexpr const char* kFigures[] = {"worstShare"};
 
 /// Pictures that are further apart are events of their own.
 constexpr SpanRule kSpans{.mergeSeconds = 1.0, .most = 100000};
@@ -331,6 +332,7 @@ constinit const QACheck signalRangeCheck{
     .severity = QASeverity::info,
     .settings = kSettings,
     .displays = kDisplays,
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

@@ -17,6 +17,7 @@ constexpr QASetting kSettings[] = {
 };
 
 constexpr CheckProfile kProfile{.name = "decoding", .tag = "QADecoding"};
+constexpr const char* kFigures[] = {"errors"};
 
 /// Complaints that are further apart are events of their own.
 constexpr double kMergeSeconds = 1.0;
@@ -185,7 +186,7 @@ void DecodingMeasurement::describe(QACheckOutcome& outcome) const {
       event.endSeconds = span.endSeconds;
       event.value = static_cast<double>(span.count);
       event.limit = allowed_;
-      event.unit = span.count == 1 ? "error" : "errors";
+      event.unit = "errors";
       event.what = name + ": " + all.words[i].text;
       if (begins) {
         event.what =
@@ -262,6 +263,7 @@ constinit const QACheck decodingCheck{
     .severity = QASeverity::fail,
     .settings = kSettings,
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

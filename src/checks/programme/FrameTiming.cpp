@@ -18,6 +18,7 @@ constexpr QASetting kSettings[] = {
 };
 
 constexpr CheckProfile kProfile{.name = "frame-timing", .tag = "QAFrameTiming"};
+constexpr const char* kFigures[] = {"gaps"};
 
 /// A distance of more than this many frames misses one.
 constexpr double kGapFrames = 1.5;
@@ -343,6 +344,7 @@ constinit const QACheck frameTimingCheck{
     .severity = QASeverity::fail,
     .settings = kSettings,
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

@@ -15,6 +15,7 @@ namespace qatester {
 namespace {
 
 constexpr CheckProfile kProfile{.name = "dropouts", .tag = "QADropouts"};
+constexpr const char* kFigures[] = {"dropouts"};
 
 constexpr double kLeastSeconds = 0.001;
 /// From here on it is silence, if all channels have it, or else a channel that is lost.
@@ -305,6 +306,7 @@ constinit const QACheck dropoutsCheck{
     .severity = QASeverity::warn,
     .settings = {},
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

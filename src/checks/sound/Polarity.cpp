@@ -26,6 +26,7 @@ constexpr QASetting kSettings[] = {
 };
 
 constexpr CheckProfile kProfile{.name = "polarity", .tag = "QAPolarity"};
+constexpr const char* kFigures[] = {"correlation"};
 
 struct PolarityDemands {
   double outOfPhase = -0.7;
@@ -309,6 +310,7 @@ constinit const QACheck polarityCheck{
     .severity = QASeverity::warn,
     .settings = kSettings,
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

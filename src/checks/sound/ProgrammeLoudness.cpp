@@ -22,6 +22,7 @@ constexpr QASetting kSettings[] = {
 };
 
 constexpr CheckProfile kProfile{.name = "programme-loudness", .tag = "QAProgrammeLoudness"};
+constexpr const char* kFigures[] = {"programmes.integratedLufs", "programmes.loudnessRangeLu"};
 
 /// What two loudspeakers add to one.
 constexpr double kDualMono = 3.0102999566398120;
@@ -254,6 +255,7 @@ constinit const QACheck programmeLoudnessCheck{
     .severity = QASeverity::info,
     .settings = kSettings,
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

@@ -24,6 +24,7 @@ constexpr QASetting kSettings[] = {
 };
 
 constexpr CheckProfile kProfile{.name = "silence", .tag = "QASilence"};
+constexpr const char* kFigures[] = {"longestSeconds"};
 
 struct SilenceDemands {
   double level = -60.0;
@@ -214,6 +215,7 @@ constinit const QACheck silenceCheck{
     .severity = QASeverity::warn,
     .settings = kSettings,
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 

@@ -19,6 +19,7 @@ constexpr QASetting kSettings[] = {
 };
 
 constexpr CheckProfile kProfile{.name = "true-peak", .tag = "QATruePeak"};
+constexpr const char* kFigures[] = {"maxTruePeakDbtp"};
 
 /// Peaks that are further apart are events of their own.
 constexpr SpanRule kSpans{.mergeSeconds = 1.0, .most = kMostSoundSpans};
@@ -117,6 +118,7 @@ constinit const QACheck truePeakCheck{
     .severity = QASeverity::info,
     .settings = kSettings,
     .displays = {},
+    .figures = kFigures,
     .make = makeRun<make>,
 };
 
