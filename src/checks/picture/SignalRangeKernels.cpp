@@ -471,8 +471,8 @@ class SignalBlocks {
     uint8_t bits[sizeof(uint64_t) + 8] = {};
     for (int x = 0; x < kBlockColumns; x += kLanes) {
       const VSteps value = toSteps(loadCodes(first + x));
-      const auto outside = hn::Or(hn::Lt(value, hn::Load(d, lowest_ + x)),
-                                  hn::Gt(value, hn::Load(d, highest_ + x)));
+      const auto outside =
+          hn::Or(hn::Lt(value, hn::Load(d, lowest_ + x)), hn::Gt(value, hn::Load(d, highest_ + x)));
       hn::StoreMaskBits(d, outside, bits + x / 8);
     }
     uint64_t word = 0;
