@@ -36,13 +36,7 @@ std::string quoted(const std::string& text) {
 
 class Lines {
  public:
-  void add(const std::string& text) {
-    const std::string clean = cleanText(text);
-    const bool isFormula =
-        std::any_of(std::begin(kFormulaSigns), std::end(kFormulaSigns),
-                    [&](std::string_view sign) { return clean.rfind(sign, 0) == 0; });
-    cell(quoted(isFormula ? "'" + clean : clean));
-  }
+  void add(const std::string& text) { cell(csvCell(text)); }
   void add(const char* text) { add(std::string(text)); }
 
   /// That reads back to the same number: "nan", "inf" and "-inf" where it is not finite.
@@ -275,6 +269,14 @@ void addEvent(Lines& lines, const FileReport& file, const QACheckOutcome& outcom
 }
 
 }  // namespace
+
+std::string csvCell(const std::string& text) {
+  const std::string clean = cleanText(text);
+  const bool isFormula =
+      std::any_of(std::begin(kFormulaSigns), std::end(kFormulaSigns),
+                  [&](std::string_view sign) { return clean.rfind(sign, 0) == 0; });
+  return quoted(isFormula ? "'" + clean : clean);
+}
 
 std::string csvText(const std::vector<FileReport>& files, const Demands& demands) {
   const std::vector<std::string> names = namesOfChecks(files);

@@ -12,6 +12,9 @@ namespace cli {
 // as RFC 4180 says; lines end with "\n", and there is none within a value. A text that a
 // spreadsheet would take for a formula has an apostrophe before it.
 
+/// A text as a value of a table.
+std::string csvCell(const std::string& text);
+
 /// A line a file: what it is, its verdict, the state of each check, and the figures that the rows
 /// of the checks name.
 std::string csvText(const std::vector<FileReport>& files, const Demands& demands);

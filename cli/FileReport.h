@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +10,8 @@
 #include "tester/QAVerdict.h"
 
 namespace cli {
+
+class SeriesStore;
 
 /// What a run came to with a file: all that the table and the reports are made of.
 struct FileReport {
@@ -23,6 +26,8 @@ struct FileReport {
   QAFileFacts facts = {};
   /// In the order in which the checks were asked for.
   std::vector<QACheckOutcome> checks = {};
+  /// Null: nobody asked for them.
+  std::shared_ptr<SeriesStore> series = {};
 };
 
 }  // namespace cli

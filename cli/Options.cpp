@@ -9,6 +9,7 @@
 #include <pugixml.hpp>
 #include <stdexcept>
 #include <system_error>
+#include <tuple>
 
 #include "ExitCode.h"
 #include "Lists.h"
@@ -141,14 +142,16 @@ std::string takeStandardOutput(const std::vector<std::pair<const char*, std::str
   return "";
 }
 
-/// A list has one file's events: what was meant as the name of one is none for a folder.
-std::string whyNoEdls(const Options& options) {
+/// Some reports are of one file each: what was meant as the name of one is none for a folder.
+std::string whyNoFolderOfReports(const Options& options) {
   std::error_code none;
-  if (options.files.size() < 2 || std::filesystem::is_directory(options.edl, none)) {
-    return "";
-  }
-  if (options.edl == kStandardOutput || options.edl.ends_with(".edl")) {
-    return "--edl " + options.edl + ": a list is of one file; of several it must be a folder";
+  for (const auto& [option, target, ending] : {std::tuple("--edl", &options.edl, ".edl"),
+                                               std::tuple("--series", &options.series, ".gz")}) {
+    const bool isName = *target == kStandardOutput || target->ends_with(ending);
+    if (options.files.size() > 1 && isName && !std::filesystem::is_directory(*target, none)) {
+      return std::string(option) + " " + *target +
+             ": it is of one file; of several it must be a folder";
+    }
   }
   return "";
 }
@@ -235,6 +238,7 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   addReport("--csv", options.csv, "Write a line a file, comma-separated");
   addReport("--csv-events", options.csvEvents, "Write a line an event, comma-separated");
   addReport("--edl", options.edl, "Write events as markers; of several files: a folder");
+  addReport("--series", options.series, "Write figures over time, as .csv.gz; or a folder");
   app.add_option("--displays", options.displays, "Displays as picture files in this folder")
       ->check(named)
       ->type_name("DIR");
@@ -302,7 +306,7 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   }
   std::string misuse = takeStandardOutput(reports);
   if (misuse.empty()) {
-    misuse = whyNoEdls(options);
+    misuse = whyNoFolderOfReports(options);
   }
   if (!misuse.empty()) {
     return usageError(misuse);

@@ -39,6 +39,7 @@ struct Options {
   std::string csvEvents;
   /// A file, or with several files a folder.
   std::string edl;
+  std::string series;
   QAPauses pauses = QAPauses::untilReady;
   QALookup lookup = QALookup::stored;
   QAPasses passes = QAPasses::one;

@@ -14,24 +14,11 @@
 #include "JUnitReport.h"
 #include "Preflight.h"
 #include "Report.h"
+#include "SeriesReport.h"
 
 namespace cli {
 
 namespace {
-
-/// Edit decision lists are of one file each: of several files they go to a folder.
-bool edlsGoToFolder(const Options& options) {
-  std::error_code none;
-  return !options.edl.empty() && (options.files.size() > 1 || options.edl.back() == '/' ||
-                                  std::filesystem::is_directory(options.edl, none));
-}
-
-/// As folders of displays are named.
-std::string edlInFolder(const Options& options, const std::string& file, std::size_t number) {
-  const std::string name = std::filesystem::path(file).filename().string();
-  return (std::filesystem::path(options.edl) / (std::to_string(number) + "-" + name + ".edl"))
-      .string();
-}
 
 /// The list of a file; throws std::runtime_error with the reason where there can be none.
 std::string edlOf(const FileReport& file) {
@@ -41,6 +28,45 @@ std::string edlOf(const FileReport& file) {
   }
   return edlText(file);
 }
+
+std::string seriesOf(const FileReport& file) {
+  if (!file.error.empty() || file.series == nullptr) {
+    throw std::runtime_error(file.file + ": it could not be read");
+  }
+  return compressed(seriesText(*file.series));
+}
+
+}  // namespace
+
+/// A report of one file: of several files they go to a folder.
+struct FileKind {
+  const char* option;
+  std::string Options::*target;
+  const char* ending;
+  std::string (*text)(const FileReport& file);
+
+  const std::string& targetIn(const Options& options) const { return options.*target; }
+
+  bool goesToFolder(const Options& options) const {
+    const std::string& its = targetIn(options);
+    std::error_code none;
+    return !its.empty() && (options.files.size() > 1 || its.back() == '/' ||
+                            std::filesystem::is_directory(its, none));
+  }
+
+  /// As folders of displays are named.
+  std::string inFolder(const Options& options, const std::string& file, std::size_t number) const {
+    const std::string name = std::filesystem::path(file).filename().string();
+    return (std::filesystem::path(targetIn(options)) /
+            (std::to_string(number) + "-" + name + ending))
+        .string();
+  }
+};
+
+namespace {
+
+constexpr FileKind kFileKinds[] = {{"--edl", &Options::edl, ".edl", edlOf},
+                                   {"--series", &Options::series, ".csv.gz", seriesOf}};
 
 }  // namespace
 
@@ -54,33 +80,40 @@ std::vector<OutputTarget> outputTargets(const Options& options) {
       targets.push_back({option, *path});
     }
   }
-  if (edlsGoToFolder(options)) {
-    for (std::size_t i = 0; i < options.files.size(); ++i) {
-      targets.push_back({"--edl", edlInFolder(options, options.files[i], i + 1)});
+  for (const FileKind& kind : kFileKinds) {
+    const std::string& target = kind.targetIn(options);
+    if (kind.goesToFolder(options)) {
+      for (std::size_t i = 0; i < options.files.size(); ++i) {
+        targets.push_back({kind.option, kind.inFolder(options, options.files[i], i + 1)});
+      }
+    } else if (!target.empty() && target != kStandardOutput) {
+      targets.push_back({kind.option, target});
     }
-  } else if (!options.edl.empty() && options.edl != kStandardOutput) {
-    targets.push_back({"--edl", options.edl});
   }
   return targets;
 }
 
 bool reportsToStandardOutput(const Options& options) {
-  const std::string* const targets[] = {&options.json, &options.junit, &options.csv,
-                                        &options.csvEvents, &options.edl};
+  const std::string* const targets[] = {&options.json,      &options.junit, &options.csv,
+                                        &options.csvEvents, &options.edl,   &options.series};
   return std::any_of(std::begin(targets), std::end(targets),
                      [](const std::string* target) { return *target == kStandardOutput; });
 }
 
 Reports::Reports(const Options& options, std::function<void(const std::string& text)> complain)
-    : options_(options), complain_(std::move(complain)), writesFolder_(edlsGoToFolder(options)) {
+    : options_(options), complain_(std::move(complain)) {
   const Demands demands{options.checksNamed, options.warningsFail};
   add(options.json, [](const auto& files) { return reportText(files); });
   add(options.junit, [=](const auto& files) { return junitText(files, demands); });
   add(options.csv, [=](const auto& files) { return csvText(files, demands); });
   add(options.csvEvents, [](const auto& files) { return csvEventsText(files); });
-  if (!writesFolder_) {
-    add(options.edl, [](const auto& files) {
-      return files.empty() ? std::nullopt : std::optional(edlOf(files.front()));
+  for (const FileKind& kind : kFileKinds) {
+    if (kind.goesToFolder(options)) {
+      folders_.push_back(&kind);
+      continue;
+    }
+    add(kind.targetIn(options), [&kind](const auto& files) {
+      return files.empty() ? std::nullopt : std::optional(kind.text(files.front()));
     });
   }
 }
@@ -92,27 +125,28 @@ void Reports::add(const std::string& target, Text text) {
 }
 
 bool Reports::open() {
-  const std::size_t asked = reports_.size() + (writesFolder_ ? 1 : 0);
+  const std::size_t asked = reports_.size() + folders_.size();
   std::erase_if(reports_, [&](Report& report) {
     return report.target != kStandardOutput && !attempt(report.target, [&] {
              report.file = std::make_unique<ReportFile>(report.target);
            });
   });
-  if (writesFolder_) {
-    writesFolder_ = attempt(options_.edl, [&] {
-      const std::string problem = whyNoFolder(options_.edl);
+  std::erase_if(folders_, [&](const FileKind* kind) {
+    const std::string& folder = kind->targetIn(options_);
+    return !attempt(folder, [&] {
+      const std::string problem = whyNoFolder(folder);
       if (!problem.empty()) {
         throw std::runtime_error(problem);
       }
     });
-  }
-  return asked == 0 || !reports_.empty() || writesFolder_;
+  });
+  return asked == 0 || !reports_.empty() || !folders_.empty();
 }
 
 void Reports::writeOf(const FileReport& file, std::size_t number) {
-  if (writesFolder_) {
-    const std::string target = edlInFolder(options_, file.file, number);
-    attempt(target, [&] { ReportFile(target).commit(edlOf(file)); });
+  for (const FileKind* kind : folders_) {
+    const std::string target = kind->inFolder(options_, file.file, number);
+    attempt(target, [&] { ReportFile(target).commit(kind->text(file)); });
   }
 }
 

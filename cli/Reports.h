@@ -20,6 +20,8 @@ struct OutputTarget {
   std::string path;
 };
 
+struct FileKind;
+
 /// The log and the reports, without those on standard output.
 std::vector<OutputTarget> outputTargets(const Options& options);
 
@@ -63,7 +65,7 @@ class Reports {
   const Options& options_;
   std::function<void(const std::string& text)> complain_;
   std::vector<Report> reports_;
-  bool writesFolder_ = false;
+  std::vector<const FileKind*> folders_;
   bool lost_ = false;
 };
 

@@ -23,6 +23,7 @@
 #include "Preflight.h"
 #include "ProgressBar.h"
 #include "Reports.h"
+#include "SeriesReport.h"
 #include "SettingsReview.h"
 #include "Table.h"
 #include "foundation/Logger.h"
@@ -249,6 +250,9 @@ class Run {
     bar_.clear();
     table_.addFile(file);
     reports_.writeOf(file, files_.size());
+    if (options_.files.size() > 1) {
+      file.series = nullptr;  // it is written, and would add up
+    }
     if (tableOutput() != nullptr && tableOutput()->error() == EPIPE) {
       bar_.switchOff();
     }
@@ -260,6 +264,10 @@ class Run {
       names.emplace_back(check->name);
     }
     QATesterOptions options = testerOptions();
+    if (!options_.series.empty()) {
+      file.series = std::make_shared<SeriesStore>();
+      options.measurements = file.series.get();
+    }
     options.outcome = [&](const QACheckOutcome& outcome) {
       if (outcome.reasonIsOfFile && !outcome.opened) {
         markUnreadable(file, outcome.reason);

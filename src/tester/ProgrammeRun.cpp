@@ -4,30 +4,13 @@
 #include <cmath>
 #include <utility>
 
+#include "tester/FrameClock.h"
 #include "tester/QAVerdict.h"
-#include "tester/TimecodeClock.h"
 #include "visual/WaveformDisplay.h"
 
 namespace qatester {
 
 namespace {
-
-/// Times of pictures are rounded to the stream's time base.
-constexpr double kShareOfAFrame = 0.05;
-
-const QAVideoFacts* videoOf(const ProgrammeFacts& facts) {
-  if (facts.videoStream < 0) {
-    return nullptr;
-  }
-  const auto& video = facts.media.streams[static_cast<std::size_t>(facts.videoStream)].video;
-  return video.has_value() ? &*video : nullptr;
-}
-
-/// The frame that is shown at a time, counted from the first one.
-int64_t frameAt(double seconds, double framesPerSecond) {
-  const double frame = std::floor(seconds * framesPerSecond + kShareOfAFrame);
-  return static_cast<int64_t>(std::clamp(frame, 0.0, 1e15));
-}
 
 /// Leaves the worst of them, in no order. Those that break come before those that are only
 /// reported.
@@ -67,6 +50,7 @@ void ProgrammeRun::open(const ProgrammeFacts& facts) {
     return;
   }
   facts_ = &facts;
+  measurement_.setSeries(SeriesMaker(context_.options.measurements, check_.name, facts));
   beginMeasuring();
 }
 
@@ -107,23 +91,19 @@ void ProgrammeRun::keepTheWorst() {
 }
 
 void ProgrammeRun::addTimecodes() {
-  const QAVideoFacts* video = facts_ != nullptr ? videoOf(*facts_) : nullptr;
-  if (video == nullptr || !(video->frameRate > 0.0)) {
+  const std::optional<FrameClock> clock =
+      facts_ != nullptr ? FrameClock::of(*facts_) : std::nullopt;
+  if (!clock.has_value()) {
     return;
   }
-  const TimecodeClock clock(facts_->media.startTimecode, video->frameRate);
-  // The file's timecode is that of its first frame, and sound may start before it.
-  const double first =
-      facts_->media.streams[static_cast<std::size_t>(facts_->videoStream)].startSeconds.value_or(
-          0.0);
   const auto add = [&](const std::optional<double>& seconds, std::optional<int64_t>& frame,
                        std::string& timecode) {
     if (seconds.has_value()) {
-      const int64_t shown = frameAt(*seconds - first, video->frameRate);
+      const int64_t shown = clock->frameAt(*seconds);
       frame = frame.value_or(shown);
-      timecode = clock.at(shown);  // by time: frames may be missing before it
+      timecode = clock->timecodeOf(shown);  // by time: frames may be missing before it
     } else if (frame.has_value()) {
-      timecode = clock.at(*frame);
+      timecode = clock->timecodeOf(*frame);
     }
   };
   for (QAEvent& event : outcome_.events) {

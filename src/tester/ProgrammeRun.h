@@ -4,11 +4,13 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "media/OxVideoStream.h"
 #include "media/Programme.h"
 #include "tester/CheckRun.h"
+#include "tester/SeriesOutput.h"
 #include "visual/Visual.h"
 
 namespace qatester {
@@ -56,6 +58,15 @@ class ProgrammeMeasurement : public ProgrammeConsumer {
   /// check that judges nothing of this file says so with `QAState::info`. Times of events are
   /// seconds and frames: timecodes are added to them later.
   virtual void describe(QACheckOutcome& outcome) const = 0;
+
+  /// Where its figures over time go; before it joins a reading.
+  void setSeries(SeriesMaker series) { series_ = std::move(series); }
+
+ protected:
+  const SeriesMaker& series() const { return series_; }
+
+ private:
+  SeriesMaker series_;
 };
 
 /// One run of a programme check. What the measurement takes comes on threads of the reading; all

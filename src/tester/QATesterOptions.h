@@ -10,6 +10,7 @@
 #include "foundation/QAPauses.h"
 #include "foundation/Settings.h"
 #include "tester/QACheckOutcome.h"
+#include "tester/QAMeasurements.h"
 #include "visual/QADisplays.h"
 
 /// Who measures the colours of a picture.
@@ -91,6 +92,10 @@ struct QATesterOptions {
 
   /// Called by `runChecks` on the calling thread whenever a percent changes.
   std::function<void(const QAProgress& progress)> progress;
+
+  /// Takes what programme checks measure of each picture and each 0.1 s of sound, while they do;
+  /// null: nobody. Must outlive the tester.
+  QAMeasurementSink* measurements = nullptr;
 
   /// Called on the tester's thread, beside what the log and the console say of it.
   std::function<void(const QATrouble& trouble)> trouble;

@@ -94,19 +94,19 @@ inline qatester::ProgrammeFacts factsOf(const MadePictures& made) {
 
 /// What a check of the picture comes to on these pictures.
 inline QACheckOutcome measurePictures(const std::string& checkName, const CheckSettings& settings,
-                                      const MadePictures& made) {
-  return measureProgramme(checkName, settings, factsOf(made),
-                          [&](qatester::ProgrammeConsumer& consumer) {
-                            consumer.begin(factsOf(made));
-                            for (int64_t number = 0; number < made.count; ++number) {
-                              consumer.take(pictureOf(made, number));
-                            }
-                            qatester::ProgrammeEnd end;
-                            end.readCleanly = true;
-                            end.pictures = made.count;
-                            consumer.end(end);
-                            return end;
-                          });
+                                      const MadePictures& made, QAMeasurementSink* sink = nullptr) {
+  const auto give = [&](qatester::ProgrammeConsumer& consumer) {
+    consumer.begin(factsOf(made));
+    for (int64_t number = 0; number < made.count; ++number) {
+      consumer.take(pictureOf(made, number));
+    }
+    qatester::ProgrammeEnd end;
+    end.readCleanly = true;
+    end.pictures = made.count;
+    consumer.end(end);
+    return end;
+  };
+  return measureProgramme(checkName, settings, factsOf(made), give, sink);
 }
 
 }  // namespace qatest

@@ -25,12 +25,14 @@ using CheckSettings = std::vector<std::pair<std::string, std::string>>;
 inline QACheckOutcome measureProgramme(
     const std::string& checkName, const CheckSettings& settings,
     const qatester::ProgrammeFacts& facts,
-    const std::function<qatester::ProgrammeEnd(qatester::ProgrammeConsumer&)>& give) {
+    const std::function<qatester::ProgrammeEnd(qatester::ProgrammeConsumer&)>& give,
+    QAMeasurementSink* sink = nullptr) {
   const std::string fileName;
   Settings store(nullptr, nullptr);
   store.SetOverrides(settings);
   qatester::Displays displays(QADisplays::nowhere, false, "", {});
-  const QATesterOptions options;
+  QATesterOptions options;
+  options.measurements = sink;
   const qatester::CheckContext context{fileName, nullptr, nullptr, &store, displays, 0, options};
   const QACheck* check = findCheck(checkName);
   if (check == nullptr) {

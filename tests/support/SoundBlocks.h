@@ -239,10 +239,12 @@ inline qatester::ProgrammeEnd giveSound(qatester::ProgrammeConsumer& consumer,
 
 /// What a check of sound comes to on a file with these streams. Throws what ended the check.
 inline QACheckOutcome measureSound(const std::string& checkName, const CheckSettings& settings,
-                                   const std::vector<SoundStream>& streams, bool stopped = false) {
+                                   const std::vector<SoundStream>& streams, bool stopped = false,
+                                   QAMeasurementSink* sink = nullptr) {
   return measureProgramme(
       checkName, settings, factsOf(streams),
-      [&](qatester::ProgrammeConsumer& consumer) { return giveSound(consumer, streams, stopped); });
+      [&](qatester::ProgrammeConsumer& consumer) { return giveSound(consumer, streams, stopped); },
+      sink);
 }
 
 }  // namespace qatest

@@ -6,7 +6,10 @@
 #include <stdexcept>
 
 #include "support/Clips.h"
+#include "support/Outcomes.h"
+#include "support/RecordedSeries.h"
 #include "support/TempDir.h"
+#include "support/Values.h"
 #include "tester/QAProfile.h"
 #include "tester/QATester.h"
 
@@ -48,6 +51,38 @@ class ProgrammeChecks : public testing::Test {
 
   qatest::TempDir dir_;
 };
+
+TEST_F(ProgrammeChecks, SeriesChangeNoResultAndHaveARowAPicture) {
+  const std::string file = both();
+  std::vector<std::string> names;
+  for (const QACheck* check : allChecks()) {
+    if (check->family == QAFamily::programme) {
+      names.emplace_back(check->name);
+    }
+  }
+  const auto run = [&](QAMeasurementSink* sink) {
+    QATesterOptions all = options();
+    all.measurements = sink;
+    return QATester(file.c_str(), nullptr, "", "", all).runChecks(names);
+  };
+  qatest::RecordedSeries series;
+  const std::vector<QACheckOutcome> outcomes = run(&series);
+  EXPECT_EQ(qatest::textsOf(outcomes), qatest::textsOf(run(nullptr)));
+  const auto shares = std::find_if(series.all.begin(), series.all.end(), [](const auto& one) {
+    return one.series.check == "signal-range";
+  });
+  ASSERT_NE(shares, series.all.end());
+  EXPECT_EQ(static_cast<int>(shares->rows.size()), VideoSpec().frames);
+  const double worst = std::max_element(shares->rows.begin(), shares->rows.end(),
+                                        [](const auto& one, const auto& other) {
+                                          return one.values[0] < other.values[0];
+                                        })
+                           ->values[0];
+  const auto range = std::find(names.begin(), names.end(), "signal-range") - names.begin();
+  EXPECT_NEAR(worst / 100.0,
+              qatest::numberOf(outcomes[static_cast<std::size_t>(range)].values, "worstShare"),
+              1e-9);
+}
 
 TEST_F(ProgrammeChecks, ABrokenLimitCountsAsMuchAsTheSeveritySays) {
   const std::string file = pictures();

@@ -51,6 +51,8 @@ class BlackMeasurement final : public PictureMeasurement {
                 .end = times().seconds(record.number + 1),
                 .value = record.blackShare,
                 .frame = record.number});
+    luma_.add(record.number, times().seconds(record.number),
+              {static_cast<double>(record.numbers.meanLuma)});
   }
 
   const char* display() const override { return kDisplays[0]; }
@@ -101,8 +103,13 @@ class BlackMeasurement final : public PictureMeasurement {
   }
 
  private:
+  void beginPictures(const ProgrammeFacts&) override {
+    luma_ = series().begin(QASeries::Per::picture, {{"meanLuma", ""}});
+  }
+
   BlackDemands demands_;
   Spans spans_;
+  SeriesOutput luma_;
 };
 
 std::unique_ptr<ProgrammeCheck<BlackMeasurement>> make(const CheckContext& context) {

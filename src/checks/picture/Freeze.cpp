@@ -53,6 +53,9 @@ class FreezeMeasurement final : public PictureMeasurement {
 
   using PictureMeasurement::take;
   void take(const PictureRecord& record) override {
+    changes_.add(record.number, times().seconds(record.number),
+                 {static_cast<double>(record.numbers.change.mean),
+                  static_cast<double>(record.numbers.change.largest)});
     const bool isBlack = record.blackShare >= kBlackShare;
     if (still_.has_value() && !goesOn(record, isBlack)) {
       close(still_->lastQuiet + 1);
@@ -106,6 +109,10 @@ class FreezeMeasurement final : public PictureMeasurement {
   }
 
  private:
+  void beginPictures(const ProgrammeFacts&) override {
+    changes_ = series().begin(QASeries::Per::picture, {{"meanChange", ""}, {"largestChange", ""}});
+  }
+
   /// Pictures that show the same.
   struct Still {
     int64_t first = 0;
@@ -177,6 +184,7 @@ class FreezeMeasurement final : public PictureMeasurement {
   }
 
   FreezeDemands demands_;
+  SeriesOutput changes_;
   std::optional<Still> still_;
   /// The thumb of the picture before, unless that was black.
   std::optional<Thumb> previous_;

@@ -65,6 +65,7 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
     if (video.has_value() && video->frameRate > 0.0) {
       frameSeconds_ = 1.0 / video->frameRate;
     }
+    shares_ = series().begin(QASeries::Per::picture, {{"outsideShare", "%"}});
   }
 
   using ProgrammeMeasurement::take;
@@ -206,6 +207,7 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
     const auto outside = static_cast<double>(any ? countInSquares(map_) : 0);
     const double share = outside / pixels;
     ++pictures_;
+    shares_.add(picture.number, picture.seconds, {kPercent * share});
     if (share > worst_) {
       worst_ = share;
       worstFrame_ = picture.number;
@@ -307,6 +309,7 @@ class SignalRangeMeasurement final : public ProgrammeMeasurement {
   Spans spans_{kSpans};
   SignalPlanes planes_;
   OutsideMap map_;
+  SeriesOutput shares_;
 
   static std::array<double, kSignals> filled(double value) {
     std::array<double, kSignals> all{};

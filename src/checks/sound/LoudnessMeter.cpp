@@ -108,6 +108,11 @@ double LoudnessMeter::slide(Window& window, std::size_t length) {
                             : 0.0;
 }
 
+std::optional<double> LoudnessMeter::lastOf(double meanSquare, std::size_t length) const {
+  const bool isThere = cells_ >= static_cast<int64_t>(length) && meanSquare > 0.0;
+  return isThere ? std::optional(loudnessOf(meanSquare)) : std::nullopt;
+}
+
 void LoudnessMeter::add(double squares, int samples, double startSeconds, double endSeconds) {
   // What leaves the windows, before its place is taken.
   const auto leave = [&](Window& window, std::size_t length) {
@@ -124,6 +129,8 @@ void LoudnessMeter::add(double squares, int samples, double startSeconds, double
   ++cells_;
   const double momentary = slide(momentaryWindow_, kMomentary);
   const double shortTerm = slide(shortTermWindow_, kShortTerm);
+  lastMomentary_ = momentary;
+  lastShortTerm_ = shortTerm;
   const auto first = [&](std::size_t length) -> const Cell& {
     return ring_[static_cast<std::size_t>(cells_ - static_cast<int64_t>(length)) % kShortTerm];
   };

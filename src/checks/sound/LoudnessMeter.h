@@ -45,6 +45,9 @@ class LoudnessMeter {
   const std::optional<Maximum>& maxMomentary() const { return maxMomentary_; }
   const std::optional<Maximum>& maxShortTerm() const { return maxShortTerm_; }
   double seconds() const { return static_cast<double>(cells_) / 100.0; }
+  /// Of the last 400 ms and 3 s, in LUFS; empty before, and of digital silence.
+  std::optional<double> momentary() const { return lastOf(lastMomentary_, kMomentary); }
+  std::optional<double> shortTerm() const { return lastOf(lastShortTerm_, kShortTerm); }
 
  private:
   static constexpr std::size_t kMomentary = 40;
@@ -63,6 +66,7 @@ class LoudnessMeter {
   };
 
   double slide(Window& window, std::size_t length);
+  std::optional<double> lastOf(double meanSquare, std::size_t length) const;
   static void note(std::optional<Maximum>& maximum, double meanSquare, const Cell& first,
                    double endSeconds);
 
@@ -70,6 +74,8 @@ class LoudnessMeter {
   int64_t cells_ = 0;
   Window momentaryWindow_;
   Window shortTermWindow_;
+  double lastMomentary_ = 0.0;  ///< mean squares
+  double lastShortTerm_ = 0.0;
   std::optional<Maximum> maxMomentary_;
   std::optional<Maximum> maxShortTerm_;
   std::vector<float> momentary_;  ///< mean squares of blocks of 400 ms, every 100 ms

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 
 #include "checks/CheckList.h"
 #include "checks/sound/SoundMeasurement.h"
+#include "checks/sound/SoundRows.h"
 #include "tester/SettingRows.h"
 #include "tester/Words.h"
 
@@ -106,6 +108,7 @@ class PolarityMeasurement final : public SoundMeasurement {
     pair.ring[static_cast<std::size_t>(pair.cells) % kKept] = {sums, cell.startSeconds()};
     ++pair.cells;
     pair.endSeconds = cell.endSeconds();
+    addToRow(pair, cell, sums);
     if (pair.cells >= kWindow && pair.cells % kStep == 0) {
       look(cell.programme, pair);
     }
@@ -200,7 +203,30 @@ class PolarityMeasurement final : public SoundMeasurement {
     double worst = 0.0;
     double worstSeconds = 0.0;
     std::vector<QAEvent> events;
+    // The row of a series that is being measured.
+    SoundRows series;
+    PairSums inRow;
   };
+
+  void change(const SoundSection& section) override {
+    if (section.isFirst) {
+      pairs_[section.number].series.begin(
+          series().begin(QASeries::Per::sound, {{"correlation", ""}}, nameOf(section.number)));
+    }
+  }
+
+  static void addToRow(Pair& pair, const SoundCell& cell, const PairSums& sums) {
+    if (!pair.series.isWanted()) {
+      return;
+    }
+    pair.inRow.add(sums);
+    if (pair.series.endsWith(cell)) {
+      constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+      const double values[] = {pair.inRow.correlation().value_or(kNone)};
+      pair.series.add(values);
+      pair.inRow = {};
+    }
+  }
 
   static const Cell& at(const Pair& pair, int64_t cell) {
     return pair.ring[static_cast<std::size_t>(cell) % kKept];

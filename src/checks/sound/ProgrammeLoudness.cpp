@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "checks/CheckList.h"
@@ -205,6 +206,20 @@ void ProgrammeLoudnessMeasurement::take(const SoundCell& cell) {
     for (std::size_t i = 0; i < cell.channels.size(); ++i) {
       meters.tracks[i].add(cell.channels[i].weightedSquares, cell.samples, start, end);
     }
+  }
+  if (meters.series.isWanted() && meters.series.endsWith(cell)) {
+    constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+    const double values[] = {meters.whole.momentary().value_or(kNone),
+                             meters.whole.shortTerm().value_or(kNone)};
+    meters.series.add(values);
+  }
+}
+
+void ProgrammeLoudnessMeasurement::change(const SoundSection& section) {
+  if (section.isFirst) {
+    meters_[section.number].series.begin(
+        series().begin(QASeries::Per::sound, {{"momentaryLufs", "LUFS"}, {"shortTermLufs", "LUFS"}},
+                       nameOf(section.number)));
   }
 }
 

@@ -7,6 +7,7 @@
 
 #include "checks/sound/LoudnessMeter.h"
 #include "checks/sound/SoundMeasurement.h"
+#include "checks/sound/SoundRows.h"
 
 namespace qatester {
 
@@ -56,9 +57,11 @@ class ProgrammeLoudnessMeasurement final : public SoundMeasurement {
     LoudnessMeter whole;
     std::vector<LoudnessMeter> tracks;
     float truePeak = 0.0F;
+    SoundRows series;
   };
 
   void beginSound(const ProgrammeFacts& facts) override;
+  void change(const SoundSection& section) override;
   std::vector<ProgrammeLoudness> measured() const;
 
   LoudnessDemands demands_;

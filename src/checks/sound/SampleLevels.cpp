@@ -6,6 +6,7 @@
 
 #include "checks/CheckList.h"
 #include "checks/sound/SoundMeasurement.h"
+#include "checks/sound/SoundRows.h"
 #include "tester/SettingRows.h"
 #include "tester/Words.h"
 
@@ -41,6 +42,7 @@ class SampleLevelsMeasurement final : public SoundMeasurement {
         channel.seconds = cell.startSeconds();
       }
     }
+    addRow(cell);
   }
 
   void describe(QACheckOutcome& outcome) const override {
@@ -103,10 +105,54 @@ class SampleLevelsMeasurement final : public SoundMeasurement {
     return value;
   }
 
-  void change(const SoundSection& section) override { channels_.change(section); }
+  void change(const SoundSection& section) override {
+    channels_.change(section);
+    rows_.resize(std::max(rows_.size(), section.number + 1));
+    Row& row = rows_[section.number];
+    row.series.begin(
+        series().begin(QASeries::Per::sound,
+                       columnsOf(*section.programme, {{"peakDbfs", "dBFS"}, {"rmsDbfs", "dBFS"}}),
+                       nameOf(section.number)));
+    row.channels.assign(section.programme->channels.size(), {});
+  }
+
+  /// The levels of the row of a series that is being measured.
+  struct Row {
+    struct Level {
+      double peak = 0.0;
+      double squares = 0.0;
+    };
+    SoundRows series;
+    std::vector<Level> channels;
+    double samples = 0.0;
+  };
+
+  void addRow(const SoundCell& cell) {
+    Row& row = rows_[cell.programme];
+    if (!row.series.isWanted()) {
+      return;
+    }
+    row.samples += cell.samples;
+    for (std::size_t i = 0; i < cell.channels.size(); ++i) {
+      const ChannelCell& its = cell.channels[i];
+      row.channels[i].peak = std::max(row.channels[i].peak, static_cast<double>(its.peak()));
+      row.channels[i].squares += its.squares;
+    }
+    if (row.series.endsWith(cell)) {
+      std::vector<double> values;
+      for (Row::Level& level : row.channels) {
+        values.push_back(decibelsOrNone(level.peak));
+        values.push_back(decibelsOrNone(std::sqrt(level.squares / row.samples)));
+        level = {};
+      }
+      row.samples = 0.0;
+      row.series.add(values);
+    }
+  }
 
   double offset_;
   PerChannel<Channel> channels_;
+  std::vector<Row> rows_;  ///< of each programme
 };
 
 std::unique_ptr<ProgrammeCheck<SampleLevelsMeasurement>> make(const CheckContext& context) {

@@ -5,6 +5,7 @@
 
 #include "checks/CheckList.h"
 #include "checks/sound/SoundMeasurement.h"
+#include "checks/sound/SoundRows.h"
 #include "tester/SettingRows.h"
 #include "tester/Spans.h"
 #include "tester/Words.h"
@@ -29,7 +30,9 @@ class TruePeakMeasurement final : public SoundMeasurement {
   explicit TruePeakMeasurement(double limit)
       : limit_(limit), amplitude_(static_cast<float>(amplitudeOf(limit))) {}
 
-  SoundNeeds needs() const override { return {.truePeak = true, .truePeakLimit = amplitude_}; }
+  SoundNeeds needs() const override {
+    return {.truePeak = true, .truePeakLimit = series().isWanted() ? 0.0F : amplitude_};
+  }
 
   using SoundMeasurement::take;
   void take(const SoundCell& cell) override {
@@ -46,6 +49,7 @@ class TruePeakMeasurement final : public SoundMeasurement {
                            .value = static_cast<double>(peak)});
       }
     }
+    addRow(cell);
   }
 
   void describe(QACheckOutcome& outcome) const override {
@@ -94,11 +98,42 @@ class TruePeakMeasurement final : public SoundMeasurement {
     Spans spans{kSpans};
   };
 
-  void change(const SoundSection& section) override { channels_.change(section); }
+  void change(const SoundSection& section) override {
+    channels_.change(section);
+    rows_.resize(std::max(rows_.size(), section.number + 1));
+    Row& row = rows_[section.number];
+    row.series.begin(series().begin(QASeries::Per::sound,
+                                    columnsOf(*section.programme, {{"truePeakDbtp", "dBTP"}}),
+                                    nameOf(section.number)));
+    row.peaks.assign(section.programme->channels.size(), 0.0);
+  }
+
+  /// The peaks of the row of a series that is being measured.
+  struct Row {
+    SoundRows series;
+    std::vector<double> peaks;
+  };
+
+  void addRow(const SoundCell& cell) {
+    Row& row = rows_[cell.programme];
+    if (!row.series.isWanted()) {
+      return;
+    }
+    for (std::size_t i = 0; i < cell.channels.size(); ++i) {
+      row.peaks[i] = std::max({row.peaks[i], static_cast<double>(cell.channels[i].truePeak),
+                               static_cast<double>(cell.channels[i].peak())});
+    }
+    if (row.series.endsWith(cell)) {
+      std::transform(row.peaks.begin(), row.peaks.end(), row.peaks.begin(), decibelsOrNone);
+      row.series.add(row.peaks);
+      std::fill(row.peaks.begin(), row.peaks.end(), 0.0);
+    }
+  }
 
   double limit_;
   float amplitude_;
   PerChannel<Channel> channels_;
+  std::vector<Row> rows_;  ///< of each programme
 };
 
 std::unique_ptr<ProgrammeCheck<TruePeakMeasurement>> make(const CheckContext& context) {

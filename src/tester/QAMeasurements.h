@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+/// A figure that a series has in each of its rows.
+struct QASeriesColumn {
+  std::string key;   ///< such as "momentaryLufs"
+  std::string unit;  ///< such as "LUFS"; empty for code values and for numbers without a unit
+  /// Of a channel: "L", "R", "C", "LFE", "Ls", "Rs" or the number of the track; empty otherwise.
+  std::string channel = {};
+};
+
+/// What a check measures over time: rows with the same figures.
+struct QASeries {
+  enum class Per {
+    picture,  ///< each picture of the file, counted in the order in which they are shown
+    sound,    ///< each 0.1 s of a programme's sound, counted from its start
+  };
+
+  std::string check;  ///< its name in `allChecks()`
+  Per per = Per::picture;
+  /// Which sound of the file it is of, as the check names it, such as "stream 2 (fra)"; empty where
+  /// there is only one, and of pictures.
+  std::string part = {};
+  std::vector<QASeriesColumn> columns = {};
+};
+
+/// A row of a series.
+struct QASeriesRow {
+  int64_t index = 0;
+  /// When it begins, in seconds of presentation from the start of the file; empty: not known.
+  std::optional<double> seconds = {};
+  /// Of that time: by the file's own timecode, otherwise from 00:00:00:00. Empty without a time,
+  /// and in a file without pictures.
+  std::string timecode = {};
+  /// As many as there are columns; NaN: there is none here.
+  std::span<const double> values = {};
+};
+
+/// Takes what checks measure while they measure it. Rows of a series come in the order of time and
+/// one by one, on the threads that measure: those of different series may come at once. What a call
+/// throws ends the check whose series it is.
+class QAMeasurementSink {
+ public:
+  QAMeasurementSink() = default;
+  QAMeasurementSink(const QAMeasurementSink&) = delete;
+  QAMeasurementSink& operator=(const QAMeasurementSink&) = delete;
+  virtual ~QAMeasurementSink() = default;
+
+  /// Before its first row. The series stays where it is until the outcome of its check is there. A
+  /// check may have several, and may begin a new one for the same sound when its channels change.
+  virtual void begin(const QASeries& series) = 0;
+
+  /// The row's values are valid for this call alone.
+  virtual void take(const QASeries& series, const QASeriesRow& row) = 0;
+};
