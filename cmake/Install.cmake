@@ -18,6 +18,9 @@ if(TARGET qatester_cli)
   install(TARGETS qatester_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT client)
   install(FILES cli/completion/qatester
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT client)
+  install(FILES docs/client.md docs/junit.xsd docs/report.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qatester COMPONENT client)
+  install(DIRECTORY docs/checks DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qatester COMPONENT client)
   if(QATESTER_MAN_PAGE)
     install(FILES ${QATESTER_MAN_PAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT client)
   endif()
@@ -27,6 +30,10 @@ endif()
 install(FILES ${QATESTER_PROFILES}
   DESTINATION ${CMAKE_INSTALL_DATADIR}/qatester/profiles COMPONENT client)
 
+install(FILES docs/library.md
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libqatester-dev COMPONENT development)
+install(FILES examples/CMakeLists.txt examples/minimal.cpp
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libqatester-dev/examples COMPONENT development)
 install(EXPORT qatesterTargets
   NAMESPACE qatester:: DESTINATION ${QATESTER_INSTALL_PACKAGE} COMPONENT development)
 configure_package_config_file(
