@@ -56,9 +56,11 @@ endforeach()
 file(REMOVE_RECURSE ${documents})
 
 # The loader finds the library where the packages put it.
-if(EXISTS ${CPACK_TEMPORARY_DIRECTORY}/client)
-  file(RPATH_REMOVE FILE ${CPACK_TEMPORARY_DIRECTORY}/client/usr/bin/qatester)
-endif()
+file(GLOB programs ${CPACK_TEMPORARY_DIRECTORY}/client/usr/bin/*
+  ${CPACK_TEMPORARY_DIRECTORY}/python/usr/lib/python3/dist-packages/qatester/*.so)
+foreach(program IN LISTS programs)
+  file(RPATH_REMOVE FILE ${program})
+endforeach()
 
 # What a program that is linked to the library depends on. Whoever calls a symbol needs the version
 # that it was linked with: names of C++ say nothing of the layout of what they take.
@@ -85,6 +87,22 @@ file(WRITE ${symbols} "${list}")
 file(WRITE ${CPACK_QATESTER_FILES}/shlibs
   "libqatester ${CPACK_QATESTER_SO_VERSION} ${name} (>= ${CPACK_QATESTER_VERSION}), ${bound}\n")
 file(WRITE ${CPACK_QATESTER_FILES}/triggers "activate-noawait ldconfig\n")
+
+# Python's files are compiled where they are installed, and what came of that goes with them.
+file(WRITE ${CPACK_QATESTER_FILES}/postinst "\
+#!/bin/sh
+set -e
+if command -v py3compile >/dev/null 2>&1; then
+  py3compile -p python3-qatester
+fi
+")
+file(WRITE ${CPACK_QATESTER_FILES}/prerm "\
+#!/bin/sh
+set -e
+if command -v py3clean >/dev/null 2>&1; then
+  py3clean -p python3-qatester
+fi
+")
 
 # What each package depends on: packages of the libraries that its programs are linked to, in the
 # versions that its symbols need. The library's own is found beside them, with the list from above.

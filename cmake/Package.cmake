@@ -78,6 +78,24 @@ R 128 and R 103. It prints a table, writes reports for other programs, and
 ends with an exit code for scripts.")
 endif()
 
+if(TARGET qatester_python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-qatester)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  # The module is of this version of the interpreter's binary interface.
+  math(EXPR next_python "${Python3_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3 (>= 3.${Python3_VERSION_MINOR}~), python3 (<< 3.${next_python})")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${files}/postinst ${files}/prerm)
+  set(CPACK_DEBIAN_PYTHON_DESCRIPTION "automated QA tests of finished media files - Python bindings
+qatester tests programme material as it is delivered: container, pictures and
+sound of a whole file, against the limits of a profile.
+
+This package has the Python module qatester, whose reports are those of the
+client, as dictionaries.")
+endif()
+
 # What a package has to depend on is found out there, too.
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/DebianFiles.cmake)
 # For that script.
