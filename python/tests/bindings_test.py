@@ -47,8 +47,8 @@ class Bindings(unittest.TestCase):
         cls.clip = cls.folder / "clip.mkv"
         make_clip(cls.clip, 2)
         # Pictures enough for every test of a stop, of which a few are coded.
-        few = cls.folder / "few.mpg"
-        cls.long_clip = cls.folder / "long.mpg"
+        few = cls.folder / "few.mkv"
+        cls.long_clip = cls.folder / "long.mkv"
         for command in (
             ("-f", "lavfi", "-i", "testsrc2=size=720x576:rate=25:duration=1", "-c:v", "mpeg2video", few),
             ("-stream_loop", "399", "-i", few, "-c", "copy", cls.long_clip),
@@ -172,7 +172,10 @@ class Bindings(unittest.TestCase):
         self.stopped(qatester.inspect(self.long_clip, checks="decoding", stop=lambda: True))
 
     def test_an_event_stops_from_another_thread(self):
-        # That thread begins when the run has begun, and must have the interpreter while it goes on.
+        # No thread has to give way on its own account: the other one gets the interpreter when the
+        # run leaves it alone, after it has begun.
+        self.addCleanup(sys.setswitchinterval, sys.getswitchinterval())
+        sys.setswitchinterval(1000)
         began, event = threading.Event(), threading.Event()
         other = threading.Thread(target=lambda: began.wait() and event.set())
         other.start()
