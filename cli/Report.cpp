@@ -190,18 +190,6 @@ Json measuredJson(const QAFileFacts& facts) {
           {"wholeFile", facts.wholeFile}};
 }
 
-Json fileJson(const FileReport& report) {
-  Json json{{"file", report.file}, {"verdict", getStateText(getVerdict(report.checks))}};
-  addText(json, "profile", report.profile);
-  addText(json, "error", report.error);
-  if (report.facts.opened) {
-    json["media"] = mediaJson(report.facts.media);
-    json["measured"] = measuredJson(report.facts);
-  }
-  json["checks"] = listJson(report.checks, checkJson);
-  return json;
-}
-
 /// Versions by the names of what they belong to.
 Json generatorJson() {
   Json json{{"qatester", getQATesterVersion()}};
@@ -222,6 +210,18 @@ Json numberJson(double value) {
     return value > 0.0 ? "inf" : "-inf";
   }
   return value;
+}
+
+Json fileJson(const FileReport& report) {
+  Json json{{"file", report.file}, {"verdict", getStateText(getVerdict(report.checks))}};
+  addText(json, "profile", report.profile);
+  addText(json, "error", report.error);
+  if (report.facts.opened) {
+    json["media"] = mediaJson(report.facts.media);
+    json["measured"] = measuredJson(report.facts);
+  }
+  json["checks"] = listJson(report.checks, checkJson);
+  return json;
 }
 
 Json reportJson(const std::vector<FileReport>& files) {

@@ -14,6 +14,9 @@ using Json = nlohmann::ordered_json;
 /// A number that reads back to the same value, or "nan", "inf", "-inf".
 Json numberJson(double value);
 
+/// What a report says of a file.
+Json fileJson(const FileReport& report);
+
 Json reportJson(const std::vector<FileReport>& files);
 
 /// The text of a report file. Bytes that are not UTF-8 are replaced.

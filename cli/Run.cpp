@@ -4,20 +4,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
-#include <ctime>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
-#include <new>
 #include <set>
 #include <system_error>
 #include <utility>
 
 #include "ExitCode.h"
+#include "FileTest.h"
 #include "Interrupt.h"
 #include "Output.h"
 #include "Preflight.h"
@@ -29,7 +26,7 @@
 #include "foundation/Logger.h"
 #include "foundation/Settings.h"
 #include "tester/QAProfile.h"
-#include "tester/QATester.h"
+#include "tester/QATesterOptions.h"
 
 namespace cli {
 
@@ -38,18 +35,6 @@ namespace {
 /// Of a file that is no settings file every line may be wrong.
 constexpr std::size_t kMostRemarks = 20;
 constexpr const char* kVisualKey = "QATesterVisual";
-
-std::string reasonOf(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::bad_alloc&) {
-    return "out of memory";
-  } catch (const std::exception& known) {
-    return known.what();
-  } catch (...) {
-    return "unknown error";
-  }
-}
 
 class Run {
  public:
@@ -148,18 +133,7 @@ class Run {
       checks_ = options_.checks;
       return true;
     }
-    QATesterOptions quiet;
-    quiet.lookup = options_.lookup;
-    quiet.profile = options_.profile;
-    quiet.settings = options_.set;
-    quiet.displays = QADisplays::nowhere;
-    quiet.console = [](const std::string&) {};
-    const QATester tester("", nullptr, options_.settings.c_str(), "", quiet);
-    for (const QACheck* check : allChecks()) {
-      if (tester.severityOf(*check) != QASeverity::off) {
-        checks_.push_back(check);
-      }
-    }
+    checks_ = checksLeftOn(fileTest({}));
     if (checks_.empty()) {
       complain("nothing to do: the severity of every check is off");
     }
@@ -226,27 +200,14 @@ class Run {
   void testFile(const std::string& name) {
     FileReport& file = files_.emplace_back();
     file.file = name;
-    file.profile = options_.profile;
-    file.begun = std::time(nullptr);
-    const auto begun = std::chrono::steady_clock::now();
-    const Preflight preflight = inspectMedia(name);
-    if (!preflight.problem.empty()) {
-      markUnreadable(file, preflight.problem);
+    QATesterOptions options = testerOptions();
+    if (!options_.series.empty()) {
+      file.series = std::make_shared<SeriesStore>();
+      options.measurements = file.series.get();
     }
-    if (preflight.mayBlock) {
-      addUnmeasured(file, preflight.problem);
-    } else {
-      // Also a file that cannot be opened: the library has words for the log, and the records of
-      // checks that could not run.
-      runChecks(file);
-    }
-    if (!file.error.empty()) {
-      for (QACheckOutcome& outcome : file.checks) {
-        outcome.state = QAState::notMeasured;
-        outcome.reason = file.error;
-      }
-    }
-    file.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+    const bool done = cli::testFile(file, fileTest(std::move(options)),
+                                    [this](const std::string& text) { complain(text); });
+    trouble_ = trouble_ || !done;
     bar_.clear();
     table_.addFile(file);
     reports_.writeOf(file, files_.size());
@@ -258,57 +219,12 @@ class Run {
     }
   }
 
-  void runChecks(FileReport& file) {
-    std::vector<std::string> names;
-    for (const QACheck* check : checks_) {
-      names.emplace_back(check->name);
-    }
-    QATesterOptions options = testerOptions();
-    if (!options_.series.empty()) {
-      file.series = std::make_shared<SeriesStore>();
-      options.measurements = file.series.get();
-    }
-    options.outcome = [&](const QACheckOutcome& outcome) {
-      if (outcome.reasonIsOfFile && !outcome.opened) {
-        markUnreadable(file, outcome.reason);
-      }
-    };
-    if (file.error.empty()) {
-      bar_.update(progressLabel(names.front()), 0, {});
-    }
-    try {
-      QATester tester(file.file.c_str(), nullptr, options_.settings.c_str(), options_.log.c_str(),
-                      options);
-      file.checks = tester.runChecks(names);
-      file.facts = tester.fileFacts();
-    } catch (const std::exception&) {
-      const std::string reason = reasonOf(std::current_exception());
-      trouble_ = true;
-      complain(file.file + ": " + reason);
-      addUnmeasured(file, reason);
-    }
-    for (const QACheckOutcome& outcome : file.checks) {
-      if (outcome.error != nullptr) {
-        complain(file.file + ": " + outcome.name + ": " + reasonOf(outcome.error));
-      }
-    }
-  }
-
-  void markUnreadable(FileReport& file, const std::string& reason) {
-    if (file.error.empty()) {
-      file.error = reason;
-      complain(file.file + ": " + reason);
-    }
-  }
-
-  /// None of the checks could be run.
-  void addUnmeasured(FileReport& file, const std::string& reason) {
-    for (const QACheck* check : checks_) {
-      QACheckOutcome& outcome = file.checks.emplace_back();
-      outcome.name = check->name;
-      outcome.tag = check->tag;
-      outcome.reason = reason;
-    }
+  /// What is demanded of every file, and how it is read.
+  FileTest fileTest(QATesterOptions options) const {
+    options.lookup = options_.lookup;
+    options.profile = options_.profile;
+    options.settings = options_.set;
+    return {checks_, options_.settings, options_.log, std::move(options)};
   }
 
   std::string progressLabel(const std::string& check) const {
@@ -322,10 +238,7 @@ class Run {
   QATesterOptions testerOptions() {
     QATesterOptions options;
     options.pauses = options_.pauses;
-    options.lookup = options_.lookup;
     options.passes = options_.passes;
-    options.profile = options_.profile;
-    options.settings = options_.set;
     options.threads = options_.threads;
     if (!options_.displays.empty()) {
       options.displays = QADisplays::pictures;

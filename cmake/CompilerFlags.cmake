@@ -16,7 +16,9 @@ target_link_options(qatester_flags INTERFACE
   -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
 if(NOT QATESTER_SANITIZE OR NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
   # What a library built with clang's sanitizers calls is in the programs.
-  target_link_options(qatester_flags INTERFACE -Wl,--no-undefined)
+  # Modules call the program that loads them.
+  target_link_options(qatester_flags INTERFACE
+    $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>>:-Wl,--no-undefined>)
 endif()
 
 if(QATESTER_SANITIZE)
