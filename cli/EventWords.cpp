@@ -14,24 +14,13 @@ namespace {
 
 constexpr const char* kGap = "  ";
 
-/// Small values keep three digits.
-std::string figure(double value) {
-  constexpr double kSmall = 0.1;
-  if (value == 0.0 || !(std::abs(value) < kSmall)) {
-    return shortNumber(value);
-  }
-  char text[32];
-  std::snprintf(text, sizeof text, "%.3g", value);
-  return text;
-}
-
 /// With its unit. Of things that are counted, such as "errors", that is the plural.
 std::string quantityText(double value, std::string unit) {
   constexpr std::size_t kLongestSymbol = 3;  // such as "fps"
   if (value == 1.0 && unit.size() > kLongestSymbol && unit.back() == 's') {
     unit.pop_back();
   }
-  return joined(figure(value), " ", unit);
+  return joined(figureText(value), " ", unit);
 }
 
 std::string placeText(const std::string& timecode, const std::optional<double>& seconds) {
@@ -52,6 +41,16 @@ bool namesStream(const QACheckOutcome& outcome) {
 
 std::string joined(const std::string& one, const char* between, const std::string& other) {
   return one + (one.empty() || other.empty() ? "" : between) + other;
+}
+
+std::string figureText(double value) {
+  constexpr double kSmall = 0.1;
+  if (value == 0.0 || !(std::abs(value) < kSmall)) {
+    return shortNumber(value);
+  }
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3g", value);
+  return text;
 }
 
 std::string placeOf(const QAEvent& event) {

@@ -11,6 +11,9 @@ namespace cli {
 /// Both texts, with `between` between them if both are there.
 std::string joined(const std::string& one, const char* between, const std::string& other);
 
+/// With up to three decimals; small ones keep three digits.
+std::string figureText(double value);
+
 /// Where an event begins: its timecode or, where it has none, its time to the millisecond. Empty
 /// for an event that is nowhere, or everywhere.
 std::string placeOf(const QAEvent& event);

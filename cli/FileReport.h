@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "tester/QACheck.h"
 #include "tester/QACheckOutcome.h"
 #include "tester/QAVerdict.h"
+#include "visual/QADisplays.h"
 
 namespace cli {
 
@@ -15,6 +17,14 @@ class SeriesStore;
 
 /// What a run came to with a file: all that the table and the reports are made of.
 struct FileReport {
+  /// A setting in effect.
+  struct Setting {
+    std::string check;  ///< empty: of the tester itself
+    const QASetting* row;
+    std::string value;
+    bool isDefault;
+  };
+
   std::string file;
   /// Why the file cannot be read; empty when it can.
   std::string error = {};
@@ -28,6 +38,10 @@ struct FileReport {
   std::vector<QACheckOutcome> checks = {};
   /// Null: nobody asked for them.
   std::shared_ptr<SeriesStore> series = {};
+  /// Of the checks that were run, in the order of their list.
+  std::vector<Setting> settings = {};
+  /// Empty where nobody asked for them.
+  std::vector<QADisplayPicture> pictures = {};
 };
 
 }  // namespace cli

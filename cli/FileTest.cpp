@@ -1,9 +1,11 @@
 #include "FileTest.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
 #include <exception>
 #include <new>
+#include <span>
 
 #include "Preflight.h"
 #include "tester/QATester.h"
@@ -77,6 +79,7 @@ class Testing {
                       options);
       file_.checks = tester.runChecks(names);
       file_.facts = tester.fileFacts();
+      addSettings(tester);
     } catch (const std::exception&) {
       const std::string reason = reasonOf(std::current_exception());
       done = false;
@@ -89,6 +92,25 @@ class Testing {
       }
     }
     return done;
+  }
+
+  void addSettings(const QATester& tester) {
+    const auto add = [&](const std::string& check, std::span<const QASetting> rows) {
+      for (const QASetting& row : rows) {
+        const std::string value = tester.settingOf(row);
+        file_.settings.push_back({check, &row, value, isDefault(row, value)});
+      }
+    };
+    add("", testerSettings());
+    for (const QACheck* check : test_.checks) {
+      add(check->name, check->settings);
+    }
+  }
+
+  static bool isDefault(const QASetting& row, const std::string& value) {
+    return row.kind == QASetting::Kind::text
+               ? value == row.defaultValue
+               : std::strtof(value.c_str(), nullptr) == std::strtof(row.defaultValue, nullptr);
   }
 
   void markUnreadable(const std::string& reason) {

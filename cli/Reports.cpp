@@ -12,6 +12,7 @@
 #include "EdlReport.h"
 #include "ExitCode.h"
 #include "JUnitReport.h"
+#include "PageReport.h"
 #include "Preflight.h"
 #include "Report.h"
 #include "SeriesReport.h"
@@ -20,8 +21,12 @@ namespace cli {
 
 namespace {
 
+Demands demandsOf(const Options& options) {
+  return {options.checksNamed, options.warningsFail};
+}
+
 /// The list of a file; throws std::runtime_error with the reason where there can be none.
-std::string edlOf(const FileReport& file) {
+std::string edlOf(const FileReport& file, const Demands&) {
   const std::string reason = whyNoEdl(file);
   if (!reason.empty()) {
     throw std::runtime_error(file.file + ": " + reason);
@@ -29,7 +34,7 @@ std::string edlOf(const FileReport& file) {
   return edlText(file);
 }
 
-std::string seriesOf(const FileReport& file) {
+std::string seriesOf(const FileReport& file, const Demands&) {
   if (!file.error.empty() || file.series == nullptr) {
     throw std::runtime_error(file.file + ": it could not be read");
   }
@@ -43,7 +48,10 @@ struct FileKind {
   const char* option;
   std::string Options::*target;
   const char* ending;
-  std::string (*text)(const FileReport& file);
+  std::string (*text)(const FileReport& file, const Demands& demands);
+  /// In a folder, a file with links to all of them; null: none.
+  const char* indexName = nullptr;
+  std::string (*index)(const std::vector<PageLink>& links, const Demands& demands) = nullptr;
 
   const std::string& targetIn(const Options& options) const { return options.*target; }
 
@@ -55,18 +63,23 @@ struct FileKind {
   }
 
   /// As folders of displays are named.
+  std::string nameInFolder(const std::string& file, std::size_t number) const {
+    return std::to_string(number) + "-" + std::filesystem::path(file).filename().string() + ending;
+  }
   std::string inFolder(const Options& options, const std::string& file, std::size_t number) const {
-    const std::string name = std::filesystem::path(file).filename().string();
-    return (std::filesystem::path(targetIn(options)) /
-            (std::to_string(number) + "-" + name + ending))
-        .string();
+    return (std::filesystem::path(targetIn(options)) / nameInFolder(file, number)).string();
+  }
+  std::string indexIn(const Options& options) const {
+    return (std::filesystem::path(targetIn(options)) / indexName).string();
   }
 };
 
 namespace {
 
 constexpr FileKind kFileKinds[] = {{"--edl", &Options::edl, ".edl", edlOf},
-                                   {"--series", &Options::series, ".csv.gz", seriesOf}};
+                                   {"--series", &Options::series, ".csv.gz", seriesOf},
+                                   {"--html", &Options::html, ".html", pageText, "index.html",
+                                    pageIndexText}};
 
 }  // namespace
 
@@ -86,6 +99,9 @@ std::vector<OutputTarget> outputTargets(const Options& options) {
       for (std::size_t i = 0; i < options.files.size(); ++i) {
         targets.push_back({kind.option, kind.inFolder(options, options.files[i], i + 1)});
       }
+      if (kind.index != nullptr) {
+        targets.push_back({kind.option, kind.indexIn(options)});
+      }
     } else if (!target.empty() && target != kStandardOutput) {
       targets.push_back({kind.option, target});
     }
@@ -95,14 +111,15 @@ std::vector<OutputTarget> outputTargets(const Options& options) {
 
 bool reportsToStandardOutput(const Options& options) {
   const std::string* const targets[] = {&options.json,      &options.junit, &options.csv,
-                                        &options.csvEvents, &options.edl,   &options.series};
+                                        &options.csvEvents, &options.edl,   &options.series,
+                                        &options.html};
   return std::any_of(std::begin(targets), std::end(targets),
                      [](const std::string* target) { return *target == kStandardOutput; });
 }
 
 Reports::Reports(const Options& options, std::function<void(const std::string& text)> complain)
     : options_(options), complain_(std::move(complain)) {
-  const Demands demands{options.checksNamed, options.warningsFail};
+  const Demands demands = demandsOf(options);
   add(options.json, [](const auto& files) { return reportText(files); });
   add(options.junit, [=](const auto& files) { return junitText(files, demands); });
   add(options.csv, [=](const auto& files) { return csvText(files, demands); });
@@ -112,8 +129,8 @@ Reports::Reports(const Options& options, std::function<void(const std::string& t
       folders_.push_back(&kind);
       continue;
     }
-    add(kind.targetIn(options), [&kind](const auto& files) {
-      return files.empty() ? std::nullopt : std::optional(kind.text(files.front()));
+    add(kind.targetIn(options), [&kind, demands](const auto& files) {
+      return files.empty() ? std::nullopt : std::optional(kind.text(files.front(), demands));
     });
   }
 }
@@ -146,8 +163,20 @@ bool Reports::open() {
 void Reports::writeOf(const FileReport& file, std::size_t number) {
   for (const FileKind* kind : folders_) {
     const std::string target = kind->inFolder(options_, file.file, number);
-    attempt(target, [&] { ReportFile(target).commit(kind->text(file)); });
+    if (attempt(target,
+                [&] { ReportFile(target).commit(kind->text(file, demandsOf(options_))); })) {
+      written_[kind].insert(number);
+    }
   }
+}
+
+void Reports::writeIndex(const FileKind& kind, const std::vector<FileReport>& files) {
+  std::vector<PageLink> links;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const bool isThere = written_[&kind].count(i + 1) > 0;
+    links.push_back({&files[i], isThere ? kind.nameInFolder(files[i].file, i + 1) : ""});
+  }
+  ReportFile(kind.indexIn(options_)).commit(kind.index(links, demandsOf(options_)));
 }
 
 void Reports::write(const std::vector<FileReport>& files, Output& out) {
@@ -164,6 +193,11 @@ void Reports::write(const std::vector<FileReport>& files, Output& out) {
       }
     });
     report.file = nullptr;
+  }
+  for (const FileKind* kind : folders_) {
+    if (kind->index != nullptr) {
+      attempt(kind->indexIn(options_), [&] { writeIndex(*kind, files); });
+    }
   }
 }
 

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,7 +43,8 @@ class Reports {
   /// Writes the reports that are the file's alone. `number`: on the command line, from 1.
   void writeOf(const FileReport& file, std::size_t number);
 
-  /// Writes the others, of as many files as there are; a report on standard output goes to `out`,
+  /// Writes the others, of as many files as there are, and the index of those that went to a folder
+  /// and have one; a report on standard output goes to `out`,
   /// whose errors are the caller's to tell of.
   void write(const std::vector<FileReport>& files, Output& out);
 
@@ -58,6 +61,7 @@ class Reports {
   };
 
   void add(const std::string& target, Text text);
+  void writeIndex(const FileKind& kind, const std::vector<FileReport>& files);
 
   /// Does it, and complains of what it throws. False: it threw.
   bool attempt(const std::string& target, const std::function<void()>& step);
@@ -66,6 +70,8 @@ class Reports {
   std::function<void(const std::string& text)> complain_;
   std::vector<Report> reports_;
   std::vector<const FileKind*> folders_;
+  /// Of each kind that goes to a folder, the files whose reports are there, by their numbers.
+  std::map<const FileKind*, std::set<std::size_t>> written_;
   bool lost_ = false;
 };
 

@@ -201,9 +201,14 @@ class Run {
     FileReport& file = files_.emplace_back();
     file.file = name;
     QATesterOptions options = testerOptions();
-    if (!options_.series.empty()) {
+    if (!options_.series.empty() || !options_.html.empty()) {
       file.series = std::make_shared<SeriesStore>();
       options.measurements = file.series.get();
+    }
+    if (!options_.html.empty()) {
+      options.picture = [&file](QADisplayPicture picture) {
+        file.pictures.push_back(std::move(picture));
+      };
     }
     const bool done = cli::testFile(file, fileTest(std::move(options)),
                                     [this](const std::string& text) { complain(text); });
@@ -213,6 +218,7 @@ class Run {
     reports_.writeOf(file, files_.size());
     if (options_.files.size() > 1) {
       file.series = nullptr;  // it is written, and would add up
+      file.pictures.clear();
     }
     if (tableOutput() != nullptr && tableOutput()->error() == EPIPE) {
       bar_.switchOff();
@@ -245,6 +251,8 @@ class Run {
       options.displayFolder = displayFolder();
     } else if (options_.visual) {
       options.displays = QADisplays::windows;
+    } else if (!options_.html.empty() && !settingsAskForWindows()) {
+      options.displays = QADisplays::handedOut;
     } else if (!settingsAskForWindows()) {
       // The timecode check shows its displays whatever the settings say, if it can.
       options.displays = QADisplays::nowhere;

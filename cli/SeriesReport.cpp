@@ -9,6 +9,7 @@
 #include <map>
 #include <new>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "CleanText.h"
@@ -185,7 +186,11 @@ std::vector<const SeriesStore::Kept*> SeriesStore::all() const {
     all.push_back(kept.get());
   }
   std::stable_sort(all.begin(), all.end(), [](const Kept* one, const Kept* other) {
-    return placeOf(one->series.check) < placeOf(other->series.check);
+    const auto keyOf = [](const Kept& kept) {
+      // "stream 10" after "stream 9". Which one began first is chance.
+      return std::tuple(placeOf(kept.series.check), kept.series.part.size(), kept.series.part);
+    };
+    return keyOf(*one) < keyOf(*other);
   });
   return all;
 }

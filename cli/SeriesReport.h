@@ -28,7 +28,7 @@ class SeriesStore final : public QAMeasurementSink {
   void begin(const QASeries& series) override;
   void take(const QASeries& series, const QASeriesRow& row) override;
 
-  /// In the order of the list of checks. After the run.
+  /// In the order of the list of checks, then of the file's sound. After the run.
   std::vector<const Kept*> all() const;
 
  private:

@@ -142,36 +142,6 @@ bool isShown(const QACheckOutcome& outcome, bool named) {
   return named || check == nullptr || check->saysSomething;
 }
 
-/// What a file is counted as: its verdict or, where something was missed, `notMeasured`.
-QAState resultOf(const FileReport& file, bool named) {
-  const QAState verdict = getVerdict(file.checks);
-  return verdict != QAState::fail && isInTrouble(file, named) ? QAState::notMeasured : verdict;
-}
-
-/// Why a file came to `result`: the checks in that state, then those in other states that matter.
-std::string blameOf(const FileReport& file, bool named, QAState result) {
-  if (!file.error.empty()) {
-    return file.error;
-  }
-  const bool nothing = getVerdict(file.checks) == QAState::notMeasured;
-  const std::pair<QAState, std::string> parts[] = {
-      {QAState::fail, namesInState(file, QAState::fail)},
-      {QAState::warn, namesInState(file, QAState::warn)},
-      {QAState::notMeasured,
-       nothing ? namesInState(file, QAState::notMeasured) : missedNames(file, named)},
-  };
-  std::string first;
-  std::string others;
-  for (const auto& [state, names] : parts) {
-    if (state == result) {
-      first = names;
-    } else if (!names.empty()) {
-      others = joined(others, "; ", joined(getStateText(state), ": ", names));
-    }
-  }
-  return joined(first, "; ", others);
-}
-
 /// The lines of checks in one of `states`, in the order of the checks.
 std::string linesOfStates(const std::vector<const QACheckOutcome*>& outcomes,
                           std::initializer_list<QAState> states, std::size_t nameWidth,
@@ -261,6 +231,34 @@ void Table::addSummary(const std::vector<FileReport>& files) {
     output_->write(first_ && full ? "" : "\n");
     output_->write(summaryLines(files, named_, output_->wantsColour(), full));
   }
+}
+
+QAState resultOf(const FileReport& file, bool named) {
+  const QAState verdict = getVerdict(file.checks);
+  return verdict != QAState::fail && isInTrouble(file, named) ? QAState::notMeasured : verdict;
+}
+
+std::string blameOf(const FileReport& file, bool named, QAState result) {
+  if (!file.error.empty()) {
+    return file.error;
+  }
+  const bool nothing = getVerdict(file.checks) == QAState::notMeasured;
+  const std::pair<QAState, std::string> parts[] = {
+      {QAState::fail, namesInState(file, QAState::fail)},
+      {QAState::warn, namesInState(file, QAState::warn)},
+      {QAState::notMeasured,
+       nothing ? namesInState(file, QAState::notMeasured) : missedNames(file, named)},
+  };
+  std::string first;
+  std::string others;
+  for (const auto& [state, names] : parts) {
+    if (state == result) {
+      first = names;
+    } else if (!names.empty()) {
+      others = joined(others, "; ", joined(getStateText(state), ": ", names));
+    }
+  }
+  return joined(first, "; ", others);
 }
 
 std::string fileLines(const FileReport& file, bool named, const TableStyle& style) {

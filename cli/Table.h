@@ -28,6 +28,12 @@ class Table {
   bool first_ = true;
 };
 
+/// What a file is counted as: its verdict or, where something was missed, `notMeasured`.
+QAState resultOf(const FileReport& file, bool named);
+
+/// Why a file came to `result`: the checks in that state, then those in other states that matter.
+std::string blameOf(const FileReport& file, bool named, QAState result);
+
 /// How lines are written.
 struct TableStyle {
   bool colour = false;

@@ -4,6 +4,7 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(FFmpeg REQUIRED IMPORTED_TARGET
                   libavformat>=59 libavcodec>=59 libavutil>=57 libswscale>=6)
 find_package(PNG REQUIRED)
+pkg_check_modules(TurboJpeg REQUIRED IMPORTED_TARGET libturbojpeg)
 pkg_check_modules(Highway REQUIRED IMPORTED_TARGET libhwy>=1.0.3)
 
 # Debian installs neither a package file nor a .pc file of OpenCV with these libraries.

@@ -83,6 +83,7 @@ void CheckRun::finish(Buffering& buffering) {
 }
 
 void CheckRun::end() {
+  context_.displays.handOut();
   outcome_.stopped = context_.stopped();
   describe();
   outcome_.eventCount = std::max(outcome_.eventCount, static_cast<int64_t>(outcome_.events.size()));

@@ -112,16 +112,18 @@ void ProgrammeRun::addTimecodes() {
   }
 }
 
-std::vector<int64_t> ProgrammeRun::picturesToShow() const {
+std::vector<int64_t> ProgrammeRun::picturesToShow() {
   std::vector<int64_t> numbers;
-  if (measurement_.display() == nullptr || !context_.displays.writesPictures()) {
+  if (measurement_.display() == nullptr || !context_.displays.wantsEvents()) {
     return numbers;
+  }
+  for (QAEvent& event : outcome_.events) {
+    event.pictures = measurement_.picturesOf(event);
   }
   std::vector<QAEvent> events = outcome_.events;
   keepWorst(events, kMostShown);
   for (const QAEvent& event : events) {
-    const std::vector<int64_t> its = measurement_.picturesOf(event);
-    numbers.insert(numbers.end(), its.begin(), its.end());
+    numbers.insert(numbers.end(), event.pictures.begin(), event.pictures.end());
   }
   return numbers;
 }
@@ -132,7 +134,8 @@ void ProgrammeRun::show(const ProgrammePicture& picture, const OxVideoFrameRGB& 
     return;
   }
   measurement_.mark(picture, *canvas);
-  context_.displays.show(measurement_.display(), static_cast<int>(picture.number), canvas.get());
+  context_.displays.showEvent(measurement_.display(), static_cast<int>(picture.number),
+                              canvas.get());
 }
 
 std::string ProgrammeRun::reasonForNothing() const {

@@ -89,8 +89,9 @@ class ProgrammeRun : public CheckRun {
   /// The reading has ended.
   void finish(const ProgrammeEnd& end);
 
-  /// The numbers of the pictures that show the worst of its events. None where pictures go nowhere.
-  std::vector<int64_t> picturesToShow() const;
+  /// The numbers of the pictures that show the worst of its events, and gives each event its own.
+  /// None where pictures go nowhere.
+  std::vector<int64_t> picturesToShow();
   /// Shows one of them, as it was decoded and converted.
   void show(const ProgrammePicture& picture, const OxVideoFrameRGB& converted);
 

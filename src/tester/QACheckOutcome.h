@@ -98,6 +98,8 @@ struct QAEvent {
   /// "L", "R", "C", "LFE", "Ls", "Rs" or the number of the track, from 1; empty where it is not of
   /// one channel.
   std::string channelName = {};
+  /// Numbers of the pictures that show it, counted from 0; empty where displays go nowhere.
+  std::vector<int64_t> pictures = {};
 };
 
 /// How a check went: all that a report says of it.

@@ -1,6 +1,7 @@
 #include "tester/QATester.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -165,7 +166,7 @@ std::unique_ptr<qatester::Displays> QATester::makeDisplays(
     std::function<void(const std::string& problem)> complain) const {
   return std::make_unique<qatester::Displays>(options_.displays, visualisations_,
                                               options_.displayFolder, std::move(complain),
-                                              options_.pauses);
+                                              options_.pauses, options_.picture);
 }
 
 void QATester::log(const std::string& line) const {
@@ -212,6 +213,20 @@ QASeverity QATester::severityOf(const QACheck& check) const {
     return std::string_view(text.get()) == getSeverityText(severity);
   });
   return found != std::end(kAll) ? *found : usual;
+}
+
+std::string QATester::settingOf(const QASetting& setting) const {
+  if (setting.kind == QASetting::Kind::whole) {
+    return std::to_string(qatester::wholeSetting(*settings_, setting));
+  }
+  if (setting.kind == QASetting::Kind::text) {
+    return qatester::textSetting(*settings_, setting);
+  }
+  char text[32];
+  // As many digits as lead back to the same number.
+  const auto end = std::to_chars(std::begin(text), std::end(text),
+                                 qatester::realSetting(*settings_, setting));
+  return {text, end.ptr};
 }
 
 const QAFileFacts& QATester::fileFacts() const {

@@ -64,6 +64,9 @@ class QATESTER_API QATester {
   /// The severity of a check by the settings, the profile and its row.
   QASeverity severityOf(const QACheck& check) const;
 
+  /// The value of a setting in effect, by the settings and the profile, within the setting's range.
+  std::string settingOf(const QASetting& setting) const;
+
   /// What the last call of `runChecks` learned of the file.
   const QAFileFacts& fileFacts() const;
 

@@ -78,6 +78,8 @@ struct QATesterOptions {
   QADisplays displays = QADisplays::asSet;
   /// Where picture files of displays go; made when the first is written. Empty: the current folder.
   std::string displayFolder;
+  /// Takes small pictures of displays that are drawn, wherever these go; null: nobody.
+  QADisplayPictureSink picture;
 
   /// Ends a running check at its next frame or block; the result covers what was measured so far.
   std::stop_token stop;

@@ -24,25 +24,6 @@ std::string reasonOf(int error) {
   return std::generic_category().message(error);
 }
 
-/// The bytes of a PNG file; empty, with `problem` set, when there is none.
-std::vector<uint8_t> encode(const IplImage& canvas, std::string& problem) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  image.width = static_cast<png_uint_32>(canvas.width);
-  image.height = static_cast<png_uint_32>(canvas.height);
-  image.format = PNG_FORMAT_BGR;
-  image.flags = PNG_IMAGE_FLAG_FAST;
-  png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
-  std::vector<uint8_t> bytes(size);
-  if (png_image_write_to_memory(&image, bytes.data(), &size, 0, canvas.imageData, canvas.widthStep,
-                                nullptr) == 0) {
-    problem = image.message;
-    return {};
-  }
-  bytes.resize(size);
-  return bytes;
-}
-
 /// Writes all bytes to a file that must not be there yet. 0 or an error number, in which case it is
 /// not there, or somebody else's.
 int writeNewFile(const std::string& path, const std::vector<uint8_t>& bytes) {
@@ -85,6 +66,24 @@ int writeTemporary(const std::string& path, const std::vector<uint8_t>& bytes, s
 
 }  // namespace
 
+std::vector<uint8_t> encodePng(const IplImage& canvas, std::string& problem) {
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = static_cast<png_uint_32>(canvas.width);
+  image.height = static_cast<png_uint_32>(canvas.height);
+  image.format = PNG_FORMAT_BGR;
+  image.flags = PNG_IMAGE_FLAG_FAST;
+  png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
+  std::vector<uint8_t> bytes(size);
+  if (png_image_write_to_memory(&image, bytes.data(), &size, 0, canvas.imageData, canvas.widthStep,
+                                nullptr) == 0) {
+    problem = image.message;
+    return {};
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
 std::string pictureFileName(const std::string& display, int index) {
   std::string name = display;
   std::replace_if(
@@ -107,7 +106,7 @@ std::string writePicture(const std::string& path, const IplImage& canvas) {
     }
   }
   std::string problem;
-  const std::vector<uint8_t> bytes = encode(canvas, problem);
+  const std::vector<uint8_t> bytes = encodePng(canvas, problem);
   if (bytes.empty()) {
     return failure(problem);
   }
