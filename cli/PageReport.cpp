@@ -338,7 +338,7 @@ class Page {
   }
 
   static std::string shareText(double share) {
-    return shortNumber(std::clamp(100.0 * share, 0.0, 100.0)) + "%";
+    return shortNumber(share > 0.0 ? std::min(100.0 * share, 100.0) : 0.0) + "%";
   }
 
   struct Bar {
@@ -354,7 +354,7 @@ class Page {
     std::map<bool, std::size_t> last;
     for (std::size_t i = 0; i < outcome.events.size(); ++i) {
       const QAEvent& event = outcome.events[i];
-      if (!event.startSeconds) {
+      if (!event.startSeconds || !std::isfinite(*event.startSeconds)) {
         continue;
       }
       const double from = *event.startSeconds;
@@ -571,7 +571,7 @@ class Page {
       const QACheck* check = findCheck(outcome.name);
       const bool isOfSound = check != nullptr && check->needs == QANeeds::sound;
       const std::string caption = picture->display + ", after " +
-                                  std::to_string(picture->index + 1) +
+                                  std::to_string(int64_t{picture->index} + 1) +
                                   (isOfSound ? " blocks" : " pictures");
       figures += inTag("figure", "",
                        pictureButton(*picture, caption) + inTag("figcaption", "", html(caption)));

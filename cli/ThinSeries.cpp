@@ -28,10 +28,10 @@ ThinSeries thinned(const SeriesStore::Kept& kept, double end, std::size_t most) 
   const bool eachRow = rows <= most || !(end > 0.0);
   std::size_t stretch = 0;
   for (std::size_t row = 0; row < rows; ++row) {
-    if (!kept.seconds[row].has_value()) {
+    const double seconds = kept.seconds[row].value_or(std::numeric_limits<double>::quiet_NaN());
+    if (!std::isfinite(seconds)) {
       continue;
     }
-    const double seconds = *kept.seconds[row];
     const double share = std::clamp(seconds / end, 0.0, 1.0);
     const std::size_t its =
         eachRow ? row
