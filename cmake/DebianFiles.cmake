@@ -68,7 +68,7 @@ set(name ${CPACK_QATESTER_LIBRARY_PACKAGE})
 set(library ${CPACK_TEMPORARY_DIRECTORY}/library)
 file(GLOB_RECURSE shared ${library}/usr/lib/libqatester.so.${CPACK_QATESTER_VERSION})
 file(REMOVE_RECURSE ${CPACK_QATESTER_FILES})
-set(control ${CPACK_QATESTER_FILES}/work)
+set(control ${CPACK_QATESTER_FILES}/scratch)
 file(WRITE ${control}/debian/control "\
 Source: qatester
 
