@@ -32,8 +32,12 @@ enum class QANeeds {
 
 /// A setting, by which a line `key=value` of a settings file goes.
 struct QASetting {
-  /// What its values are: whole numbers, numbers, or texts.
-  enum class Kind { whole, real, text };
+  /// What its values are.
+  enum class Kind {
+    whole,  ///< whole numbers
+    real,   ///< numbers
+    text,   ///< texts
+  };
 
   /// As it stands in the settings file.
   const char* key;
