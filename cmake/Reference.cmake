@@ -1,7 +1,7 @@
 # The reference of the public headers, where Doxygen is found: the target `docs` writes it to
 # BUILD/reference/html. It is installed nowhere.
 find_program(DOXYGEN doxygen)
-if(NOT DOXYGEN)
+if(NOT DOXYGEN OR NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
 
