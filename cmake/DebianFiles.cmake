@@ -62,13 +62,18 @@ foreach(program IN LISTS programs)
   file(RPATH_REMOVE FILE ${program})
 endforeach()
 
+# What the compiler calls itself, which stripping leaves.
+file(GLOB_RECURSE shared ${CPACK_TEMPORARY_DIRECTORY}/library/usr/lib/libqatester.so.${CPACK_QATESTER_VERSION})
+foreach(program IN LISTS programs shared)
+  run(strip --remove-section=.comment ${program})
+endforeach()
+
 # What a program that is linked to the library depends on. Whoever calls a symbol needs the version
 # that it was linked with: names of C++ say nothing of the layout of what they take.
 set(name ${CPACK_QATESTER_LIBRARY_PACKAGE})
 set(library ${CPACK_TEMPORARY_DIRECTORY}/library)
-file(GLOB_RECURSE shared ${library}/usr/lib/libqatester.so.${CPACK_QATESTER_VERSION})
 file(REMOVE_RECURSE ${CPACK_QATESTER_FILES})
-set(control ${CPACK_QATESTER_FILES}/work)
+set(control ${CPACK_QATESTER_FILES}/scratch)
 file(WRITE ${control}/debian/control "\
 Source: qatester
 

@@ -70,7 +70,7 @@ if(TARGET qatester_cli)
   list(APPEND CPACK_COMPONENTS_ALL client)
   set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME qatester)
   set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION video)
-    set(CPACK_DEBIAN_CLIENT_PACKAGE_SUGGESTS bash-completion)
+  set(CPACK_DEBIAN_CLIENT_PACKAGE_SUGGESTS bash-completion)
   set(CPACK_DEBIAN_CLIENT_DESCRIPTION "automated QA tests of finished media files
 qatester tests programme material as it is delivered: container, pictures and
 sound of a whole file, against the limits of a profile, such as those of EBU

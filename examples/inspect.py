@@ -23,7 +23,8 @@ def main():
             report = qatester.inspect(file, profile=arguments.profile, progress=watching)
         except (OSError, ValueError) as error:
             sys.exit(f"inspect.py: {error}")
-        print(f"{report.file}: {report.verdict}")
+        reason = f" ({report.error})" if "error" in report else ""
+        print(f"{report.file}: {report.verdict}{reason}")
         for check in report.checks:
             if check.state in ("fail", "warn"):
                 print(f"  {check.name}: {check.state}")

@@ -42,9 +42,10 @@ class QATESTER_API Settings {
   /// Stores one line's entry, or reports the line.
   void ParseLine(const std::string& line);
 
-  /// Values that win over those of the file, the last one of a key, and values that hold where the
-  /// file has none, the first one of a key. They answer whatever `QALookup` says.
+  /// Values that win over those of the file, the last one of a key, whatever `QALookup` says.
   void SetOverrides(const std::vector<std::pair<std::string, std::string>>& entries);
+
+  /// Values that hold where the file has none, the first one of a key, whatever `QALookup` says.
   void SetFallbacks(const std::vector<std::pair<std::string, std::string>>& entries);
 
   /// Returns a new zero-terminated text, allocated with array `new`; the caller releases it with

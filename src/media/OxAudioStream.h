@@ -22,7 +22,7 @@ struct OxAudioSample {
   uint8_t* buffer = nullptr;
   /// FFmpeg's numbering: 0 unsigned 8-bit, 1 signed 16-bit, 2 signed 32-bit, 3 float, 4 double.
   int sampleFormat = 0;
-  int bytesPerSample = 0;
+  int bytesPerSample = 0;  ///< of a value of one channel
   /// Values in `buffer`: of all channels, interleaved, for a block of `getNextSample`; of one
   /// channel for a block of `getSampleChannel`. 0 marks an empty block.
   int numberOfSamples = 0;
@@ -65,21 +65,22 @@ class QATESTER_API OxAudioStream {
   /// The name of `sampleFormat` in FFmpeg, such as "s16".
   std::string getSampleFormatName();
 
-  AVFormatContext* formatContext = nullptr;
-  AVCodecContext* codecContext = nullptr;
-  const AVCodec* codec = nullptr;
-  AVStream* stream = nullptr;
-  int streamIndex = -1;
+  AVFormatContext* formatContext = nullptr;  ///< the container, not owned
+  AVCodecContext* codecContext = nullptr;    ///< null when there is no decoder
+  const AVCodec* codec = nullptr;            ///< null when there is no decoder
+  AVStream* stream = nullptr;                ///< null when its decoder did not open
+  int streamIndex = -1;                      ///< in the container
   /// Whole seconds of the low 32 bits of the container's microseconds, taken as signed: durations
   /// past 2,147 s wrap, and clients rely on it.
   int durationSeconds = 0;
-  int sampleRate = 0;     ///< Hz
-  int sampleFormat = -1;  ///< as in `OxAudioSample`
-  int bytesPerSample = 0;
-  PacketQueue* packetQueue = nullptr;
-  AVPacket audioPacket{};
-  uint8_t* audioPacketData = nullptr;
-  int audioPacketSize = 0;  ///< bytes not consumed yet
+  int sampleRate = 0;                  ///< Hz
+  int sampleFormat = -1;               ///< as in `OxAudioSample`
+  int bytesPerSample = 0;              ///< as in `OxAudioSample`
+  PacketQueue* packetQueue = nullptr;  ///< null when the decoder did not open
+  AVPacket audioPacket{};              ///< the packet that is being decoded
+  uint8_t* audioPacketData = nullptr;  ///< what of it is not consumed yet
+  int audioPacketSize = 0;             ///< bytes not consumed yet
+  /// The block that `decodeFrame` decoded last.
   alignas(16) uint8_t audioBuffer[kAudioBufferBytes];
   unsigned int audioBufferSize = 0;   ///< bytes
   unsigned int audioBufferIndex = 0;  ///< bytes

@@ -37,10 +37,10 @@ struct OxVideoFrameYUV {
 struct OxVideoFrameRGB {
   /// `height` rows of `width` * 3 bytes without gaps. The receiver releases it with `free`.
   uint8_t* buffer = nullptr;
-  int width = 0;   ///< pixels
-  int height = 0;  ///< pixels
-  bool valid = false;
-  double time = 0.0;  ///< seconds
+  int width = 0;       ///< pixels
+  int height = 0;      ///< pixels
+  bool valid = false;  ///< false: there is no picture
+  double time = 0.0;   ///< seconds
 };
 
 /// Decodes one video stream of an opened container, whose packets a buffering thread puts into
@@ -105,13 +105,13 @@ class QATESTER_API OxVideoStream {
   /// none is on its way.
   void pauseForPacket(unsigned seconds);
 
-  AVFormatContext* formatContext = nullptr;
-  AVCodecContext* codecContext = nullptr;
-  const AVCodec* codec = nullptr;
-  AVStream* stream = nullptr;
-  int streamIndex = -1;
-  PacketQueue* packetQueue = nullptr;
-  SwsContext* swsContext = nullptr;  ///< of the last conversion
+  AVFormatContext* formatContext = nullptr;  ///< the container, not owned
+  AVCodecContext* codecContext = nullptr;    ///< null when there is no decoder
+  const AVCodec* codec = nullptr;            ///< null when there is no decoder
+  AVStream* stream = nullptr;                ///< null when its decoder did not open
+  int streamIndex = -1;                      ///< in the container
+  PacketQueue* packetQueue = nullptr;        ///< null when the decoder did not open
+  SwsContext* swsContext = nullptr;          ///< of the last conversion
 
  private:
   struct QATESTER_LOCAL Owned;

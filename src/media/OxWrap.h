@@ -13,7 +13,7 @@
 
 /// How a wrapper makes its pauses.
 struct OxWrapOptions {
-  QAPauses pauses = QAPauses::fixed;
+  QAPauses pauses = QAPauses::fixed;  ///< fixed, or until there is something to do
   /// Ends the caller's pauses; the buffering thread obeys `stopBuffering` alone.
   std::stop_token stop;
 };
@@ -66,6 +66,7 @@ class QATESTER_API OxWrap {
   /// Null when there are no audio streams; `index` must be below `getNumberOfAudioStreams()`.
   OxAudioStream* getAudioStream(unsigned short index);
 
+  /// 0 when the file did not open.
   unsigned int getNumberOfAudioStreams();
 
   /// Releases a block of `OxAudioStream`; leaves blocks without samples alone.
@@ -77,12 +78,12 @@ class QATESTER_API OxWrap {
   /// Why the file has no streams: FFmpeg's words, or empty when it opened.
   std::string getOpenError();
 
-  std::string fileName;
-  AVFormatContext*& formatContext;  ///< null when nothing is open
-  std::vector<OxAudioStream*>& audioStreams;
-  OxVideoStream*& videoStream;
-  int& bufferState;  ///< 0 stopped, 1 buffering, 2 paused
-  boost::thread bufferThread;
-  bool& discardVideoPackets;
-  bool& discardAudioPackets;
+  std::string fileName;                       ///< as given to the constructor
+  AVFormatContext*& formatContext;            ///< null when nothing is open
+  std::vector<OxAudioStream*>& audioStreams;  ///< in the order of the container
+  OxVideoStream*& videoStream;                ///< null when there is none
+  int& bufferState;                           ///< 0 stopped, 1 buffering, 2 paused
+  boost::thread bufferThread;                 ///< none before `startBuffering`
+  bool& discardVideoPackets;                  ///< as `discardVideo` has it
+  bool& discardAudioPackets;                  ///< as `discardAudio` has it
 };

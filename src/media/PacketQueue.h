@@ -14,8 +14,8 @@ extern "C" {
 
 /// One queued packet; the node owns the packet's payload.
 struct PacketNode {
-  AVPacket pkt;
-  PacketNode* next;
+  AVPacket pkt;      ///< the packet
+  PacketNode* next;  ///< null at the end of the queue
 };
 
 /// What a queue's producer is doing, as far as it tells.
@@ -35,15 +35,15 @@ enum class PacketSupply {
 /// value only delays or hastens throttling). Made by `OxPackets::packet_queue_init`, released with
 /// `delete` after a final `OxPackets::packet_queue_flush`.
 struct PacketQueue {
-  PacketNode* first_pkt = nullptr;
-  PacketNode* last_pkt = nullptr;
-  int32_t nb_packets = 0;
+  PacketNode* first_pkt = nullptr;  ///< the next to get; null when the queue is empty
+  PacketNode* last_pkt = nullptr;   ///< the one that was put last; null likewise
+  int32_t nb_packets = 0;           ///< how many are queued
   /// Sum of the queued payloads in bytes.
   int32_t size = 0;
   /// Timed waits of the current blocking get.
   int32_t wait_count = 0;
-  boost::mutex mutex;
-  boost::condition_variable cond;
+  boost::mutex mutex;              ///< guards every field
+  boost::condition_variable cond;  ///< wakes a getter that waits
 
   /// Set through `OxPackets::packet_queue_set_supply`.
   std::atomic<PacketSupply> supply{PacketSupply::unknown};

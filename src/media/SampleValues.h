@@ -39,7 +39,10 @@ QATESTER_API double getAudioValue(OxAudioSample sample, int index);
 template <typename T>
 bool checkSingleSample(T a, T b, float tolerance);
 
+/// For 8-bit samples.
 extern template QATESTER_API bool checkSingleSample(unsigned char a, unsigned char b,
                                                     float tolerance);
+/// For 16-bit samples.
 extern template QATESTER_API bool checkSingleSample(short a, short b, float tolerance);
+/// For 32-bit samples.
 extern template QATESTER_API bool checkSingleSample(int a, int b, float tolerance);

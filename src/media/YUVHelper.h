@@ -5,22 +5,24 @@
 
 /// One pixel of a planar picture as stored: 8-bit code values.
 struct YUVPixel {
-  int y = 0;  ///< luma
-  int u = 0;  ///< Cb
-  int v = 0;  ///< Cr
-  bool valid = false;
+  int y = 0;           ///< luma
+  int u = 0;           ///< Cb
+  int v = 0;           ///< Cr
+  bool valid = false;  ///< false: it could not be read
 
+  /// Equal in all fields.
   bool operator==(const YUVPixel&) const = default;
 };
 
 /// One pixel in studio-range R'G'B', black 0 and white 255. Not clamped: colours outside the legal
 /// range lie below 0 or above 255.
 struct RgbPixel {
-  int r = 0;
-  int g = 0;
-  int b = 0;
-  bool valid = false;
+  int r = 0;           ///< red
+  int g = 0;           ///< green
+  int b = 0;           ///< blue
+  bool valid = false;  ///< false: its `YUVPixel` was invalid
 
+  /// Equal in all fields.
   bool operator==(const RgbPixel&) const = default;
 };
 
@@ -33,10 +35,12 @@ class QATESTER_API YUVHelper {
   /// picture.
   static YUVPixel getYUVPixelFromFrame(OxVideoFrameYUV& frame, int x, int y);
 
-  /// The readers for one chroma subsampling each, whatever the picture's own format. Invalid when
-  /// the record or one of its planes is.
+  /// The readers for one chroma subsampling each, this one for 4:2:0, whatever the picture's own
+  /// format. Invalid when the record or one of its planes is.
   static YUVPixel getYUV420PixelFromFrame(OxVideoFrameYUV& frame, int x, int y);
+  /// For 4:2:2.
   static YUVPixel getYUV422PixelFromFrame(OxVideoFrameYUV& frame, int x, int y);
+  /// For 4:4:4.
   static YUVPixel getYUV444PixelFromFrame(OxVideoFrameYUV& frame, int x, int y);
 
   /// Converts with the luma coefficients `kb` (blue) and `kr` (red) in single precision; results

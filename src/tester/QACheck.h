@@ -24,30 +24,40 @@ QATESTER_API const char* getFamilyText(QAFamily family);
 
 /// What a check looks at.
 enum class QANeeds {
-  nothing,
+  nothing,    ///< not even the file
   container,  ///< what the file says of itself
-  pictures,
-  sound,
+  pictures,   ///< decoded pictures
+  sound,      ///< decoded sound
 };
 
 /// A setting, by which a line `key=value` of a settings file goes.
 struct QASetting {
-  enum class Kind { whole, real, text };
+  /// What its values are.
+  enum class Kind {
+    whole,  ///< whole numbers
+    real,   ///< numbers
+    text,   ///< texts
+  };
 
+  /// As it stands in the settings file.
   const char* key;
   /// As text. Empty counts as 0.
   const char* defaultValue;
-  Kind kind;
-  /// Values outside are taken as the nearest of these. Texts have none.
+  Kind kind;  ///< of its values
+  /// The least value: one below is taken as this. Texts have none.
   double min;
+  /// The largest value, likewise.
   double max;
   /// Such as "frames" or "dB"; empty for code values.
   const char* unit;
+  /// What it sets, in a few words.
   const char* meaning;
 
+  /// The `max` of numbers that have none; negated, their `min`.
   static constexpr double kNoLimit = std::numeric_limits<double>::infinity();
-  /// Of whole numbers.
+  /// The least whole number.
   static constexpr double kLeast = std::numeric_limits<int>::min();
+  /// The largest whole number.
   static constexpr double kMost = std::numeric_limits<int>::max();
 };
 
@@ -57,15 +67,16 @@ struct QACheck {
   const char* name;
   /// In the log, such as "QAFramerate".
   const char* tag;
-  QAFamily family;
+  QAFamily family;  ///< classic or programme
   /// What it answers, in a few words.
   const char* question;
-  QANeeds needs;
+  QANeeds needs;  ///< what it looks at
   /// False: its outcome says nothing about the file.
   bool saysSomething;
   /// What it counts for in the profile "general". Of classic checks that are named, or run without
   /// a profile, a broken limit is a failure.
   QASeverity severity = QASeverity::info;
+  /// By which it goes, beside those of the tester.
   std::span<const QASetting> settings;
   /// Titles of its displays; empty where it has none.
   std::span<const char* const> displays;

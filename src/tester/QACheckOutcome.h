@@ -13,10 +13,10 @@
 /// What came of a check.
 enum class QAState {
   notMeasured,  ///< it could not run, or was stopped before its end; the outcome's reason says why
-  pass,
-  info,  ///< it measures without judging
-  warn,
-  fail,
+  pass,         ///< what it measured lies inside its limits
+  info,         ///< it measures without judging
+  warn,         ///< a limit was broken that counts for a warning
+  fail,         ///< a limit was broken that counts for a failure
 };
 
 /// The state in reports: "not-measured", "pass", "info", "warn", "fail".
@@ -26,8 +26,8 @@ QATESTER_API const char* getStateText(QAState state);
 enum class QASeverity {
   off,   ///< the check is not run
   info,  ///< it says what it finds, and nothing is judged by it
-  warn,
-  fail,
+  warn,  ///< a broken limit is a warning
+  fail,  ///< a broken limit is a failure
 };
 
 /// "off", "info", "warn" or "fail".
@@ -39,7 +39,9 @@ struct QALimits {
   /// What they hold for: the key of a value, such as "meanShare", or a letter for each colour
   /// channel, such as "RGB".
   std::string of = {};
+  /// Minus infinity: there is none.
   double min = -std::numeric_limits<double>::infinity();
+  /// Infinity: there is none.
   double max = std::numeric_limits<double>::infinity();
   /// Such as "dB"; empty for code values and counts.
   std::string unit = {};
@@ -50,12 +52,15 @@ struct QANothing {
   QANothing() = default;
   // By its own hand: a variant all of whose types the library of g++ 12 takes for "never valueless"
   // is destroyed with a wrong index when copying it throws.
+  /// Never throws.
   QANothing(const QANothing&) noexcept {}
+  /// Never throws.
   QANothing& operator=(const QANothing&) noexcept { return *this; }
   ~QANothing() = default;
 };
 
 struct QAValue;
+/// In the order in which reports have them.
 using QAValues = std::vector<QAValue>;
 
 /// One thing that a check found.
@@ -73,28 +78,26 @@ struct QAValue {
 
 /// A stretch of the file that a check points at. Fields that do not apply are empty.
 struct QAEvent {
-  /// Seconds of presentation from the start of the file; the end is where the next good picture or
-  /// sample stands.
+  /// Seconds of presentation from the start of the file.
   std::optional<double> startSeconds = {};
+  /// Where the next good picture or sample stands, in the same seconds.
   std::optional<double> endSeconds = {};
-  /// Frames, counted from 0; the end is exclusive.
-  std::optional<int64_t> startFrame = {};
-  std::optional<int64_t> endFrame = {};
-  std::string startTimecode = {};
-  std::string endTimecode = {};
-  std::optional<double> worstSeconds = {};
-  std::optional<int64_t> worstFrame = {};
-  std::optional<double> value = {};
-  std::optional<double> limit = {};
+  std::optional<int64_t> startFrame = {};   ///< counted from 0
+  std::optional<int64_t> endFrame = {};     ///< counted from 0, exclusive
+  std::string startTimecode = {};           ///< of `startSeconds`
+  std::string endTimecode = {};             ///< of `endSeconds`
+  std::optional<double> worstSeconds = {};  ///< where it is worst
+  std::optional<int64_t> worstFrame = {};   ///< where it is worst
+  std::optional<double> value = {};         ///< what was found there
+  std::optional<double> limit = {};         ///< what it was compared with
   /// Of the two above.
   std::string unit = {};
   /// A few words, such as "transition".
   std::string what = {};
   /// False: it is reported and not judged.
   bool breaks = true;
-  /// Counted from 0 among the audio streams, and among the channels of that stream.
-  std::optional<int> stream = {};
-  std::optional<int> channel = {};
+  std::optional<int> stream = {};   ///< counted from 0 among the audio streams
+  std::optional<int> channel = {};  ///< counted from 0 among the channels of that stream
   /// "L", "R", "C", "LFE", "Ls", "Rs" or the number of the track, from 1; empty where it is not of
   /// one channel.
   std::string channelName = {};
@@ -109,6 +112,7 @@ struct QACheckOutcome {
   /// Its tag in the log, such as "QAFramerate".
   std::string tag;
 
+  /// What came of it.
   QAState state = QAState::notMeasured;
   /// What a broken limit counts for.
   QASeverity severity = QASeverity::fail;
@@ -146,17 +150,18 @@ struct QACheckOutcome {
   /// Of audio checks: the sound ended at the declared duration before the budget was measured, so
   /// there is no more of it. False of video checks, whose budget is bounded by the duration.
   bool reachedEnd = false;
-  /// Frames or blocks that were to be measured, and that were. 0 where a check counts none.
+  /// Frames or blocks that were to be measured. 0 where a check counts none.
   int budget = 0;
+  /// Frames or blocks that were measured, likewise.
   int count = 0;
-  /// The stretch of sound that was measured, in seconds from the start of its stream.
+  /// Where the stretch of sound that was measured begins, in seconds from the start of its stream.
   double startSeconds = 0.0;
+  /// Where it ends, in the same seconds.
   double endSeconds = 0.0;
 
-  /// What the listener heard from this check.
-  std::vector<std::string> messages;
-  int failures = 0;
-  std::vector<int> progress;
+  std::vector<std::string> messages;  ///< that the listener heard from this check
+  int failures = 0;                   ///< how often it heard `QAListener::onFailure`
+  std::vector<int> progress;          ///< the percents that it heard
 
   /// Seconds that the check took. In `QATester::runChecks` the time of the reading that checks
   /// share is not in it.

@@ -11,14 +11,14 @@ enum QA_StreamSetup : int {
 
 /// The picture structure.
 enum QA_FrameType : int {
-  QA_FRAME_TYPE_UNKNOWN = 0,
-  QA_FRAME_TYPE_INTERLACED = 1,
-  QA_FRAME_TYPE_PROGRESSIVE = 2,
+  QA_FRAME_TYPE_UNKNOWN = 0,      ///< not measured, or the flags do not agree
+  QA_FRAME_TYPE_INTERLACED = 1,   ///< two fields a frame
+  QA_FRAME_TYPE_PROGRESSIVE = 2,  ///< whole pictures
 };
 
 /// The dominant (first) field of interlaced material.
 enum QA_FieldType : int {
-  QA_FIELD_TYPE_UNKNOWN = 0,
-  QA_FIELD_TYPE_LOWER = 1,
-  QA_FIELD_TYPE_UPPER = 2,
+  QA_FIELD_TYPE_UNKNOWN = 0,  ///< not interlaced, or the flags do not agree
+  QA_FIELD_TYPE_LOWER = 1,    ///< the bottom field
+  QA_FIELD_TYPE_UPPER = 2,    ///< the top field
 };

@@ -13,17 +13,27 @@ class QAListener {
   virtual void onFailure() = 0;
   /// No suitable stream, or an unsupported audio layout.
   virtual void onMessage(const std::string& text) = 0;
+  /// Of the loudness check.
   virtual void onLoudnessProgress(float percent) = 0;
+  /// Of the phase check.
   virtual void onPhaseProgress(float percent) = 0;
+  /// Of the levels check.
   virtual void onLevelsProgress(float percent) = 0;
+  /// Of the mono check.
   virtual void onMonoProgress(float percent) = 0;
+  /// Of the frame rate check.
   virtual void onFrameRateProgress(float percent) = 0;
+  /// Of the field dominance check.
   virtual void onFieldDominanceProgress(float percent) = 0;
+  /// Of the pulldown check.
   virtual void onPullDownProgress(float percent) = 0;
   /// Never called.
   virtual void onSpareProgress(float percent) = 0;
+  /// Of the chroma check.
   virtual void onChromaProgress(float percent) = 0;
+  /// Of the gamut check.
   virtual void onGamutProgress(float percent) = 0;
+  /// Of the tearing check.
   virtual void onTearingProgress(float percent) = 0;
   /// Of the timecode check and of the transition check.
   virtual void onTimecodeProgress(float percent) = 0;

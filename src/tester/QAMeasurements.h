@@ -16,22 +16,23 @@ struct QASeriesColumn {
 
 /// What a check measures over time: rows with the same figures.
 struct QASeries {
+  /// What it has a row for.
   enum class Per {
     picture,  ///< each picture of the file, counted in the order in which they are shown
     sound,    ///< each 0.1 s of a programme's sound, counted from its start
   };
 
-  std::string check;  ///< its name in `allChecks()`
-  Per per = Per::picture;
+  std::string check;       ///< its name in `allChecks()`
+  Per per = Per::picture;  ///< what it has a row for
   /// Which sound of the file it is of, as the check names it, such as "stream 2 (fra)"; empty where
   /// there is only one, and of pictures.
   std::string part = {};
-  std::vector<QASeriesColumn> columns = {};
+  std::vector<QASeriesColumn> columns = {};  ///< the figures of each row, in this order
 };
 
 /// A row of a series.
 struct QASeriesRow {
-  int64_t index = 0;
+  int64_t index = 0;  ///< of the picture, or of the 0.1 s of this sound, counted from 0
   /// When it begins, in seconds of presentation from the start of the file; empty: not known.
   std::optional<double> seconds = {};
   /// Of that time: by the file's own timecode, otherwise from 00:00:00:00. Empty without a time,

@@ -18,6 +18,7 @@ struct QA_FrameRate {
 
 /// What `QATester::checkFieldDominance` found; both unknown when the check could not run.
 struct QA_FieldDominance {
+  /// Interlaced, progressive or, where the flags do not agree, unknown.
   QA_FrameType frameType = QA_FRAME_TYPE_UNKNOWN;
   /// The field that comes first; unknown unless the frames are interlaced.
   QA_FieldType fieldType = QA_FIELD_TYPE_UNKNOWN;
@@ -27,7 +28,7 @@ struct QA_FieldDominance {
 struct QA_PullDown {
   /// The cadence, 2:3 or 2:2: pictures of film last for this many fields in turn.
   int cadenceFirst = 0;
-  int cadenceSecond = 0;
+  int cadenceSecond = 0;  ///< the second number of the cadence
   /// The share of the groups of five frames in the budget that carry the cadence.
   float confidence = 0.0F;
   /// The confidence is more than 0.6.
@@ -40,25 +41,26 @@ struct QA_PullDown {
 struct QA_ChromaLevel {
   /// Every extreme lies strictly inside its limits.
   bool passed = false;
-  int32_t rMax = std::numeric_limits<int32_t>::min();
-  int32_t rMin = std::numeric_limits<int32_t>::max();
-  int32_t gMax = std::numeric_limits<int32_t>::min();
-  int32_t gMin = std::numeric_limits<int32_t>::max();
-  int32_t bMax = std::numeric_limits<int32_t>::min();
-  int32_t bMin = std::numeric_limits<int32_t>::max();
-  int32_t yMax = std::numeric_limits<int32_t>::min();
-  int32_t yMin = std::numeric_limits<int32_t>::max();
+  int32_t rMax = std::numeric_limits<int32_t>::min();  ///< the highest R
+  int32_t rMin = std::numeric_limits<int32_t>::max();  ///< the lowest R
+  int32_t gMax = std::numeric_limits<int32_t>::min();  ///< the highest G
+  int32_t gMin = std::numeric_limits<int32_t>::max();  ///< the lowest G
+  int32_t bMax = std::numeric_limits<int32_t>::min();  ///< the highest B
+  int32_t bMin = std::numeric_limits<int32_t>::max();  ///< the lowest B
+  int32_t yMax = std::numeric_limits<int32_t>::min();  ///< the highest Y
+  int32_t yMin = std::numeric_limits<int32_t>::max();  ///< the lowest Y
 };
 
 /// What `QATester::checkGamut` found: as `QA_ChromaLevel`, without luma.
 struct QA_GamutLevel {
+  /// Every extreme lies strictly inside its limits.
   bool passed = false;
-  int32_t rMax = std::numeric_limits<int32_t>::min();
-  int32_t rMin = std::numeric_limits<int32_t>::max();
-  int32_t gMax = std::numeric_limits<int32_t>::min();
-  int32_t gMin = std::numeric_limits<int32_t>::max();
-  int32_t bMax = std::numeric_limits<int32_t>::min();
-  int32_t bMin = std::numeric_limits<int32_t>::max();
+  int32_t rMax = std::numeric_limits<int32_t>::min();  ///< the highest R
+  int32_t rMin = std::numeric_limits<int32_t>::max();  ///< the lowest R
+  int32_t gMax = std::numeric_limits<int32_t>::min();  ///< the highest G
+  int32_t gMin = std::numeric_limits<int32_t>::max();  ///< the lowest G
+  int32_t bMax = std::numeric_limits<int32_t>::min();  ///< the highest B
+  int32_t bMin = std::numeric_limits<int32_t>::max();  ///< the lowest B
 };
 
 /// The levels of one channel: 20 log10 of the magnitude in code values, less the dynamic range of
@@ -66,12 +68,13 @@ struct QA_GamutLevel {
 struct QA_ChannelLevel {
   /// Of the samples measured last, in dB.
   float dynamicRange = 0.0F;
-  /// The extremes of the last blocks, from the last one on whose first value is not zero. 0 when
-  /// all values were zero.
+  /// The highest of the last blocks, from the last one on whose first value is not zero, in dB. 0
+  /// when all values were zero.
   float maxLevel = 0.0F;
+  /// The lowest of the same blocks.
   float minLevel = 0.0F;
-  uint32_t audioStreamNumber = 0;
-  uint32_t channelNumber = 0;
+  uint32_t audioStreamNumber = 0;  ///< counted from 0 among the audio streams
+  uint32_t channelNumber = 0;      ///< counted from 0 in its stream
   /// `maxLevel` lies strictly between the thresholds.
   bool passed = false;
 };
@@ -89,9 +92,9 @@ struct QA_AudioLevels {
     }
   }
 
-  QA_ChannelLevel* levels;
-  uint32_t count;
-  QA_StreamSetup setup;
+  QA_ChannelLevel* levels;  ///< the receiver's, `delete[]`
+  uint32_t count;           ///< of entries
+  QA_StreamSetup setup;     ///< the file's audio layout
 };
 
 /// What `QATester::checkITUR1770Loudness` found; all zero when the check could not run.

@@ -159,7 +159,9 @@ class QATESTER_API QATester {
   /// The display text of a value, in a new buffer that `release` frees. A value outside the
   /// enumeration gives the text of its value 0.
   char* getStreamSetupText(QA_StreamSetup setup);
+  /// Likewise.
   char* getFrameTypeText(QA_FrameType type);
+  /// Likewise.
   char* getFieldTypeText(QA_FieldType type);
 
   /// Frees a text of the functions above and nulls the pointer to it.

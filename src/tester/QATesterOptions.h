@@ -33,6 +33,7 @@ enum class QAPasses {
 struct QAProgress {
   /// The check that has come further, by its name.
   std::string check;
+  /// Of this check, 0 to 100.
   int percent = 0;
   /// Of all checks of the run, 0 to 100.
   int wholePercent = 0;
@@ -42,20 +43,24 @@ struct QAProgress {
 
 /// Something that went wrong beside the checks, in words.
 struct QATrouble {
+  /// What it went wrong with.
   enum class Kind {
     settings,   ///< the settings file, or a line of it, could not be read
     log,        ///< a line of the log could not be written
     displays,   ///< a picture file could not be written
     noWindows,  ///< displays are to go to windows, and no window system is available
   };
-  Kind kind;
-  std::string text;
+  Kind kind;         ///< what it went wrong with
+  std::string text;  ///< for a person, in one line
 };
 
 /// What a client may ask of a tester beyond its plain constructor, whose behaviour the defaults
 /// give.
 struct QATesterOptions {
+  /// Fixed, or until there is something to do.
   QAPauses pauses = QAPauses::fixed;
+
+  /// Whether the values of the settings file apply.
   QALookup lookup = QALookup::defaults;
 
   /// The profile by name (see `QAProfile`), or the path of a settings file that stands for one: its
@@ -69,12 +74,14 @@ struct QATesterOptions {
   /// Threads for decoding whole programmes; 0: as many as there are processors. Changes time only.
   int threads = 0;
 
+  /// Who measures the colours of pictures.
   QAColourThreads colourThreads = QAColourThreads::eight;
 
   /// For `runChecks` alone. Pauses of fixed length are those of a check's own reading: with them
   /// each check reads for itself.
   QAPasses passes = QAPasses::one;
 
+  /// Where displays go.
   QADisplays displays = QADisplays::asSet;
   /// Where picture files of displays go; made when the first is written. Empty: the current folder.
   std::string displayFolder;

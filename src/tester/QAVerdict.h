@@ -11,11 +11,11 @@
 struct QAFileFacts {
   /// The file opened, and `media` holds what it says of itself.
   bool opened = false;
-  QAMedia media = {};
-  /// Of the reading of the whole file; 0 without programme checks.
+  QAMedia media = {};  ///< empty when the file did not open
+  /// That the reading of the whole file came to; 0 without programme checks, as are the two below.
   int64_t pictures = 0;
-  double pictureSeconds = 0.0;
-  double soundSeconds = 0.0;  ///< of the longest audio stream
+  double pictureSeconds = 0.0;  ///< from the first picture to the end of the last
+  double soundSeconds = 0.0;    ///< of the longest audio stream
   /// All of the file was looked at, to its last picture and sample.
   bool wholeFile = false;
 };

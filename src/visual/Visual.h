@@ -8,14 +8,14 @@
 #include "media/OxVideoStream.h"
 #include "media/YUVHelper.h"
 
-// OpenCV's image, so that clients that draw nothing need no header of OpenCV.
-struct _IplImage;                   // NOLINT(bugprone-reserved-identifier): OpenCV's name
+struct _IplImage;  // NOLINT(bugprone-reserved-identifier): OpenCV's name
+/// OpenCV's image, so that clients that draw nothing need no header of OpenCV.
 typedef struct _IplImage IplImage;  // NOLINT(modernize-use-using): as OpenCV declares it
 
 /// A borrowed OpenCV image with pixels of type `Pixel`.
 template <typename Pixel>
 struct Image {
-  IplImage* image = nullptr;
+  IplImage* image = nullptr;  ///< null: none
 };
 
 /// Draws diagnostic displays of pictures and sound and shows them in on-screen windows. The caller
@@ -32,6 +32,7 @@ class QATESTER_API Visual {
   /// (`cvReleaseImage`); needs no window system. Null after five failures, and at once when `width`
   /// and `height` are given and either is 0.
   static IplImage* createCleanImage(int width);
+  /// The same of any height.
   static IplImage* createCleanImage(int width, int height);
 
   /// A bar one pixel wide in column `x`, from the zero line in row 127 to row `y`, both included:

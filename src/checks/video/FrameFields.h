@@ -7,7 +7,7 @@
 struct QATESTER_API FrameFields {
   IplImage* top = nullptr;     ///< rows 0, 2, 4, ...
   IplImage* bottom = nullptr;  ///< rows 1, 3, 5, ...
-  IplImage* frame = nullptr;
+  IplImage* frame = nullptr;   ///< the picture
 
   FrameFields() = default;
   ~FrameFields();
