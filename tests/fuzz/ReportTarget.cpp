@@ -16,6 +16,7 @@
 #include "EdlReport.h"
 #include "JUnitReport.h"
 #include "Output.h"
+#include "PageReport.h"
 #include "Report.h"
 #include "Table.h"
 #include "fuzz/Input.h"
@@ -293,6 +294,23 @@ void reportMarks(const FileReport& file) {
   require(text.ends_with("\r\n"), "and ends with its last line");
 }
 
+void reportPages(const std::vector<FileReport>& files, const Demands& demands) {
+  std::vector<PageLink> links;
+  for (const FileReport& file : files) {
+    const std::string text = pageText(file, demands);
+    require(isUtf8(text), "a page is UTF-8");
+    require(text.ends_with("</html>\n"), "and has its end");
+    const std::string begin = "id=data>";
+    const std::size_t from = text.find(begin);
+    const std::size_t end = text.find("</script>", from);
+    require(from != std::string::npos && end != std::string::npos, "and its data");
+    require(Json::accept(text.substr(from + begin.size(), end - from - begin.size())),
+            "which its script can read");
+    links.push_back({&file, file.file});
+  }
+  require(isUtf8(pageIndexText(links, demands)), "an index is UTF-8");
+}
+
 /// All lines are ended and hold nothing but text; returns their number.
 std::size_t requireLines(const std::string& text) {
   std::size_t lines = 0;
@@ -351,6 +369,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const Demands demands{named, input.flag()};
   reportXml(files, demands);
   reportTables(files, demands);
+  reportPages(files, demands);
   std::for_each(files.begin(), files.end(), reportMarks);
   return 0;
 }

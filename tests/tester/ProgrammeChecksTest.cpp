@@ -84,6 +84,58 @@ TEST_F(ProgrammeChecks, SeriesChangeNoResultAndHaveARowAPicture) {
               1e-9);
 }
 
+TEST_F(ProgrammeChecks, PicturesThatAreHandedOutChangeNoResult) {
+  const std::string file = both();
+  std::vector<std::string> names;
+  for (const QACheck* check : allChecks()) {
+    names.emplace_back(check->name);
+  }
+  std::vector<QADisplayPicture> pictures;
+  const auto run = [&](QADisplays displays) {
+    QATesterOptions all = options();
+    all.displays = displays;
+    all.settings = {{"QATesterSlateSeconds", "0"}, {"Severity.signal-range", "warn"}};
+    if (displays == QADisplays::handedOut) {
+      all.picture = [&](QADisplayPicture picture) { pictures.push_back(std::move(picture)); };
+    }
+    return QATester(file.c_str(), nullptr, "", "", all).runChecks(names);
+  };
+  const std::vector<QACheckOutcome> outcomes = run(QADisplays::handedOut);
+  EXPECT_EQ(qatest::textsOf(outcomes), qatest::textsOf(run(QADisplays::nowhere)));
+  // An event says which of them are its own.
+  const auto range = std::find(names.begin(), names.end(), "signal-range") - names.begin();
+  const std::vector<QAEvent>& events = outcomes[static_cast<std::size_t>(range)].events;
+  ASSERT_FALSE(events.empty());
+  const std::vector<int64_t> wanted = {events.front().worstFrame.value()};
+  EXPECT_EQ(events.front().pictures, wanted);
+  const auto count = [&](const std::string& display, int index) {
+    return std::count_if(pictures.begin(), pictures.end(), [&](const QADisplayPicture& picture) {
+      return picture.display == display && (index < 0 || picture.index == index);
+    });
+  };
+  EXPECT_EQ(count("Signal Range", static_cast<int>(wanted.front())), 1);
+  // Of what a classic check draws again and again, the last; of every frame's timecode, none.
+  EXPECT_EQ(count("Diamond Display", -1), 1);
+  EXPECT_EQ(count("Timecode Video", -1), 0);
+}
+
+TEST_F(ProgrammeChecks, ASettingIsKnownAsItIsInEffect) {
+  const auto rowOf = [](const char* check, const std::string& key) {
+    const auto rows = findCheck(check)->settings;
+    return *std::find_if(rows.begin(), rows.end(),
+                         [&](const QASetting& row) { return key == row.key; });
+  };
+  QATesterOptions all = options("atsc-a85");
+  all.settings = {{"BlackSeconds", "0.25"}, {"TearingFrameChecks", "0"}, {"VideoCodecs", "h264, hevc"}};
+  const QATester tester("", nullptr, "", "", all);
+  EXPECT_EQ(tester.settingOf(rowOf("black", "BlackSeconds")), "0.25");
+  EXPECT_EQ(tester.settingOf(rowOf("tearing", "TearingFrameChecks")), "1") << "the least";
+  EXPECT_EQ(tester.settingOf(rowOf("streams", "VideoCodecs")), "h264, hevc");
+  EXPECT_EQ(tester.settingOf(rowOf("programme-loudness", "LoudnessTarget")), "-24")
+      << "the profile's";
+  EXPECT_EQ(tester.settingOf(rowOf("chroma", "ChromaFrameChecks")), "100") << "the default";
+}
+
 TEST_F(ProgrammeChecks, ABrokenLimitCountsAsMuchAsTheSeveritySays) {
   const std::string file = pictures();
   QATesterOptions all = options();
