@@ -145,9 +145,9 @@ std::string takeStandardOutput(const std::vector<std::pair<const char*, std::str
 /// Some reports are of one file each: what was meant as the name of one is none for a folder.
 std::string whyNoFolderOfReports(const Options& options) {
   std::error_code none;
-  for (const auto& [option, target, ending] : {std::tuple("--edl", &options.edl, ".edl"),
-                                               std::tuple("--series", &options.series, ".gz"),
-                                               std::tuple("--html", &options.html, ".html")}) {
+  for (const auto& [option, target, ending] :
+       {std::tuple("--edl", &options.edl, ".edl"), std::tuple("--series", &options.series, ".gz"),
+        std::tuple("--html", &options.html, ".html")}) {
     const bool isName = *target == kStandardOutput || target->ends_with(ending);
     if (options.files.size() > 1 && isName && !std::filesystem::is_directory(*target, none)) {
       return std::string(option) + " " + *target +

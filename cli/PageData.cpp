@@ -81,11 +81,11 @@ std::vector<Curves> curvesOf(const SeriesStore::Kept& kept, const ThinSeries& th
   std::vector<Curves> all;
   for (std::size_t i = 0; i < kept.series.columns.size(); ++i) {
     const QASeriesColumn& column = kept.series.columns[i];
-    auto its = std::find_if(all.begin(), all.end(), [&](const Curves& curves) {
-      return curves.chart.unit == column.unit;
-    });
+    auto its = std::find_if(all.begin(), all.end(),
+                            [&](const Curves& curves) { return curves.chart.unit == column.unit; });
     if (its == all.end()) {
-      its = all.insert(all.end(), Curves{{kept.series.check, kept.series.part, column.unit, {}}, {}, {}});
+      its = all.insert(all.end(),
+                       Curves{{kept.series.check, kept.series.part, column.unit, {}}, {}, {}});
     }
     its->chart.names.push_back(nameOf(column));
     its->keys.push_back(column.key);

@@ -34,8 +34,8 @@ struct Candidate {
   std::size_t rank = 0;
 };
 
-std::vector<Candidate> candidatesOf(
-    const QACheckOutcome& outcome, const std::map<int, const QADisplayPicture*>& pictures) {
+std::vector<Candidate> candidatesOf(const QACheckOutcome& outcome,
+                                    const std::map<int, const QADisplayPicture*>& pictures) {
   const bool judged = outcome.state == QAState::fail || outcome.state == QAState::warn;
   std::vector<Candidate> found;
   for (std::size_t i = 0; i < outcome.events.size(); ++i) {
@@ -113,8 +113,7 @@ const std::vector<const QADisplayPicture*>& PagePictures::of(const QACheckOutcom
   return found != ofEvents_.end() ? found->second : none;
 }
 
-std::vector<const QADisplayPicture*> PagePictures::displaysOf(
-    const QACheckOutcome& outcome) const {
+std::vector<const QADisplayPicture*> PagePictures::displaysOf(const QACheckOutcome& outcome) const {
   const auto found = displays_.find(outcome.name);
   return found != displays_.end() ? found->second : std::vector<const QADisplayPicture*>();
 }

@@ -11,8 +11,8 @@
 
 namespace cli {
 
-/// Which pictures a page shows: those of what breaks limits go before, then the worst events of each
-/// check in turn, as long as there is room. The report must outlive it.
+/// Which pictures a page shows: those of what breaks limits go before, then the worst events of
+/// each check in turn, as long as there is room. The report must outlive it.
 class PagePictures {
  public:
   explicit PagePictures(const FileReport& file);

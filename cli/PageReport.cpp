@@ -232,7 +232,8 @@ class Page {
   static std::string head(const std::string& title) {
     return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-           "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; img-src data:; "
+           "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; img-src "
+           "data:; "
            "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">\n"
            "<title>" +
            html(title) + "</title>\n<style>\n" + std::string(pageStyle()) + "</style>\n</head>\n";
@@ -284,15 +285,21 @@ class Page {
       if (facts.soundSeconds > 0.0) {
         seen = joined(seen, ", ", "sound " + clockText(facts.soundSeconds, 1));
       }
-      pairs += fact("Looked at", (facts.wholeFile ? "the whole file: " : "not the whole file: ") + seen);
+      pairs +=
+          fact("Looked at", (facts.wholeFile ? "the whole file: " : "not the whole file: ") + seen);
     }
     pairs += fact("Profile", file_.profile);
     if (file_.begun) {
-      pairs += fact("Tested", utcText(*file_.begun) +
-                                  (file_.seconds ? ", in " + shortNumber(std::round(*file_.seconds * 10.0) / 10.0) + " s" : ""));
+      pairs +=
+          fact("Tested",
+               utcText(*file_.begun) +
+                   (file_.seconds
+                        ? ", in " + shortNumber(std::round(*file_.seconds * 10.0) / 10.0) + " s"
+                        : ""));
     }
     return inTag("header", "",
-                 inTag("div", "class=\"verdict " + std::string(getStateText(result)) + "\"", verdict) +
+                 inTag("div", "class=\"verdict " + std::string(getStateText(result)) + "\"",
+                       verdict) +
                      "\n" + inTag("dl", "", "\n" + pairs)) +
            "\n";
   }
@@ -333,8 +340,8 @@ class Page {
     }
     lanes += inTag("div", "class=\"lane scale\"",
                    inTag("b", "", "") + inTag("div", "class=track", ticks));
-    return inTag("h2", "", "The programme") + "\n" +
-           inTag("div", "class=timeline", "\n" + lanes) + "\n";
+    return inTag("h2", "", "The programme") + "\n" + inTag("div", "class=timeline", "\n" + lanes) +
+           "\n";
   }
 
   static std::string shareText(double share) {
@@ -414,14 +421,15 @@ class Page {
     }
     if (check->family == QAFamily::programme) {
       return check->needs == QANeeds::nothing || check->needs == QANeeds::container ? ""
-             : facts.wholeFile                                                       ? "the whole file"
-                                                                                     : "not the whole file";
+             : facts.wholeFile ? "the whole file"
+                               : "not the whole file";
     }
     if (check->needs == QANeeds::sound && outcome.endSeconds > outcome.startSeconds) {
       std::string text = "sound from " + shortNumber(outcome.startSeconds) + " s to " +
                          shortNumber(outcome.endSeconds) + " s";
       if (facts.soundSeconds > 0.0) {
-        text += ", " + percentText((outcome.endSeconds - outcome.startSeconds) / facts.soundSeconds) +
+        text += ", " +
+                percentText((outcome.endSeconds - outcome.startSeconds) / facts.soundSeconds) +
                 " of it";
       }
       return text;
@@ -429,8 +437,9 @@ class Page {
     if (outcome.count > 0 && check->needs == QANeeds::pictures) {
       std::string text = std::to_string(outcome.count) + " pictures";
       if (facts.pictures > 0) {
-        text += " of " + std::to_string(facts.pictures) + ", " +
-                percentText(static_cast<double>(outcome.count) / static_cast<double>(facts.pictures));
+        text +=
+            " of " + std::to_string(facts.pictures) + ", " +
+            percentText(static_cast<double>(outcome.count) / static_cast<double>(facts.pictures));
       }
       return text;
     }
@@ -446,14 +455,16 @@ class Page {
     if (check != nullptr) {
       const std::string seen = joined("Saw ", "", shareSeen(outcome));
       const std::string severity = getSeverityText(outcome.severity);
-      inner += inTag("p", "class=soft",
-                     html(std::string(check->question) + (seen == "Saw " ? "" : " " + seen + ".") +
-                          (severity == "info" ? " Judges nothing." : " Counts as " + severity + ".") +
-                          (outcome.reason.empty() ? "" : " Left out: " + outcome.reason + "."))) +
-               "\n";
+      inner +=
+          inTag("p", "class=soft",
+                html(std::string(check->question) + (seen == "Saw " ? "" : " " + seen + ".") +
+                     (severity == "info" ? " Judges nothing." : " Counts as " + severity + ".") +
+                     (outcome.reason.empty() ? "" : " Left out: " + outcome.reason + "."))) +
+          "\n";
     }
     inner += plots + eventTable(outcome) + displays(outcome) + resultList(outcome);
-    const std::string said = joined(outcome.summary, "; ", outcome.summary.empty() ? outcome.reason : "");
+    const std::string said =
+        joined(outcome.summary, "; ", outcome.summary.empty() ? outcome.reason : "");
     return inTag("details",
                  "class=\"check " + std::string(getStateText(outcome.state)) + "\" id=\"" +
                      html(panelId(outcome)) + "\"" + (isOpen ? " open" : ""),
@@ -474,20 +485,25 @@ class Page {
       std::string keys;
       std::string names;
       for (std::size_t k = 0; k < chart.names.size(); ++k) {
-        keys += inTag("span",
-                      "class=key style=\"--colour:var(--c" + std::to_string(k % 8) + ")\"",
+        keys += inTag("span", "class=key style=\"--colour:var(--c" + std::to_string(k % 8) + ")\"",
                       html(chart.names[k]) + inTag("output", "", ""));
         names = joined(names, ", ", chart.names[k]);
       }
-      const std::string of = joined(chart.part, ": ", names) + (chart.unit.empty() ? "" : " in " + chart.unit);
-      std::string caption = inTag("b", "", html(joined(chart.part, " ", chart.unit.empty() ? "" : "[" + chart.unit + "]")));
-      figures += inTag("figure", "data-chart=" + std::to_string(i),
-                       inTag("figcaption", "", caption + keys + inTag("span", "class=reading", "")) +
-                           inTag("div", "class=plot",
-                                 inTag("canvas",
-                                       "tabindex=0 role=img aria-label=\"" + html(outcome.name + ": " + of + " over time; arrow keys read values") + "\"",
-                                       ""))) +
-                 "\n";
+      const std::string of =
+          joined(chart.part, ": ", names) + (chart.unit.empty() ? "" : " in " + chart.unit);
+      std::string caption = inTag(
+          "b", "", html(joined(chart.part, " ", chart.unit.empty() ? "" : "[" + chart.unit + "]")));
+      figures +=
+          inTag("figure", "data-chart=" + std::to_string(i),
+                inTag("figcaption", "", caption + keys + inTag("span", "class=reading", "")) +
+                    inTag("div", "class=plot",
+                          inTag("canvas",
+                                "tabindex=0 role=img aria-label=\"" +
+                                    html(outcome.name + ": " + of +
+                                         " over time; arrow keys read values") +
+                                    "\"",
+                                ""))) +
+          "\n";
     }
     return figures.empty() ? "" : inTag("div", "class=charts", "\n" + figures) + "\n";
   }
@@ -531,30 +547,32 @@ class Page {
       const QAEvent& event = outcome.events[number];
       std::string shown;
       for (const QADisplayPicture* picture : pictures_.of(outcome, number)) {
-        shown += pictureButton(*picture, outcome.name + ", " + eventLine(event, outcome) + ", picture " +
-                                             std::to_string(picture->index));
+        shown += pictureButton(*picture, outcome.name + ", " + eventLine(event, outcome) +
+                                             ", picture " + std::to_string(picture->index));
         hasPictures = true;
       }
       const std::string from = placeOf(event);
       const std::string line = eventLine(event, outcome);
       std::string attributes = "id=\"" + html(eventId(outcome, number)) + "\" tabindex=-1";
       if (event.startSeconds) {
-        attributes += " data-start=" + shortNumber(*event.startSeconds) + " data-end=" +
-                      shortNumber(event.endSeconds.value_or(*event.startSeconds));
+        attributes += " data-start=" + shortNumber(*event.startSeconds) +
+                      " data-end=" + shortNumber(event.endSeconds.value_or(*event.startSeconds));
       }
       std::string where = line;
       const std::string words = eventWords(event, outcome);
       where.resize(where.size() - std::min(where.size(), words.size()));
-      rows += inTag("tr", attributes,
-                    inTag("td", "class=time", html(where)) + inTag("td", "class=wide", html(words)) +
-                        inTag("td", "class=soft", weightOf(event, outcome)) +
-                        inTag("td", "", shown)) +
-              "\n";
+      rows +=
+          inTag("tr", attributes,
+                inTag("td", "class=time", html(where)) + inTag("td", "class=wide", html(words)) +
+                    inTag("td", "class=soft", weightOf(event, outcome)) + inTag("td", "", shown)) +
+          "\n";
     }
-    const std::string head = inTag("tr", "", inTag("th", "", "Where") + inTag("th", "", "What") +
-                                                 inTag("th", "", "") +
-                                                 inTag("th", "", hasPictures ? "Picture" : ""));
-    std::string title = std::to_string(outcome.eventCount) + (outcome.eventCount == 1 ? " event" : " events");
+    const std::string head =
+        inTag("tr", "",
+              inTag("th", "", "Where") + inTag("th", "", "What") + inTag("th", "", "") +
+                  inTag("th", "", hasPictures ? "Picture" : ""));
+    std::string title =
+        std::to_string(outcome.eventCount) + (outcome.eventCount == 1 ? " event" : " events");
     if (static_cast<int64_t>(listed.size()) < outcome.eventCount) {
       title += ", the worst " + std::to_string(listed.size()) + " listed";
     }
@@ -576,11 +594,11 @@ class Page {
       figures += inTag("figure", "",
                        pictureButton(*picture, caption) + inTag("figcaption", "", html(caption)));
     }
-    return figures.empty() ? ""
-                           : inTag("div", "class=cut",
-                                   inTag("h4", "", "Displays") +
-                                       inTag("div", "class=pictures", figures)) +
-                                 "\n";
+    return figures.empty()
+               ? ""
+               : inTag("div", "class=cut",
+                       inTag("h4", "", "Displays") + inTag("div", "class=pictures", figures)) +
+                     "\n";
   }
 
   std::string unmeasured() const {
@@ -589,7 +607,8 @@ class Page {
       if (outcome.state != QAState::notMeasured || !isWorthReading(outcome)) {
         continue;
       }
-      const std::string name = isMissed(outcome, named_) ? outcome.name + " (should have been)" : outcome.name;
+      const std::string name =
+          isMissed(outcome, named_) ? outcome.name + " (should have been)" : outcome.name;
       auto found = std::find_if(reasons.begin(), reasons.end(),
                                 [&](const auto& known) { return known.first == outcome.reason; });
       if (found == reasons.end()) {
@@ -601,30 +620,34 @@ class Page {
     for (const auto& [reason, names] : reasons) {
       pairs += fact(reason, names);
     }
-    return pairs.empty() ? "" : inTag("h2", "", "Not measured") + "\n" + inTag("dl", "", pairs) + "\n";
+    return pairs.empty() ? ""
+                         : inTag("h2", "", "Not measured") + "\n" + inTag("dl", "", pairs) + "\n";
   }
 
   std::string settings() const {
     std::string rows;
     std::size_t changed = 0;
     for (const FileReport::Setting& setting : file_.settings) {
-      const std::string value = joined(setting.value.empty() ? "any" : setting.value, " ", setting.row->unit);
+      const std::string value =
+          joined(setting.value.empty() ? "any" : setting.value, " ", setting.row->unit);
       const std::string preset = setting.row->defaultValue;
       const bool isOther = !setting.isDefault;
       changed += isOther ? 1 : 0;
       rows += inTag("tr", "",
                     inTag("td", "", html(setting.check)) + inTag("td", "", html(setting.row->key)) +
                         inTag("td", "", isOther ? inTag("b", "", html(value)) : html(value)) +
-                        inTag("td", "class=soft", isOther ? "default " + html(preset.empty() ? "any" : preset) : "") +
+                        inTag("td", "class=soft",
+                              isOther ? "default " + html(preset.empty() ? "any" : preset) : "") +
                         inTag("td", "class=\"soft wide\"", html(setting.row->meaning))) +
               "\n";
     }
     if (rows.empty()) {
       return "";
     }
-    const std::string head = inTag("tr", "", inTag("th", "", "Check") + inTag("th", "", "Setting") +
-                                                 inTag("th", "", "In effect") + inTag("th", "", "") +
-                                                 inTag("th", "", "Meaning"));
+    const std::string head =
+        inTag("tr", "",
+              inTag("th", "", "Check") + inTag("th", "", "Setting") + inTag("th", "", "In effect") +
+                  inTag("th", "", "") + inTag("th", "", "Meaning"));
     return inTag("h2", "", "Settings") + "\n" +
            inTag("details", "class=check",
                  inTag("summary", "",
@@ -640,9 +663,11 @@ class Page {
                              html("qatester " + std::string(getQATesterVersion()) + ", " +
                                   utcText(std::time(nullptr)))) +
                        "\n";
-    text += "<dialog aria-label=\"picture\"><img alt=\"\" src=\"data:,\"><p><button type=button class=before>Previous</button>"
-            "<span></span><button type=button class=after>Next</button>"
-            "<button type=button class=close>Close</button></p></dialog>\n";
+    text +=
+        "<dialog aria-label=\"picture\"><img alt=\"\" src=\"data:,\"><p><button type=button "
+        "class=before>Previous</button>"
+        "<span></span><button type=button class=after>Next</button>"
+        "<button type=button class=close>Close</button></p></dialog>\n";
     text += inTag("script", "type=\"application/json\" id=data", data_.json) + "\n";
     if (!data_.charts.empty()) {
       text += inTag("script", "", std::string(plottingLibrary())) + "\n";
@@ -685,8 +710,8 @@ std::string pageText(const FileReport& file, const Demands& demands) {
 
 std::string pageIndexText(const std::vector<PageLink>& links, const Demands& demands) {
   const auto rankOf = [&](const PageLink& link) {
-    constexpr QAState kOrder[] = {QAState::fail, QAState::notMeasured, QAState::warn,
-                                  QAState::info, QAState::pass};
+    constexpr QAState kOrder[] = {QAState::fail, QAState::notMeasured, QAState::warn, QAState::info,
+                                  QAState::pass};
     const QAState result = resultOf(*link.file, demands.named);
     return std::find(std::begin(kOrder), std::end(kOrder), result) - std::begin(kOrder);
   };
@@ -695,8 +720,9 @@ std::string pageIndexText(const std::vector<PageLink>& links, const Demands& dem
     return rankOf(one) < rankOf(other);
   });
   std::map<std::string, int> counts;
-  std::string rows = inTag("tr", "", inTag("th", "", "") + inTag("th", "", "File") +
-                                         inTag("th", "", "Why") + inTag("th", "", "Length"));
+  std::string rows = inTag("tr", "",
+                           inTag("th", "", "") + inTag("th", "", "File") + inTag("th", "", "Why") +
+                               inTag("th", "", "Length"));
   for (const PageLink& link : ordered) {
     const QAState result = resultOf(*link.file, demands.named);
     ++counts[getStateText(result)];
@@ -705,8 +731,9 @@ std::string pageIndexText(const std::vector<PageLink>& links, const Demands& dem
     rows += "\n" + inTag("tr", "",
                          inTag("td", "", stateBadge(result)) +
                              inTag("td", "class=wide",
-                                   link.page.empty() ? name
-                                                     : inTag("a", "href=\"" + linkTo(link.page) + "\"", name)) +
+                                   link.page.empty()
+                                       ? name
+                                       : inTag("a", "href=\"" + linkTo(link.page) + "\"", name)) +
                              inTag("td", "", html(blameOf(*link.file, demands.named, result))) +
                              inTag("td", "class=number", duration ? clockText(*duration, 0) : ""));
   }

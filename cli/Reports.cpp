@@ -76,10 +76,10 @@ struct FileKind {
 
 namespace {
 
-constexpr FileKind kFileKinds[] = {{"--edl", &Options::edl, ".edl", edlOf},
-                                   {"--series", &Options::series, ".csv.gz", seriesOf},
-                                   {"--html", &Options::html, ".html", pageText, "index.html",
-                                    pageIndexText}};
+constexpr FileKind kFileKinds[] = {
+    {"--edl", &Options::edl, ".edl", edlOf},
+    {"--series", &Options::series, ".csv.gz", seriesOf},
+    {"--html", &Options::html, ".html", pageText, "index.html", pageIndexText}};
 
 }  // namespace
 

@@ -77,6 +77,8 @@
     timeline.addEventListener("pointerleave", () => showNow(null));
   }
 
+  const QUIET = -60;  // LUFS, dBFS or dBTP
+
   // What lies behind and before the curves.
   const marks = {
     id: "marks",
@@ -85,6 +87,7 @@
       if (!area) return;
       ctx.save();
       for (const [from, to, kind] of chart.qa.events) {
+        if (to - from > 0.98 * end) continue;  // it is everywhere: a band would say nothing
         const left = x.getPixelForValue(from), right = x.getPixelForValue(to);
         ctx.fillStyle = colour(["--band-info", "--band-warn", "--band-fail"][kind]);
         ctx.fillRect(left - 1, area.top, Math.max(2, right - left + 1), area.bottom - area.top);
@@ -142,6 +145,10 @@
     const canvas = figureElement.querySelector("canvas");
     const values = columns.flatMap((column) => [...column.lo, ...(column.hi || [])]).filter((value) => value !== null);
     const extremes = values.concat(limits);
+    const least = extremes.reduce((low, value) => Math.min(low, value), Infinity);
+    const most = extremes.reduce((high, value) => Math.max(high, value), -Infinity);
+    // What is far below what can be heard would flatten all else.
+    const floor = /^(LU|dB)/.test(columns[0].unit) && most > QUIET ? QUIET : -Infinity;
     const chart = new Chart(canvas, {
       type: "line",
       data: {
@@ -158,8 +165,7 @@
           x: {type: "linear", min: 0, max: end, grid: {}, ticks: {maxRotation: 0, autoSkipPadding: 24, callback: (value) => timeText(value)}},
           y: {
             grid: {}, ticks: {maxTicksLimit: 5, callback: (value) => figure(value)},
-            suggestedMin: extremes.reduce((low, value) => Math.min(low, value), Infinity),
-            suggestedMax: extremes.reduce((high, value) => Math.max(high, value), -Infinity),
+            ...(least < floor ? {min: floor} : {suggestedMin: least}), suggestedMax: most,
             afterFit: (scale) => { scale.width = 56; },
           },
         },

@@ -224,8 +224,8 @@ std::string QATester::settingOf(const QASetting& setting) const {
   }
   char text[32];
   // As many digits as lead back to the same number.
-  const auto end = std::to_chars(std::begin(text), std::end(text),
-                                 qatester::realSetting(*settings_, setting));
+  const auto end =
+      std::to_chars(std::begin(text), std::end(text), qatester::realSetting(*settings_, setting));
   return {text, end.ptr};
 }
 

@@ -34,10 +34,9 @@ std::string jpegBytes(const IplImage& canvas) {
   }
   unsigned char* made = nullptr;
   unsigned long size = 0;
-  const int result =
-      tjCompress2(encoder.get(), reinterpret_cast<const unsigned char*>(canvas.imageData),
-                  canvas.width, canvas.widthStep, canvas.height, TJPF_BGR, &made, &size,
-                  TJSAMP_420, kQuality, 0);
+  const int result = tjCompress2(
+      encoder.get(), reinterpret_cast<const unsigned char*>(canvas.imageData), canvas.width,
+      canvas.widthStep, canvas.height, TJPF_BGR, &made, &size, TJSAMP_420, kQuality, 0);
   const std::unique_ptr<unsigned char, ReleaseJpeg> bytes(made);
   if (result != 0) {
     throw std::runtime_error(tjGetErrorStr2(encoder.get()));

@@ -126,7 +126,8 @@ TEST_F(ProgrammeChecks, ASettingIsKnownAsItIsInEffect) {
                          [&](const QASetting& row) { return key == row.key; });
   };
   QATesterOptions all = options("atsc-a85");
-  all.settings = {{"BlackSeconds", "0.25"}, {"TearingFrameChecks", "0"}, {"VideoCodecs", "h264, hevc"}};
+  all.settings = {
+      {"BlackSeconds", "0.25"}, {"TearingFrameChecks", "0"}, {"VideoCodecs", "h264, hevc"}};
   const QATester tester("", nullptr, "", "", all);
   EXPECT_EQ(tester.settingOf(rowOf("black", "BlackSeconds")), "0.25");
   EXPECT_EQ(tester.settingOf(rowOf("tearing", "TearingFrameChecks")), "1") << "the least";

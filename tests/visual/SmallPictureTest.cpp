@@ -69,7 +69,8 @@ TEST(SmallPicture, OfADiagramIsPngWithoutLoss) {
   EXPECT_EQ(picture.mediaType, "image/png");
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
-  ASSERT_NE(png_image_begin_read_from_memory(&image, picture.bytes.data(), picture.bytes.size()), 0);
+  ASSERT_NE(png_image_begin_read_from_memory(&image, picture.bytes.data(), picture.bytes.size()),
+            0);
   image.format = PNG_FORMAT_BGR;
   std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(image));
   ASSERT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0);
