@@ -81,8 +81,13 @@ PagePictures::PagePictures(const FileReport& file) {
     }
   }
   std::size_t room = kRoom;
-  for (const auto& [check, pictures] : displays_) {
-    room -= std::min(room, sizeOf(pictures));
+  for (auto& [check, pictures] : displays_) {
+    // At most half of it: events tell more.
+    std::erase_if(pictures, [&](const QADisplayPicture* picture) {
+      const bool fits = picture->bytes.size() + kRoom / 2 <= room;
+      room -= fits ? picture->bytes.size() : 0;
+      return !fits;
+    });
   }
   std::vector<Candidate> candidates;
   for (const QACheckOutcome& outcome : file.checks) {
