@@ -219,11 +219,14 @@ class Page {
     const QAState result = resultOf(file_, named_);
     const std::string name = std::filesystem::path(file_.file).filename().string();
     std::string body = header(result, name) + timeline();
-    body += inTag("h2", "", "Checks") + "\n";
+    if (!ordered_.empty()) {
+      body += inTag("h2", "", "Checks") + "\n";
+    }
     for (const QACheckOutcome* outcome : ordered_) {
       body += panel(*outcome);
     }
-    body += unmeasured() + settings() + footer();
+    // Of a file that cannot be read all has been said.
+    body += (file_.error.empty() ? unmeasured() + settings() : "") + footer();
     return head(std::string(getStateText(result)) + ": " + name) + inTag("body", "", "\n" + body) +
            "\n</html>\n";
   }
@@ -709,24 +712,29 @@ std::string pageText(const FileReport& file, const Demands& demands) {
 }
 
 std::string pageIndexText(const std::vector<PageLink>& links, const Demands& demands) {
+  constexpr QAState kOrder[] = {QAState::fail, QAState::notMeasured, QAState::warn, QAState::info,
+                                QAState::pass};
   const auto rankOf = [&](const PageLink& link) {
-    constexpr QAState kOrder[] = {QAState::fail, QAState::notMeasured, QAState::warn, QAState::info,
-                                  QAState::pass};
     const QAState result = resultOf(*link.file, demands.named);
     return std::find(std::begin(kOrder), std::end(kOrder), result) - std::begin(kOrder);
   };
+  std::vector<std::string> names;
+  for (const PageLink& link : links) {
+    names.push_back(link.file->file);
+  }
+  const std::size_t common = names.empty() ? 0 : commonFolder(names).size();
   std::vector<PageLink> ordered = links;
   std::stable_sort(ordered.begin(), ordered.end(), [&](const PageLink& one, const PageLink& other) {
     return rankOf(one) < rankOf(other);
   });
-  std::map<std::string, int> counts;
+  std::map<QAState, int> counts;
   std::string rows = inTag("tr", "",
                            inTag("th", "", "") + inTag("th", "", "File") + inTag("th", "", "Why") +
                                inTag("th", "", "Length"));
   for (const PageLink& link : ordered) {
     const QAState result = resultOf(*link.file, demands.named);
-    ++counts[getStateText(result)];
-    const std::string name = html(link.file->file);
+    ++counts[result];
+    const std::string name = html(link.file->file.substr(common));
     const auto& duration = link.file->facts.media.durationSeconds;
     rows += "\n" + inTag("tr", "",
                          inTag("td", "", stateBadge(result)) +
@@ -738,8 +746,10 @@ std::string pageIndexText(const std::vector<PageLink>& links, const Demands& dem
                              inTag("td", "class=number", duration ? clockText(*duration, 0) : ""));
   }
   std::string summary = std::to_string(links.size()) + (links.size() == 1 ? " file" : " files");
-  for (const auto& [state, count] : counts) {
-    summary += ", " + std::to_string(count) + " " + state;
+  for (const QAState state : kOrder) {
+    if (counts[state] > 0) {
+      summary += ", " + std::to_string(counts[state]) + " " + getStateText(state);
+    }
   }
   return Page::head(summary) +
          inTag("body", "",

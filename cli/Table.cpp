@@ -103,18 +103,6 @@ std::string cut(const std::string& text, std::size_t columns) {
   return start + dots;
 }
 
-/// The folder that all files lie in, with its last slash, as far as their names say so.
-std::string commonFolder(const std::vector<FileReport>& files) {
-  std::string common = files.front().file;
-  for (const FileReport& file : files) {
-    const auto end =
-        std::mismatch(common.begin(), common.end(), file.file.begin(), file.file.end());
-    common.erase(end.first, common.end());
-  }
-  common.erase(common.rfind('/') + 1);
-  return common;
-}
-
 /// The first checks that `belongs` picks, and how many more there are.
 template <typename Belongs>
 std::string namesOf(const FileReport& file, Belongs belongs) {
@@ -261,6 +249,16 @@ std::string blameOf(const FileReport& file, bool named, QAState result) {
   return joined(first, "; ", others);
 }
 
+std::string commonFolder(const std::vector<std::string>& names) {
+  std::string common = names.front();
+  for (const std::string& name : names) {
+    const auto end = std::mismatch(common.begin(), common.end(), name.begin(), name.end());
+    common.erase(end.first, common.end());
+  }
+  common.erase(common.rfind('/') + 1);
+  return common;
+}
+
 std::string fileLines(const FileReport& file, bool named, const TableStyle& style) {
   std::vector<const QACheckOutcome*> shown;
   std::size_t nameWidth = 0;
@@ -332,7 +330,11 @@ std::string summaryLines(const std::vector<FileReport>& files, bool named, bool 
   int failed = 0;
   int troubled = 0;
   std::string names;
-  const std::size_t folder = commonFolder(files).size();
+  std::vector<std::string> paths;
+  for (const FileReport& file : files) {
+    paths.push_back(file.file);
+  }
+  const std::size_t folder = commonFolder(paths).size();
   const std::size_t widest = std::strlen(getStateText(QAState::notMeasured));
   for (const FileReport& file : files) {
     const QAState result = resultOf(file, named);

@@ -29,10 +29,11 @@
     }
     return Math.max(0, low - 1);
   };
-  const clockAxis = data.axes.find((axis) => axis.tc);
+  // The one that begins first.
+  const clockAxis = data.axes.filter((axis) => axis.tc).sort((one, other) => one.t[0] - other.t[0])[0];
   const timeText = (seconds) => {
     if (!clockAxis) return clock(seconds, end < 60 ? 2 : 0);
-    return clockAxis.tc[placeOf(clockAxis.t, seconds)] || clock(seconds, 2);
+    return seconds < clockAxis.t[0] - 0.001 ? "" : clockAxis.tc[placeOf(clockAxis.t, seconds)] || "";
   };
 
   // Values.
