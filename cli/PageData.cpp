@@ -19,12 +19,12 @@ namespace {
 
 /// Points that a plot has, each with a lowest and a highest value.
 constexpr std::size_t kMostPoints = 600;
-constexpr int kFigureDigits = 5;
-constexpr int kSecondDigits = 9;
+constexpr int kPlotDigits = 5;
+constexpr int kTimeDigits = 9;
 /// Bands in a plot that are closer than this share of it are one.
-constexpr double kClosest = 1.0 / 1000;
+constexpr double kClosestBands = 1.0 / 1000;
 
-std::string numberText(double number, int digits) {
+std::string jsonNumber(double number, int digits) {
   if (!std::isfinite(number)) {
     return "null";
   }
@@ -34,11 +34,11 @@ std::string numberText(double number, int digits) {
   return {text, end.ptr};
 }
 
-std::string listText(const std::vector<double>& numbers, int digits) {
+std::string jsonList(const std::vector<double>& numbers, int digits) {
   std::string text = "[";
   for (const double number : numbers) {
     text += text.size() > 1 ? "," : "";
-    text += numberText(number, digits);
+    text += jsonNumber(number, digits);
   }
   return text + "]";
 }
@@ -47,7 +47,7 @@ std::string jsonOf(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-std::string inBrackets(const char* open, const std::string& text, const char* close) {
+std::string inJsonBrackets(const char* open, const std::string& text, const char* close) {
   std::string result = open;
   result += text;
   return result + close;
@@ -90,8 +90,8 @@ std::vector<Curves> curvesOf(const SeriesStore::Kept& kept, const ThinSeries& th
     its->chart.names.push_back(nameOf(column));
     its->keys.push_back(column.key);
     const ThinColumn& values = thin.columns[i];
-    const std::string lowest = listText(values.lowest, kFigureDigits);
-    const std::string highest = listText(values.highest, kFigureDigits);
+    const std::string lowest = jsonList(values.lowest, kPlotDigits);
+    const std::string highest = jsonList(values.highest, kPlotDigits);
     its->json += its->json.empty() ? "{" : ",{";
     addField(its->json, "name", jsonOf(its->chart.names.back()));
     addField(its->json, ",unit", jsonOf(column.unit));
@@ -143,7 +143,7 @@ std::string bandsText(const QACheckOutcome& outcome, double end) {
   std::string text;
   const auto add = [&](const Band& band, int kind) {
     text += text.empty() ? "" : ",";
-    text += listText({band.from, band.to, static_cast<double>(kind)}, kSecondDigits);
+    text += jsonList({band.from, band.to, static_cast<double>(kind)}, kTimeDigits);
   };
   for (const QAEvent& event : outcome.events) {
     if (!event.startSeconds) {
@@ -156,7 +156,7 @@ std::string bandsText(const QACheckOutcome& outcome, double end) {
     if (isNew) {
       continue;
     }
-    if (from - its->second.to <= end * kClosest) {
+    if (from - its->second.to <= end * kClosestBands) {
       its->second.to = std::max(its->second.to, to);
     } else {
       add(its->second, kind);
@@ -171,7 +171,7 @@ std::string bandsText(const QACheckOutcome& outcome, double end) {
 
 std::string axisText(const ThinSeries& thin) {
   std::string text = "{";
-  addField(text, "t", listText(thin.seconds, kSecondDigits));
+  addField(text, "t", jsonList(thin.seconds, kTimeDigits));
   const bool hasTimecodes =
       std::any_of(thin.timecodes.begin(), thin.timecodes.end(),
                   [](const std::string& timecode) { return !timecode.empty(); });
@@ -203,8 +203,8 @@ PageData pageData(const FileReport& file, double end) {
         charts += charts.empty() ? "{" : ",\n{";
         addField(charts, "check", jsonOf(curves.chart.check));
         addField(charts, ",axis", number);
-        addField(charts, ",limits", listText(limitsOf(file, curves), kFigureDigits));
-        addField(charts, ",columns", inBrackets("[", curves.json, "]"));
+        addField(charts, ",limits", jsonList(limitsOf(file, curves), kPlotDigits));
+        addField(charts, ",columns", inJsonBrackets("[", curves.json, "]"));
         charts += "}";
         data.charts.push_back(std::move(curves.chart));
       }
@@ -215,7 +215,7 @@ PageData pageData(const FileReport& file, double end) {
     const std::string bands = bandsText(outcome, end);
     if (!bands.empty()) {
       events += events.empty() ? "" : ",\n";
-      addField(events, outcome.name, inBrackets("[", bands, "]"));
+      addField(events, outcome.name, inJsonBrackets("[", bands, "]"));
     }
   }
   std::string joinedAxes;
@@ -224,10 +224,10 @@ PageData pageData(const FileReport& file, double end) {
     joinedAxes += axis;
   }
   std::string json = "{";
-  addField(json, "end", numberText(end, kSecondDigits));
-  addField(json, ",axes", inBrackets("[", joinedAxes, "]"));
-  addField(json, ",charts", inBrackets("[", charts, "]"));
-  addField(json, ",events", inBrackets("{", events, "}"));
+  addField(json, "end", jsonNumber(end, kTimeDigits));
+  addField(json, ",axes", inJsonBrackets("[", joinedAxes, "]"));
+  addField(json, ",charts", inJsonBrackets("[", charts, "]"));
+  addField(json, ",events", inJsonBrackets("{", events, "}"));
   json += "}";
   for (const char byte : json) {
     // Nothing may end the element, or begin a comment in it.

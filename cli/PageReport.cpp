@@ -35,7 +35,7 @@ constexpr std::size_t kMostRows = 200;
 /// Items of a list that is a value.
 constexpr std::size_t kMostItems = 12;
 /// Bars of a lane that are closer than this share of it are one.
-constexpr double kClosest = 1.0 / 400;
+constexpr double kClosestBars = 1.0 / 400;
 /// Times at the foot of the timeline.
 constexpr int kTicks = 6;
 
@@ -90,7 +90,7 @@ std::string percentText(double share) {
   return percent > 0.0 && percent < 1.0 ? "under 1 %" : std::to_string(std::lround(percent)) + " %";
 }
 
-std::string numberText(double number) {
+std::string valueText(double number) {
   if (!std::isfinite(number)) {
     return std::isnan(number) ? "none" : number > 0 ? "infinite" : "-infinite";
   }
@@ -127,11 +127,11 @@ std::string recordsTable(const std::vector<QAValues>& records) {
 }
 
 template <typename Number>
-std::string listText(const std::vector<Number>& numbers) {
+std::string valuesText(const std::vector<Number>& numbers) {
   std::string text;
   for (std::size_t i = 0; i < std::min(numbers.size(), kMostItems); ++i) {
     text += i > 0 ? ", " : "";
-    text += numberText(static_cast<double>(numbers[i]));
+    text += valueText(static_cast<double>(numbers[i]));
   }
   const bool all = numbers.size() <= kMostItems;
   return all ? text : text + ", ... (" + std::to_string(numbers.size()) + " in all)";
@@ -151,13 +151,13 @@ std::string cellOf(const QAValue& value) {
         } else if constexpr (std::is_same_v<Held, int64_t>) {
           return std::to_string(held);
         } else if constexpr (std::is_same_v<Held, double>) {
-          return html(numberText(held));
+          return html(valueText(held));
         } else if constexpr (std::is_same_v<Held, std::string>) {
           return html(held);
         } else if constexpr (std::is_same_v<Held, std::vector<QAValues>>) {
           return held.empty() ? kNone : recordsTable(held);
         } else {
-          return held.empty() ? "none" : html(listText(held));
+          return held.empty() ? "none" : html(valuesText(held));
         }
       },
       value.value);
@@ -182,11 +182,11 @@ std::string resultList(const QACheckOutcome& outcome) {
   for (const QALimits& limits : outcome.limits) {
     std::string range;
     if (std::isfinite(limits.min) && std::isfinite(limits.max)) {
-      range = numberText(limits.min) + " to " + numberText(limits.max);
+      range = valueText(limits.min) + " to " + valueText(limits.max);
     } else if (std::isfinite(limits.max)) {
-      range = "at most " + numberText(limits.max);
+      range = "at most " + valueText(limits.max);
     } else if (std::isfinite(limits.min)) {
-      range = "at least " + numberText(limits.min);
+      range = "at least " + valueText(limits.min);
     }
     const bool isKey = limits.of != "RGB" && limits.of != "Y";
     pairs += figure("limit of " + (isKey ? keyInWords(limits.of, limits.unit) : limits.of),
@@ -370,7 +370,7 @@ class Page {
       const double from = *event.startSeconds;
       const double to = std::max(from, event.endSeconds.value_or(from));
       const auto known = last.find(event.breaks);
-      if (known != last.end() && from - bars[known->second].to <= end_ * kClosest) {
+      if (known != last.end() && from - bars[known->second].to <= end_ * kClosestBars) {
         Bar& bar = bars[known->second];
         bar.to = std::max(bar.to, to);
         ++bar.count;

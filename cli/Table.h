@@ -28,8 +28,8 @@ class Table {
   bool first_ = true;
 };
 
-/// The folder that all files lie in, with its last slash, as far as their names say so. At least one
-/// name.
+/// The folder that all files lie in, with its last slash, as far as their names say so. At least
+/// one name.
 std::string commonFolder(const std::vector<std::string>& names);
 
 /// What a file is counted as: its verdict or, where something was missed, `notMeasured`.

@@ -37,7 +37,8 @@ void addSeries(cli::SeriesStore& store, const QASeries& series, double perSecond
     std::snprintf(timecode, sizeof timecode, "%02d:%02d:%02d:%02d",
                   static_cast<int>(frame / kRate / 3600), static_cast<int>(frame / kRate / 60 % 60),
                   static_cast<int>(frame / kRate % 60), static_cast<int>(frame % kRate));
-    store.take(series, {.index = i, .seconds = i / perSecond, .timecode = timecode, .values = values});
+    store.take(series,
+               {.index = i, .seconds = i / perSecond, .timecode = timecode, .values = values});
   }
 }
 
@@ -87,14 +88,11 @@ cli::FileReport twoHours() {
     levels.columns.push_back({"peakDbfs", "dBFS", channel});
     levels.columns.push_back({"rmsDbfs", "dBFS", channel});
   }
-  const QASeries loudness{"programme-loudness",
-                          Per::sound,
-                          "",
-                          {{"momentaryLufs", "LUFS"}, {"shortTermLufs", "LUFS"}}};
+  const QASeries loudness{
+      "programme-loudness", Per::sound, "", {{"momentaryLufs", "LUFS"}, {"shortTermLufs", "LUFS"}}};
   const QASeries range{"signal-range", Per::picture, "", {{"outsideShare", "%"}}};
   const QASeries black{"black", Per::picture, "", {{"meanLuma", ""}}};
-  const QASeries freeze{
-      "freeze", Per::picture, "", {{"meanChange", ""}, {"largestChange", ""}}};
+  const QASeries freeze{"freeze", Per::picture, "", {{"meanChange", ""}, {"largestChange", ""}}};
   for (const QASeries& series : {peaks, levels, loudness}) {
     addSeries(*file.series, series, 10.0);
   }
