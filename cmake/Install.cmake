@@ -20,7 +20,7 @@ if(TARGET qatester_cli)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT client)
   install(FILES docs/client.md docs/junit.xsd docs/report.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qatester COMPONENT client)
-  install(DIRECTORY docs/checks DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qatester COMPONENT client)
+  install(DIRECTORY docs/checks docs/images DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qatester COMPONENT client)
   if(QATESTER_MAN_PAGE)
     install(FILES ${QATESTER_MAN_PAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT client)
   endif()
