@@ -28,6 +28,7 @@ struct PictureRecord {
   bool isFirstOfSize = false;
   FieldFlag flagged = FieldFlag::progressive;
   PictureKind kind = PictureKind::goesOn;
+  PictureDistance distance = {};
   PictureNumbers numbers = {};
   Thumb thumb = {};
   bool isFlat = false;  ///< nothing can be recognised in it

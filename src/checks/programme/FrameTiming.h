@@ -76,6 +76,8 @@ class FrameTimingMeasurement final : public ProgrammeMeasurement {
   bool sawPacket_ = false;
   bool beginsWithKey_ = true;
   bool sawGoodKey_ = false;
+  SeriesOutput distances_;
+  std::optional<double> last_;  ///< when the picture before is presented
 };
 
 }  // namespace qatester
