@@ -50,10 +50,28 @@ std::string columnName(const QASeries& series, const QASeriesColumn& column) {
 }
 
 const char* kindText(QASeries::Per per) {
-  return per == QASeries::Per::picture ? "picture" : "sound";
+  switch (per) {
+    case QASeries::Per::picture:
+      return "picture";
+    case QASeries::Per::sound:
+      return "sound";
+    case QASeries::Per::classicFrame:
+      return "frame";
+    case QASeries::Per::classicBlock:
+      break;
+  }
+  return "block";
 }
 
-/// Series whose rows are of the same pictures, or of the same sound.
+/// Classic checks count each for itself, so that nobody shares their lines.
+std::string partOf(const QASeries& series) {
+  if (series.per == QASeries::Per::picture || series.per == QASeries::Per::sound) {
+    return series.part;
+  }
+  return series.part.empty() ? series.check : series.check + " " + series.part;
+}
+
+/// Series whose rows are of the same pictures, or of the same sound, or are of one classic check.
 struct Group {
   QASeries::Per per;
   std::string part;
@@ -62,16 +80,17 @@ struct Group {
 
 std::vector<Group> groupsOf(const std::vector<const SeriesStore::Kept*>& all) {
   std::vector<Group> groups;
-  for (const QASeries::Per per : {QASeries::Per::picture, QASeries::Per::sound}) {
+  for (const QASeries::Per per : {QASeries::Per::picture, QASeries::Per::sound,
+                                  QASeries::Per::classicFrame, QASeries::Per::classicBlock}) {
     for (const SeriesStore::Kept* kept : all) {
       if (kept->series.per != per) {
         continue;
       }
       auto found = std::find_if(groups.begin(), groups.end(), [&](const Group& group) {
-        return group.per == per && group.part == kept->series.part;
+        return group.per == per && group.part == partOf(kept->series);
       });
       if (found == groups.end()) {
-        found = groups.insert(groups.end(), {per, kept->series.part});
+        found = groups.insert(groups.end(), {per, partOf(kept->series)});
       }
       found->members.push_back(kept);
     }
