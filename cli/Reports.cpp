@@ -13,6 +13,7 @@
 #include "ExitCode.h"
 #include "JUnitReport.h"
 #include "Preflight.h"
+#include "QcToolsReport.h"
 #include "Report.h"
 #include "SeriesReport.h"
 
@@ -34,6 +35,13 @@ std::string seriesOf(const FileReport& file) {
     throw std::runtime_error(file.file + ": it could not be read");
   }
   return compressed(seriesText(*file.series));
+}
+
+std::string qctoolsOf(const FileReport& file) {
+  if (!file.error.empty() || file.series == nullptr) {
+    throw std::runtime_error(file.file + ": it could not be read");
+  }
+  return qctoolsText(file.facts, *file.series);
 }
 
 }  // namespace
@@ -66,7 +74,8 @@ struct FileKind {
 namespace {
 
 constexpr FileKind kFileKinds[] = {{"--edl", &Options::edl, ".edl", edlOf},
-                                   {"--series", &Options::series, ".csv.gz", seriesOf}};
+                                   {"--series", &Options::series, ".csv.gz", seriesOf},
+                                   {"--qctools", &Options::qctools, ".qctools.xml.gz", qctoolsOf}};
 
 }  // namespace
 
@@ -95,7 +104,8 @@ std::vector<OutputTarget> outputTargets(const Options& options) {
 
 bool reportsToStandardOutput(const Options& options) {
   const std::string* const targets[] = {&options.json,      &options.junit, &options.csv,
-                                        &options.csvEvents, &options.edl,   &options.series};
+                                        &options.csvEvents, &options.edl,   &options.series,
+                                        &options.qctools};
   return std::any_of(std::begin(targets), std::end(targets),
                      [](const std::string* target) { return *target == kStandardOutput; });
 }

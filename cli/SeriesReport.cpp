@@ -1,18 +1,15 @@
 #include "SeriesReport.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <map>
-#include <new>
-#include <string_view>
 #include <utility>
 
 #include "CleanText.h"
 #include "CsvReport.h"
+#include "Gzip.h"
 #include "tester/QACheck.h"
 
 namespace cli {
@@ -230,31 +227,9 @@ std::string seriesText(const SeriesStore& store) {
 }
 
 std::string compressed(const std::string& text) {
-  constexpr int kGzip = 16;
-  constexpr int kMemory = 8;
-  z_stream stream{};
-  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS + kGzip, kMemory,
-                   Z_DEFAULT_STRATEGY) != Z_OK) {
-    throw std::bad_alloc();
-  }
-  const std::unique_ptr<z_stream, decltype(&deflateEnd)> end(&stream, &deflateEnd);
-  std::string result;
-  std::string part(1 << 16, '\0');
-  std::string_view left = text;
-  constexpr std::size_t kMost = 1 << 30;  // of a count of 32 bits
-  for (int state = Z_OK; state != Z_STREAM_END;) {
-    if (stream.avail_in == 0 && !left.empty()) {
-      const std::string_view next = left.substr(0, kMost);
-      stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(next.data()));
-      stream.avail_in = static_cast<uInt>(next.size());
-      left.remove_prefix(next.size());
-    }
-    stream.next_out = reinterpret_cast<Bytef*>(part.data());
-    stream.avail_out = static_cast<uInt>(part.size());
-    state = deflate(&stream, left.empty() ? Z_FINISH : Z_NO_FLUSH);
-    result.append(part, 0, part.size() - stream.avail_out);
-  }
-  return result;
+  Gzip gzip;
+  gzip.add(text);
+  return gzip.finish();
 }
 
 }  // namespace cli

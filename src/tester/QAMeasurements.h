@@ -33,6 +33,10 @@ struct QASeries {
   /// there is only one or the check looks at all together, and of pictures.
   std::string part = {};
   std::vector<QASeriesColumn> columns = {};
+  /// Where its sound is that of a single stream: which, counted from 0 among the audio streams, and
+  /// how many of its channels that are, from the first one in their order. Of programme checks alone.
+  std::optional<int> stream = {};
+  int channels = 0;
 };
 
 /// A row of a series.

@@ -37,12 +37,12 @@ class RepeatsMeasurement final : public PictureMeasurement {
     const bool isAlone = record.isFirstOfSize && record.kind == PictureKind::goesOn;
     evidence_.push_back(
         {record.numbers.change, isAlone ? PictureKind::cut : record.kind, record.isFlat});
-    const auto figure = [&](float change) {
-      return record.isFirstOfSize ? std::numeric_limits<double>::quiet_NaN()
-                                  : static_cast<double>(change);
+    const auto figure = [&](double change) {
+      return record.isFirstOfSize ? std::numeric_limits<double>::quiet_NaN() : change;
     };
     changes_.add(record.number, times().seconds(record.number),
-                 {figure(record.numbers.change.mean), figure(record.numbers.change.largest)});
+                 {figure(record.perPixel(record.numbers.changeSum)),
+                  figure(static_cast<double>(record.numbers.change.largest))});
   }
 
   const char* display() const override { return kDisplays[0]; }

@@ -211,7 +211,7 @@ class PolarityMeasurement final : public SoundMeasurement {
   void change(const SoundSection& section) override {
     if (section.isFirst) {
       pairs_[section.number].series.begin(
-          series().begin(QASeries::Per::sound, {{"correlation", ""}}, nameOf(section.number)));
+          series().begin(seriesOf(*section.programme, nameOf(section.number), {{"correlation", ""}})));
     }
   }
 
