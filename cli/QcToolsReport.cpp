@@ -39,6 +39,12 @@ constexpr const char* kLevel = "%f";
 constexpr double kMostSeconds = 1e12;
 constexpr int kRowsPerSecond = 10;
 
+/// At other rates the filter for loudness weights by other coefficients, by some hundredths of a
+/// decibel.
+constexpr int kLoudnessRate = 48000;
+/// Of more channels than two, the layouts that it takes for the same.
+constexpr std::array<const char*, 3> kLoudnessLayouts = {"quad", "5.1", "5.1(side)"};
+
 /// What the filter for statistics of signals takes as it is, of 8 bits a sample: it would convert
 /// pictures of other formats.
 constexpr std::array<const char*, 9> kFormats = {"yuv420p",  "yuv422p",  "yuv444p",
@@ -88,7 +94,8 @@ class Frame {
   }
   void time(std::optional<double> seconds) {
     if (seconds.has_value() && std::abs(*seconds) < kMostSeconds) {
-      attribute("pts_time", formatted("%.6f", *seconds));
+      const std::string text = formatted("%.6f", *seconds);
+      attribute("pts_time", text == "-0.000000" ? text.substr(1) : text);
     }
   }
   /// None where the figure is not there.
@@ -176,6 +183,10 @@ class Pictures final : public Source {
     // the file declares.
     isSizeKnown_ = isSizeKnown_ && distance_.isAt(index) &&
                    (index == 0 || !std::isnan(distance_.value(0)));
+    // Where a picture is damaged, others make up for it in other ways, and the change from it to the
+    // next one is as wrong.
+    const bool isWhole = timing_.isAt(index) && !(timing_.value(kDamagedColumn) > 0.0);
+    const bool wasWhole = std::exchange(wasWhole_, isWhole);
     Frame frame("video");
     frame.attribute("stream_index", std::to_string(stream_.index));
     if (timing_.isAt(index)) {
@@ -188,9 +199,11 @@ class Pictures final : public Source {
       if (!video_.pixelFormat.empty()) {
         frame.attribute("pix_fmt", video_.pixelFormat);
       }
-      if (isMeasuredAlike_) {
+      if (isMeasuredAlike_ && isWhole) {
         frame.tag("lavfi.signalstats.YAVG", kShort, luma_.valueAt(index, 0));
-        frame.tag("lavfi.signalstats.YDIF", kShort, change_.valueAt(index, 0));
+        if (wasWhole) {
+          frame.tag("lavfi.signalstats.YDIF", kShort, change_.valueAt(index, 0));
+        }
       }
     }
     for (Rows* rows : {&timing_, &luma_, &change_, &distance_}) {
@@ -201,6 +214,7 @@ class Pictures final : public Source {
 
  private:
   static constexpr std::size_t kKeyColumn = 1;
+  static constexpr std::size_t kDamagedColumn = 2;
 
   /// Of the series, one whose row comes next; null: there is no more.
   const Rows* next() const {
@@ -221,6 +235,7 @@ class Pictures final : public Source {
   Rows distance_;
   bool isMeasuredAlike_ = false;
   bool isSizeKnown_ = false;
+  bool wasWhole_ = true;
 };
 
 /// 0.1 s of all channels of a stream, as a frame each.
@@ -284,6 +299,13 @@ class Sound final : public Source {
   Rows levels_;
 };
 
+bool hasLoudness(const QAAudioFacts& audio) {
+  const bool isKnown = std::find(kLoudnessLayouts.begin(), kLoudnessLayouts.end(), audio.layout) !=
+                       kLoudnessLayouts.end();
+  return audio.sampleRate == kLoudnessRate &&
+         (audio.channels <= 2 || (audio.layoutDeclared && isKnown));
+}
+
 /// The sound of a stream whose channels all lie in one programme, and do not change.
 std::unique_ptr<Source> soundOf(const QAStreamFacts& stream, int number, const SeriesStore& store) {
   const QAAudioFacts audio = stream.audio.value_or(QAAudioFacts{});
@@ -309,10 +331,7 @@ std::unique_ptr<Source> soundOf(const QAStreamFacts& stream, int number, const S
     }
     its = kept;
   }
-  if (loudness == nullptr && levels == nullptr) {
-    return nullptr;
-  }
-  return std::make_unique<Sound>(stream, loudness, levels);
+  return std::make_unique<Sound>(stream, hasLoudness(audio) ? loudness : nullptr, levels);
 }
 
 }  // namespace

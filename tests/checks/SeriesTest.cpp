@@ -193,11 +193,14 @@ TEST(Series, OfFrameTimingAreDistancesOfPictures) {
   made.count = 3;
   made.rate = 50.0;
   made.luma = [](int, int, int64_t) { return 50; };
-  const std::vector<std::string> columns = {"distance s ", "keyFrame  "};
+  made.damagedAt = 1;
+  const std::vector<std::string> columns = {"distance s ", "keyFrame  ", "damaged  "};
   const std::vector<RecordedSeries::Row> rows = rowsOf("frame-timing", made, columns);
   EXPECT_TRUE(std::isnan(rows[0].values[0]));
   EXPECT_DOUBLE_EQ(rows[1].values[0], 0.02);
   EXPECT_DOUBLE_EQ(rows[2].values[0], 0.02);
+  EXPECT_EQ(rows[0].values[2], 0.0);
+  EXPECT_EQ(rows[1].values[2], 1.0);
   made.hasTimes = false;
   for (const RecordedSeries::Row& row : rowsOf("frame-timing", made, columns)) {
     EXPECT_TRUE(std::isnan(row.values[0]));

@@ -166,11 +166,13 @@ TEST_F(Outputs, AnInputIsNeverWrittenTo) {
 Arguments allReports(const TempDir& dir) {
   return {"--json",       dir.file("report.json"), "--junit",  dir.file("report.xml"),
           "--csv",        dir.file("files.csv"),   "--edl",    dir.file("marks.edl"),
-          "--csv-events", dir.file("events.csv"),  "--series", dir.file("series.csv.gz")};
+          "--csv-events", dir.file("events.csv"),  "--series", dir.file("series.csv.gz"),
+          "--qctools",    dir.file("qctools.xml.gz")};
 }
 
 const std::vector<std::string> kAllReports = {"events.csv",  "files.csv",  "marks.edl",
-                                              "report.json", "report.xml", "series.csv.gz"};
+                                              "qctools.xml.gz", "report.json", "report.xml",
+                                              "series.csv.gz"};
 
 TEST_F(Outputs, AllReportsOfARunAreWritten) {
   Arguments arguments = allReports(dir_);

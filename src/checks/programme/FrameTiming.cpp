@@ -262,7 +262,7 @@ void FrameTimingMeasurement::begin(const ProgrammeFacts& facts) {
                .tick = ratioOf(stream.timeBase),
                .hasTimes = stream.hasTimes,
                .mustBeConstant = mustBeConstant_};
-  distances_ = series().begin(QASeries::Per::picture, {{"distance", "s"}, {"keyFrame", ""}});
+  distances_ = series().begin(QASeries::Per::picture, {{"distance", "s"}, {"keyFrame", ""}, {"damaged", ""}});
 }
 
 void FrameTimingMeasurement::take(const ProgrammePacket& packet) {
@@ -297,7 +297,8 @@ void FrameTimingMeasurement::take(const ProgrammePicture& picture) {
                    {now.has_value() && before.has_value()
                         ? *now - *before
                         : std::numeric_limits<double>::quiet_NaN(),
-                    picture.key ? 1.0 : 0.0});
+                    picture.key ? 1.0 : 0.0,
+                    damaged_.isDamaged(picture.damage) ? 1.0 : 0.0});
   }
   if (!picture.seconds.has_value()) {
     ++times_.missing;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "checks/picture/DamagedPictures.h"
 #include "tester/ProgrammeRun.h"
 
 namespace qatester {
@@ -77,6 +78,7 @@ class FrameTimingMeasurement final : public ProgrammeMeasurement {
   bool beginsWithKey_ = true;
   bool sawGoodKey_ = false;
   SeriesOutput distances_;
+  DamagedPictures damaged_;
   std::optional<double> last_;  ///< when the picture before is presented
 };
 
