@@ -8,8 +8,8 @@ struct z_stream_s;
 
 namespace cli {
 
-/// Compresses a text as gzip does, part by part: what is kept is the compressed text alone. The same
-/// text gives the same bytes, whatever its parts. Throws std::bad_alloc.
+/// Compresses a text as gzip does, part by part: what is kept is the compressed text alone. The
+/// same text gives the same bytes, whatever its parts. Throws std::bad_alloc.
 class Gzip {
  public:
   Gzip();

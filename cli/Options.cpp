@@ -145,9 +145,9 @@ std::string takeStandardOutput(const std::vector<std::pair<const char*, std::str
 /// Some reports are of one file each: what was meant as the name of one is none for a folder.
 std::string whyNoFolderOfReports(const Options& options) {
   std::error_code none;
-  for (const auto& [option, target, ending] : {std::tuple("--edl", &options.edl, ".edl"),
-                                               std::tuple("--series", &options.series, ".gz"),
-                                               std::tuple("--qctools", &options.qctools, ".gz")}) {
+  for (const auto& [option, target, ending] :
+       {std::tuple("--edl", &options.edl, ".edl"), std::tuple("--series", &options.series, ".gz"),
+        std::tuple("--qctools", &options.qctools, ".gz")}) {
     const bool isName = *target == kStandardOutput || target->ends_with(ending);
     if (options.files.size() > 1 && isName && !std::filesystem::is_directory(*target, none)) {
       return std::string(option) + " " + *target +
@@ -240,7 +240,8 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   addReport("--csv-events", options.csvEvents, "Write a line an event, comma-separated");
   addReport("--edl", options.edl, "Write events as markers; of several files: a folder");
   addReport("--series", options.series, "Write figures over time, as .csv.gz; or a folder");
-  addReport("--qctools", options.qctools, "Write figures as ffprobe does, .qctools.xml.gz; or a folder");
+  addReport("--qctools", options.qctools,
+            "Write figures as ffprobe does, .qctools.xml.gz; or a folder");
   app.add_option("--displays", options.displays, "Displays as picture files in this folder")
       ->check(named)
       ->type_name("DIR");

@@ -101,7 +101,8 @@ class Frame {
   /// None where the figure is not there.
   void tag(const std::string& key, const char* format, double value) {
     if (!std::isnan(value)) {
-      tags_ += "            <tag key=\"" + key + "\" value=\"" + formatted(format, value) + "\"/>\n";
+      tags_ +=
+          "            <tag key=\"" + key + "\" value=\"" + formatted(format, value) + "\"/>\n";
     }
   }
   std::string text() const {
@@ -161,16 +162,16 @@ class Pictures final : public Source {
   Pictures(const QAStreamFacts& stream, const SeriesStore& store)
       : stream_(stream), video_(stream.video.value_or(QAVideoFacts{})) {
     for (const Kept* kept : store.all()) {
-      for (const auto& [check, rows] : {std::pair("frame-timing", &timing_),
-                                        std::pair("black", &luma_), std::pair("freeze", &change_),
-                                        std::pair("cuts", &distance_)}) {
+      for (const auto& [check, rows] :
+           {std::pair("frame-timing", &timing_), std::pair("black", &luma_),
+            std::pair("freeze", &change_), std::pair("cuts", &distance_)}) {
         if (isOf(*kept, check, QASeries::Per::picture)) {
           *rows = Rows(kept);
         }
       }
     }
-    isMeasuredAlike_ = std::find(kFormats.begin(), kFormats.end(), video_.pixelFormat) !=
-                       kFormats.end();
+    isMeasuredAlike_ =
+        std::find(kFormats.begin(), kFormats.end(), video_.pixelFormat) != kFormats.end();
     isSizeKnown_ = video_.width > 0 && video_.height > 0;
   }
 
@@ -181,10 +182,10 @@ class Pictures final : public Source {
     const int64_t index = next()->index();
     // The first of another size has no distance from the one before, and all after it are not as
     // the file declares.
-    isSizeKnown_ = isSizeKnown_ && distance_.isAt(index) &&
-                   (index == 0 || !std::isnan(distance_.value(0)));
-    // Where a picture is damaged, others make up for it in other ways, and the change from it to the
-    // next one is as wrong.
+    isSizeKnown_ =
+        isSizeKnown_ && distance_.isAt(index) && (index == 0 || !std::isnan(distance_.value(0)));
+    // Where a picture is damaged, others make up for it in other ways, and the change from it to
+    // the next one is as wrong.
     const bool isWhole = timing_.isAt(index) && !(timing_.value(kDamagedColumn) > 0.0);
     const bool wasWhole = std::exchange(wasWhole_, isWhole);
     Frame frame("video");
@@ -355,9 +356,12 @@ std::string qctoolsText(const QAFileFacts& facts, const SeriesStore& store) {
     Source* first = nullptr;
     double least = std::numeric_limits<double>::infinity();
     for (const auto& source : sources) {
+      if (!source->hasFrame()) {
+        continue;
+      }
       // What has no time comes at once.
-      const double seconds =
-          source->hasFrame() ? source->seconds().value_or(-kMostSeconds) : kNone;
+      const double time = source->seconds().value_or(kNone);
+      const double seconds = std::isfinite(time) ? time : -std::numeric_limits<double>::max();
       if (seconds <= least) {
         least = seconds;
         first = source.get();

@@ -31,8 +31,8 @@ Inspection::~Inspection() {
 void Inspection::run() {
   try {
     std::string complaint;
-    const bool done = cli::testFile(report_, test_,
-                                    [&](const std::string& text) { complaint = text; });
+    const bool done =
+        cli::testFile(report_, test_, [&](const std::string& text) { complaint = text; });
     if (!done) {
       throw std::runtime_error(complaint);
     }

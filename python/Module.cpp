@@ -104,9 +104,8 @@ cli::FileTest testOf(const Request& request) {
   options.console = [](const std::string&) {};
   test.checks = request.named ? checksOf(request.checks) : cli::checksLeftOn(test);
   if (test.checks.empty()) {
-    throw std::invalid_argument(request.named
-                                    ? "no check is named"
-                                    : "nothing to do: the severity of every check is off");
+    throw std::invalid_argument(
+        request.named ? "no check is named" : "nothing to do: the severity of every check is off");
   }
   return test;
 }
@@ -202,10 +201,10 @@ PYBIND11_MODULE(_qatester, module) {
          std::vector<std::pair<std::string, std::string>> settings, int threads,
          const py::bytes& displays, const py::object& progress, const py::object& stop,
          const py::object& warn) {
-        return bindings::inspect({path, profile, checks.has_value(),
-                                  checks.value_or(std::vector<std::string>()), settingsFile,
-                                  std::move(settings), threads, displays},
-                                 progress, stop, warn);
+        return bindings::inspect(
+            {path, profile, checks.has_value(), checks.value_or(std::vector<std::string>()),
+             settingsFile, std::move(settings), threads, displays},
+            progress, stop, warn);
       },
       py::arg("path"), py::arg("profile"), py::arg("checks"), py::arg("settings_file"),
       py::arg("settings"), py::arg("threads"), py::arg("displays"), py::arg("progress"),

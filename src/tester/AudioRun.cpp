@@ -229,8 +229,8 @@ void AudioRun::startSeries() {
     return;
   }
   for (BlockSeries& its : measurement_.beginSeries()) {
-    figures_.push_back(series_.begin(QASeries::Per::classicBlock, std::move(its.columns),
-                                     std::move(its.part)));
+    figures_.push_back(
+        series_.begin(QASeries::Per::classicBlock, std::move(its.columns), std::move(its.part)));
   }
 }
 

@@ -63,7 +63,8 @@ struct AudioPlan {
   int cycles = 0;    ///< how many blocks of each stream read will be asked for; 0 or less: none
 };
 
-/// What an audio check measures of single blocks: a series of one of its streams or of all together.
+/// What an audio check measures of single blocks: a series of one of its streams or of all
+/// together.
 struct BlockSeries {
   std::string part = {};  ///< as `QASeries::part`
   std::vector<QASeriesColumn> columns = {};

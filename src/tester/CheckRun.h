@@ -71,7 +71,8 @@ class CheckRun {
   virtual void begin();
 
   /// Whether somebody takes what a classic check measures of single frames or blocks. Who feeds the
-  /// run then says of which file they are before it does so, and when the stream that is read starts.
+  /// run then says of which file they are before it does so, and when the stream that is read
+  /// starts.
   bool wantsSeries() const { return context_.classicSeries != nullptr; }
   void setSeries(const ProgrammeFacts& facts, double startSeconds);
 

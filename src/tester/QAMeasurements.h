@@ -34,7 +34,8 @@ struct QASeries {
   std::string part = {};
   std::vector<QASeriesColumn> columns = {};
   /// Where its sound is that of a single stream: which, counted from 0 among the audio streams, and
-  /// how many of its channels that are, from the first one in their order. Of programme checks alone.
+  /// how many of its channels that are, from the first one in their order. Of programme checks
+  /// alone.
   std::optional<int> stream = {};
   int channels = 0;
 };

@@ -89,7 +89,8 @@ std::vector<RecordedSeries::Row> rowsOf(const std::string& check, const qatest::
   return series.all.at(0).rows;
 }
 
-/// What moves to the right by 4 pixels a field or picture, in `y` too, so that lines tell where it is.
+/// What moves to the right by 4 pixels a field or picture, in `y` too, so that lines tell where it
+/// is.
 int textured(int x, int y, int64_t time) {
   const double at = static_cast<double>(x) - 4.0 * static_cast<double>(time);
   return 120 + static_cast<int>(60.0 * std::sin(at * 0.2 + std::sin(y * 0.05)));
@@ -100,9 +101,9 @@ TEST(Series, OfFieldsSayWhatEachPictureShows) {
   made.count = 6;
   made.height = 256;
   made.luma = textured;
-  const std::vector<std::string> evidence = {"weight  ",           "topQuality  ",
-                                             "bottomQuality  ",    "progressiveShare  ",
-                                             "topFirstShare  ",    "bottomFirstShare  "};
+  const std::vector<std::string> evidence = {"weight  ",        "topQuality  ",
+                                             "bottomQuality  ", "progressiveShare  ",
+                                             "topFirstShare  ", "bottomFirstShare  "};
   const std::vector<RecordedSeries::Row> progressive = rowsOf("field-order", made, evidence);
   // The top field is of the earlier instant: it fits the bottom one before as well as its own.
   made.luma = [](int x, int y, int64_t number) { return textured(x, y, 2 * number + y % 2); };
@@ -159,9 +160,8 @@ TEST(Series, OfFlashesAreSharesOfThePicture) {
   made.width = 128;
   // The left quarter is 2 and 131 cd/m2 by turns.
   made.luma = [](int x, int, int64_t number) { return x < 32 && number % 2 == 1 ? 200 : 50; };
-  const std::vector<RecordedSeries::Row> rows =
-      rowsOf("flashes", made,
-             {"lighterShare % ", "darkerShare % ", "redderShare % ", "lessRedShare % "});
+  const std::vector<RecordedSeries::Row> rows = rowsOf(
+      "flashes", made, {"lighterShare % ", "darkerShare % ", "redderShare % ", "lessRedShare % "});
   for (std::size_t i = 0; i < 4; ++i) {
     const std::vector<double>& values = rows[i].values;
     if (i == 0) {

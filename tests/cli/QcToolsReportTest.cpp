@@ -48,8 +48,8 @@ std::vector<FrameTexts> framesOf(const std::string& xml, std::string_view mediaT
 
 /// What ffprobe writes of a file, or of a graph of its filters.
 std::string ffprobed(const std::string& input, bool isGraph = true) {
-  qatest::Arguments arguments = {"ffprobe", "-v", "error", "-noprivate", "-show_frames",
-                                 "-of",     "xml=q=1"};
+  qatest::Arguments arguments = {"ffprobe",      "-v",  "error",  "-noprivate",
+                                 "-show_frames", "-of", "xml=q=1"};
   if (isGraph) {
     arguments.insert(arguments.end(), {"-f", "lavfi"});
   }
@@ -65,8 +65,9 @@ std::string xmlOf(const std::string& clip, const qatest::TempDir& dir) {
   return qatest::unpacked(name);
 }
 
-/// Sums of squares are added up in single precision: 16 sums side by side of a cell of 10 ms, each of
-/// `rate` / 1600 additions that are off by half a unit of 2^-23. Both texts round to six decimals.
+/// Sums of squares are added up in single precision: 16 sums side by side of a cell of 10 ms, each
+/// of `rate` / 1600 additions that are off by half a unit of 2^-23. Both texts round to six
+/// decimals.
 double boundOfRms(int rate) {
   return 10.0 / std::log(10.0) * (rate / 1600.0) * std::ldexp(1.0, -24) + 1e-6;
 }
@@ -234,18 +235,20 @@ std::vector<MadeSeries> picturesWith(const std::vector<std::vector<double>>& tim
                                      const std::vector<std::vector<double>>& cuts) {
   const auto per = QASeries::Per::picture;
   const std::vector<std::vector<double>> ones(timing.size(), {1.0, 1.0});
-  return {{{"frame-timing", per, "", {{"distance", "s"}, {"keyFrame", ""}, {"damaged", ""}}}, timing},
-          {{"black", per, "", {{"meanLuma", ""}}}, std::vector<std::vector<double>>(timing.size(), {16.0})},
-          {{"freeze", per, "", {{"meanChange", ""}, {"largestChange", ""}}}, ones},
-          {{"cuts", per, "", {{"change", ""}, {"colourChange", ""}, {"unlike", ""}}}, cuts}};
+  return {
+      {{"frame-timing", per, "", {{"distance", "s"}, {"keyFrame", ""}, {"damaged", ""}}}, timing},
+      {{"black", per, "", {{"meanLuma", ""}}},
+       std::vector<std::vector<double>>(timing.size(), {16.0})},
+      {{"freeze", per, "", {{"meanChange", ""}, {"largestChange", ""}}}, ones},
+      {{"cuts", per, "", {{"change", ""}, {"colourChange", ""}, {"unlike", ""}}}, cuts}};
 }
 
 TEST(QcToolsReport, LeavesOutWhatDamageHasChanged) {
   const std::vector<std::vector<double>> still(4, {0.0, 0.0, 0.0});
-  const auto found = framesOf(
-      xmlOf(factsOf("yuv420p"),
-            picturesWith({{kNan, 1, 0}, {0.1, 0, 1}, {0.1, 0, 0}, {0.1, 0, 0}}, still)),
-      "video");
+  const auto found =
+      framesOf(xmlOf(factsOf("yuv420p"),
+                     picturesWith({{kNan, 1, 0}, {0.1, 0, 1}, {0.1, 0, 0}, {0.1, 0, 0}}, still)),
+               "video");
   ASSERT_EQ(found.size(), 4U);
   const bool luma[] = {true, false, true, true};
   const bool change[] = {true, false, false, true};
@@ -297,8 +300,8 @@ TEST(QcToolsReport, HasASoundWhoseChannelsAreAllThere) {
 
 TEST(QcToolsReport, EscapesWhatXmlWouldTakeForItsOwn) {
   const std::string format = "a\"<b>&'c\x01\xff";
-  const auto found = framesOf(
-      xmlOf(factsOf(format), picturesWith({{kNan, 1, 0}}, {{kNan, kNan, kNan}})), "video");
+  const auto found =
+      framesOf(xmlOf(factsOf(format), picturesWith({{kNan, 1, 0}}, {{kNan, kNan, kNan}})), "video");
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(found[0].at("pix_fmt"), "a\"<b>&'c\xEF\xBF\xBD\xEF\xBF\xBD");
 }

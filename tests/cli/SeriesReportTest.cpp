@@ -48,7 +48,8 @@ TEST(SeriesReport, HasALineAFrameAndABlockOfEachClassicCheck) {
   SeriesStore store;
   const QASeries rate{"frame-rate", QASeries::Per::classicFrame, "", {{"fps", "fps"}}};
   const QASeries torn{"tearing", QASeries::Per::classicFrame, "", {{"torn", "%"}}};
-  const QASeries levels{"levels", QASeries::Per::classicBlock, "stream 1", {{"maxLevel", "dB", "0"}}};
+  const QASeries levels{
+      "levels", QASeries::Per::classicBlock, "stream 1", {{"maxLevel", "dB", "0"}}};
   const QASeries luma{"black", QASeries::Per::picture, "", {{"meanLuma", ""}}};
   for (const QASeries* series : {&rate, &torn, &levels, &luma}) {
     store.begin(*series);

@@ -33,9 +33,8 @@ class RecordedSeries : public QAMeasurementSink {
   void take(const QASeries& series, const QASeriesRow& row) override {
     const std::lock_guard<std::mutex> lock(mutex_);
     // The newest: a series that has ended may have left its place to another one.
-    const auto recorded = std::find_if(all.rbegin(), all.rend(), [&](const Recorded& one) {
-      return one.address == &series;
-    });
+    const auto recorded = std::find_if(all.rbegin(), all.rend(),
+                                       [&](const Recorded& one) { return one.address == &series; });
     if (recorded != all.rend()) {
       recorded->rows.push_back({row.index, row.seconds, row.timecode,
                                 std::vector<double>(row.values.begin(), row.values.end())});

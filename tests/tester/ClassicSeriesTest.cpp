@@ -154,8 +154,9 @@ TEST_F(ClassicSeries, AddUpToTheResults) {
   EXPECT_NEAR(std::accumulate(lags.begin(), lags.end(), 0.0) / kBudget,
               numberOf(outcomes.at("phase").values, "meanLag"), 1e-4);
   const std::vector<double> matches = column(of(series, "mono"), 0);
-  EXPECT_EQ(std::count_if(matches.begin(), matches.end(), [](double share) { return share >= 1.0; }),
-            numberOf(outcomes.at("mono").values, "matchingBlocks"));  // by default 1 %
+  EXPECT_EQ(
+      std::count_if(matches.begin(), matches.end(), [](double share) { return share >= 1.0; }),
+      numberOf(outcomes.at("mono").values, "matchingBlocks"));  // by default 1 %
 }
 
 TEST_F(ClassicSeries, OfLevelsAreThoseOfABlockAlone) {

@@ -169,8 +169,8 @@ Taken LevelsMeasurement::add(int cycle, int stream, const AudioBlock& block) {
   const auto number = static_cast<std::size_t>(stream);
   // As many as the stream had when its block was asked for, required.
   const int channels = block.channelsBefore();
-  std::vector<double> values(
-      wantsFigures_ ? 2 * channels_ : 0, std::numeric_limits<double>::quiet_NaN());
+  std::vector<double> values(wantsFigures_ ? 2 * channels_ : 0,
+                             std::numeric_limits<double>::quiet_NaN());
   const auto note = [&](std::size_t channel, const BlockLevels& levels) {
     if (2 * channel + 1 < values.size()) {
       values[2 * channel] = static_cast<double>(levels.max);

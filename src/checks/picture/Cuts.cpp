@@ -35,9 +35,9 @@ class CutsMeasurement final : public PictureMeasurement {
   using PictureMeasurement::take;
   void take(const PictureRecord& record) override {
     const PictureDistance& distance = record.distance;
-    distances_.add(record.number, times().seconds(record.number),
-                   {figureOf(distance.change), figureOf(distance.colourChange),
-                    figureOf(distance.unlike)});
+    distances_.add(
+        record.number, times().seconds(record.number),
+        {figureOf(distance.change), figureOf(distance.colourChange), figureOf(distance.unlike)});
     if (record.isDamaged) {
       damaged_.push_back(record.number);
       inFlash_ = false;

@@ -39,10 +39,10 @@ void FieldMeasurement::take(const PictureRecord& record) {
   if (figures_.isWanted()) {
     // Where nothing moves there is nothing to compare.
     const bool says = !isNew && record.numbers.fields.active > 0.0F;
-    figures_.add(record.number, times().seconds(record.number),
-                 says ? figuresOf(evidence_.back())
-                      : std::vector<double>(columns().size(),
-                                            std::numeric_limits<double>::quiet_NaN()));
+    figures_.add(
+        record.number, times().seconds(record.number),
+        says ? figuresOf(evidence_.back())
+             : std::vector<double>(columns().size(), std::numeric_limits<double>::quiet_NaN()));
   }
 }
 

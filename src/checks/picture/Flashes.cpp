@@ -105,11 +105,11 @@ class FlashesMeasurement final : public PictureMeasurement {
         return isNew && share.has_value() ? kPercent * *share
                                           : std::numeric_limits<double>::quiet_NaN();
       };
-      shares_.add(record.number, seconds,
-                  {percent(hasParts, luminance_.upShare()),
-                   percent(hasParts, luminance_.downShare()),
-                   percent(record.chroma.isThere, red_.upShare()),
-                   percent(record.chroma.isThere, red_.downShare())});
+      shares_.add(
+          record.number, seconds,
+          {percent(hasParts, luminance_.upShare()), percent(hasParts, luminance_.downShare()),
+           percent(record.chroma.isThere, red_.upShare()),
+           percent(record.chroma.isThere, red_.downShare())});
     }
   }
 
@@ -135,10 +135,9 @@ class FlashesMeasurement final : public PictureMeasurement {
 
  private:
   void beginPictures(const ProgrammeFacts&) override {
-    shares_ = series().begin(QASeries::Per::picture, {{"lighterShare", "%"},
-                                                      {"darkerShare", "%"},
-                                                      {"redderShare", "%"},
-                                                      {"lessRedShare", "%"}});
+    shares_ = series().begin(
+        QASeries::Per::picture,
+        {{"lighterShare", "%"}, {"darkerShare", "%"}, {"redderShare", "%"}, {"lessRedShare", "%"}});
   }
 
   /// Two changes are one; a change that is left over is none.

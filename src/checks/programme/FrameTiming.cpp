@@ -262,7 +262,8 @@ void FrameTimingMeasurement::begin(const ProgrammeFacts& facts) {
                .tick = ratioOf(stream.timeBase),
                .hasTimes = stream.hasTimes,
                .mustBeConstant = mustBeConstant_};
-  distances_ = series().begin(QASeries::Per::picture, {{"distance", "s"}, {"keyFrame", ""}, {"damaged", ""}});
+  distances_ = series().begin(QASeries::Per::picture,
+                              {{"distance", "s"}, {"keyFrame", ""}, {"damaged", ""}});
 }
 
 void FrameTimingMeasurement::take(const ProgrammePacket& packet) {
@@ -293,12 +294,11 @@ void FrameTimingMeasurement::take(const ProgrammePicture& picture) {
         declared_.hasTimes && 2 * packetsWithoutPresentation_ <= packets_ ? picture.seconds
                                                                           : std::nullopt;
     const std::optional<double> before = std::exchange(last_, now);
-    distances_.add(picture.number, picture.seconds,
-                   {now.has_value() && before.has_value()
-                        ? *now - *before
-                        : std::numeric_limits<double>::quiet_NaN(),
-                    picture.key ? 1.0 : 0.0,
-                    damaged_.isDamaged(picture.damage) ? 1.0 : 0.0});
+    distances_.add(
+        picture.number, picture.seconds,
+        {now.has_value() && before.has_value() ? *now - *before
+                                               : std::numeric_limits<double>::quiet_NaN(),
+         picture.key ? 1.0 : 0.0, damaged_.isDamaged(picture.damage) ? 1.0 : 0.0});
   }
   if (!picture.seconds.has_value()) {
     ++times_.missing;
