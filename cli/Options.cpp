@@ -147,6 +147,7 @@ std::string whyNoFolderOfReports(const Options& options) {
   std::error_code none;
   for (const auto& [option, target, ending] :
        {std::tuple("--edl", &options.edl, ".edl"), std::tuple("--series", &options.series, ".gz"),
+        std::tuple("--qctools", &options.qctools, ".gz"),
         std::tuple("--html", &options.html, ".html")}) {
     const bool isName = *target == kStandardOutput || target->ends_with(ending);
     if (options.files.size() > 1 && isName && !std::filesystem::is_directory(*target, none)) {
@@ -240,6 +241,8 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   addReport("--csv-events", options.csvEvents, "Write a line an event, comma-separated");
   addReport("--edl", options.edl, "Write events as markers; of several files: a folder");
   addReport("--series", options.series, "Write figures over time, as .csv.gz; or a folder");
+  addReport("--qctools", options.qctools,
+            "Write figures as ffprobe does, .qctools.xml.gz; or a folder");
   addReport("--html", options.html, "Write a page with plots and pictures; or a folder");
   app.add_option("--displays", options.displays, "Displays as picture files in this folder")
       ->check(named)

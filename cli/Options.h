@@ -40,6 +40,7 @@ struct Options {
   /// A file, or with several files a folder.
   std::string edl;
   std::string series;
+  std::string qctools;
   std::string html;
   QAPauses pauses = QAPauses::untilReady;
   QALookup lookup = QALookup::stored;

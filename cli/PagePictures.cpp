@@ -11,7 +11,7 @@ namespace cli {
 namespace {
 
 /// Bytes of pictures on a page.
-constexpr std::size_t kRoom = 1'500'000;
+constexpr std::size_t kRoom = 1'200'000;
 
 const QACheck* checkOf(const QADisplayPicture& picture) {
   for (const QACheck* check : allChecks()) {

@@ -453,7 +453,9 @@ class Page {
     const QACheck* check = findCheck(outcome.name);
     const bool judged = outcome.state == QAState::fail || outcome.state == QAState::warn;
     const std::string plots = charts(outcome);
-    const bool isOpen = judged || (outcome.state == QAState::info && !plots.empty());
+    const bool isOfProgramme = check != nullptr && check->family == QAFamily::programme;
+    const bool isOpen =
+        judged || (outcome.state == QAState::info && isOfProgramme && !plots.empty());
     std::string inner;
     if (check != nullptr) {
       const std::string seen = joined("Saw ", "", shareSeen(outcome));

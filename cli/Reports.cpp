@@ -14,6 +14,7 @@
 #include "JUnitReport.h"
 #include "PageReport.h"
 #include "Preflight.h"
+#include "QcToolsReport.h"
 #include "Report.h"
 #include "SeriesReport.h"
 
@@ -39,6 +40,13 @@ std::string seriesOf(const FileReport& file, const Demands&) {
     throw std::runtime_error(file.file + ": it could not be read");
   }
   return compressed(seriesText(*file.series));
+}
+
+std::string qctoolsOf(const FileReport& file, const Demands&) {
+  if (!file.error.empty() || file.series == nullptr) {
+    throw std::runtime_error(file.file + ": it could not be read");
+  }
+  return qctoolsText(file.facts, *file.series);
 }
 
 }  // namespace
@@ -79,6 +87,7 @@ namespace {
 constexpr FileKind kFileKinds[] = {
     {"--edl", &Options::edl, ".edl", edlOf},
     {"--series", &Options::series, ".csv.gz", seriesOf},
+    {"--qctools", &Options::qctools, ".qctools.xml.gz", qctoolsOf},
     {"--html", &Options::html, ".html", pageText, "index.html", pageIndexText}};
 
 }  // namespace
@@ -112,7 +121,7 @@ std::vector<OutputTarget> outputTargets(const Options& options) {
 bool reportsToStandardOutput(const Options& options) {
   const std::string* const targets[] = {&options.json,      &options.junit, &options.csv,
                                         &options.csvEvents, &options.edl,   &options.series,
-                                        &options.html};
+                                        &options.qctools,   &options.html};
   return std::any_of(std::begin(targets), std::end(targets),
                      [](const std::string* target) { return *target == kStandardOutput; });
 }

@@ -201,7 +201,7 @@ class Run {
     FileReport& file = files_.emplace_back();
     file.file = name;
     QATesterOptions options = testerOptions();
-    if (!options_.series.empty() || !options_.html.empty()) {
+    if (!options_.series.empty() || !options_.qctools.empty() || !options_.html.empty()) {
       file.series = std::make_shared<SeriesStore>();
       options.measurements = file.series.get();
     }

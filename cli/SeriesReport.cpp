@@ -1,19 +1,16 @@
 #include "SeriesReport.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <map>
-#include <new>
-#include <string_view>
 #include <tuple>
 #include <utility>
 
 #include "CleanText.h"
 #include "CsvReport.h"
+#include "Gzip.h"
 #include "tester/QACheck.h"
 
 namespace cli {
@@ -51,10 +48,28 @@ std::string columnName(const QASeries& series, const QASeriesColumn& column) {
 }
 
 const char* kindText(QASeries::Per per) {
-  return per == QASeries::Per::picture ? "picture" : "sound";
+  switch (per) {
+    case QASeries::Per::picture:
+      return "picture";
+    case QASeries::Per::sound:
+      return "sound";
+    case QASeries::Per::classicFrame:
+      return "frame";
+    case QASeries::Per::classicBlock:
+      break;
+  }
+  return "block";
 }
 
-/// Series whose rows are of the same pictures, or of the same sound.
+/// Classic checks count each for itself, so that nobody shares their lines.
+std::string partOf(const QASeries& series) {
+  if (series.per == QASeries::Per::picture || series.per == QASeries::Per::sound) {
+    return series.part;
+  }
+  return series.part.empty() ? series.check : series.check + " " + series.part;
+}
+
+/// Series whose rows are of the same pictures, or of the same sound, or are of one classic check.
 struct Group {
   QASeries::Per per;
   std::string part;
@@ -63,16 +78,17 @@ struct Group {
 
 std::vector<Group> groupsOf(const std::vector<const SeriesStore::Kept*>& all) {
   std::vector<Group> groups;
-  for (const QASeries::Per per : {QASeries::Per::picture, QASeries::Per::sound}) {
+  for (const QASeries::Per per : {QASeries::Per::picture, QASeries::Per::sound,
+                                  QASeries::Per::classicFrame, QASeries::Per::classicBlock}) {
     for (const SeriesStore::Kept* kept : all) {
       if (kept->series.per != per) {
         continue;
       }
       auto found = std::find_if(groups.begin(), groups.end(), [&](const Group& group) {
-        return group.per == per && group.part == kept->series.part;
+        return group.per == per && group.part == partOf(kept->series);
       });
       if (found == groups.end()) {
-        found = groups.insert(groups.end(), {per, kept->series.part});
+        found = groups.insert(groups.end(), {per, partOf(kept->series)});
       }
       found->members.push_back(kept);
     }
@@ -216,31 +232,9 @@ std::string seriesText(const SeriesStore& store) {
 }
 
 std::string compressed(const std::string& text) {
-  constexpr int kGzip = 16;
-  constexpr int kMemory = 8;
-  z_stream stream{};
-  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS + kGzip, kMemory,
-                   Z_DEFAULT_STRATEGY) != Z_OK) {
-    throw std::bad_alloc();
-  }
-  const std::unique_ptr<z_stream, decltype(&deflateEnd)> end(&stream, &deflateEnd);
-  std::string result;
-  std::string part(1 << 16, '\0');
-  std::string_view left = text;
-  constexpr std::size_t kMost = 1 << 30;  // of a count of 32 bits
-  for (int state = Z_OK; state != Z_STREAM_END;) {
-    if (stream.avail_in == 0 && !left.empty()) {
-      const std::string_view next = left.substr(0, kMost);
-      stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(next.data()));
-      stream.avail_in = static_cast<uInt>(next.size());
-      left.remove_prefix(next.size());
-    }
-    stream.next_out = reinterpret_cast<Bytef*>(part.data());
-    stream.avail_out = static_cast<uInt>(part.size());
-    state = deflate(&stream, left.empty() ? Z_FINISH : Z_NO_FLUSH);
-    result.append(part, 0, part.size() - stream.avail_out);
-  }
-  return result;
+  Gzip gzip;
+  gzip.add(text);
+  return gzip.finish();
 }
 
 }  // namespace cli

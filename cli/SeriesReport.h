@@ -37,7 +37,8 @@ class SeriesStore final : public QAMeasurementSink {
 };
 
 /// The series of a file as comma-separated values: a line for each picture, then for each 0.1 s of
-/// each programme of sound, with a column for each figure.
+/// each programme of sound, then for each frame and each block of each classic check, with a column
+/// for each figure.
 std::string seriesText(const SeriesStore& store);
 
 /// The same, compressed as gzip does. The same text gives the same bytes.

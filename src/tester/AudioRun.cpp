@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "foundation/Conversions.h"
 #include "media/FileClock.h"
@@ -122,6 +123,7 @@ std::optional<std::size_t> AudioRun::wanted() {
     }
     if (phase_ == Phase::measuring) {
       stopMeasuring();
+      giveFigures();
     }
   }
   return phase_ == Phase::satisfied ? std::nullopt : std::optional(next_);
@@ -205,6 +207,7 @@ void AudioRun::startMeasuring() {
   }
   log("Starting Checks.");
   measurement_.begin(plan_);
+  startSeries();
   beginMeasuring();
   outcome_.startSeconds = secondsTaken();
   outcome_.budget = plan_.cycles;
@@ -218,9 +221,38 @@ void AudioRun::offerToMeasurement(const std::function<AudioBlock()>& take) {
   if (!guarded([&] { measure(take()); })) {
     stopMeasuring();
   }
+  giveFigures();
+}
+
+void AudioRun::startSeries() {
+  if (!series_.isWanted()) {
+    return;
+  }
+  for (BlockSeries& its : measurement_.beginSeries()) {
+    figures_.push_back(
+        series_.begin(QASeries::Per::classicBlock, std::move(its.columns), std::move(its.part)));
+  }
+}
+
+/// What a sink throws ends the check, whatever becomes of other exceptions.
+void AudioRun::giveFigures() {
+  if (figures_.empty()) {
+    return;
+  }
+  for (const BlockFigures& its : measurement_.takeFigures()) {
+    while (!begun_.empty() && begun_.front().first < its.cycle) {
+      begun_.pop_front();
+    }
+    if (!begun_.empty()) {
+      figures_[its.series].add(its.cycle, startSeconds_ + begun_.front().second, its.values);
+    }
+  }
 }
 
 void AudioRun::measure(const AudioBlock& block) {
+  if (!figures_.empty() && next_ == 0) {
+    begun_.emplace_back(cycle_, secondsTaken());
+  }
   count(block);
   if (block.empty()) {
     blocksEnded_ = true;

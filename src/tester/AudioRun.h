@@ -2,10 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "media/AudioBlock.h"
@@ -61,6 +63,20 @@ struct AudioPlan {
   int cycles = 0;    ///< how many blocks of each stream read will be asked for; 0 or less: none
 };
 
+/// What an audio check measures of single blocks: a series of one of its streams or of all
+/// together.
+struct BlockSeries {
+  std::string part = {};  ///< as `QASeries::part`
+  std::vector<QASeriesColumn> columns = {};
+};
+
+/// The figures of the blocks of a cycle.
+struct BlockFigures {
+  std::size_t series = 0;  ///< which of the check's
+  int cycle = 0;
+  std::vector<double> values = {};
+};
+
 /// What an audio check measures. Takes blocks from wherever they come.
 class AudioMeasurement {
  public:
@@ -78,6 +94,11 @@ class AudioMeasurement {
 
   /// Called once, when buffering has stopped: makes the result of what was measured.
   virtual void conclude() {}
+
+  /// Called once, after `begin`, where somebody takes figures of single blocks.
+  virtual std::vector<BlockSeries> beginSeries() { return {}; }
+  /// Those since the last call, cycle by cycle.
+  virtual std::vector<BlockFigures> takeFigures() { return {}; }
 
   /// Adds values, limits and the like to an outcome, whose counts are there already; for one that
   /// did not begin the values of an empty record.
@@ -131,6 +152,8 @@ class AudioRun : public CheckRun {
   void offerToMeasurement(const std::function<AudioBlock()>& take);
   void measure(const AudioBlock& block);
   void stopMeasuring();
+  void startSeries();
+  void giveFigures();
   double secondsTaken() const;
   std::string silentStreamReasons() const;
   bool guarded(const std::function<void()>& step);
@@ -155,6 +178,9 @@ class AudioRun : public CheckRun {
   bool blocksEnded_ = false;
   /// Why nothing comes after what was skipped.
   std::optional<std::string> nothingLeft_;
+  std::vector<SeriesOutput> figures_;
+  /// When the cycles begin whose figures may still come.
+  std::deque<std::pair<int, double>> begun_;
 };
 
 /// A run with its measurement.

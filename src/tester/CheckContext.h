@@ -63,6 +63,8 @@ struct CheckContext {
   const QATesterOptions& options;
   /// Where log lines go instead of to the logger; null: nowhere else.
   HeldLog* heldLog = nullptr;
+  /// Takes the series of classic checks; null: nobody does, as of a check's own function.
+  QAMeasurementSink* classicSeries = nullptr;
 
   void log(const std::string& message) const {
     if (heldLog != nullptr) {

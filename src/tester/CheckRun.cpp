@@ -21,6 +21,11 @@ void CheckRun::begin() {
 
 void CheckRun::answer(OxWrap*, Buffering&) {}
 
+void CheckRun::setSeries(const ProgrammeFacts& facts, double startSeconds) {
+  series_ = SeriesMaker(context_.classicSeries, check_.name, facts);
+  startSeconds_ = startSeconds;
+}
+
 void CheckRun::refuseUnopened(OxWrap& wrap) {
   log("Failed to load file...");
   refuse(unopenedReason(wrap));

@@ -7,6 +7,7 @@
 
 #include "tester/CheckContext.h"
 #include "tester/QACheckOutcome.h"
+#include "tester/SeriesOutput.h"
 
 class OxWrap;
 
@@ -69,6 +70,12 @@ class CheckRun {
   /// Says the first line and reads the budget. Once, before the file is opened.
   virtual void begin();
 
+  /// Whether somebody takes what a classic check measures of single frames or blocks. Who feeds the
+  /// run then says of which file they are before it does so, and when the stream that is read
+  /// starts.
+  bool wantsSeries() const { return context_.classicSeries != nullptr; }
+  void setSeries(const ProgrammeFacts& facts, double startSeconds);
+
   /// Does all that the check does, for one that takes neither pictures nor sound. `wrap` is null
   /// when it needs no file.
   virtual void answer(OxWrap* wrap, Buffering& buffering);
@@ -125,6 +132,8 @@ class CheckRun {
   const CheckProfile& check_;
   QACheckOutcome outcome_;
   int budget_ = 0;
+  SeriesMaker series_;
+  double startSeconds_ = 0.0;  ///< of the stream that is read; only where there are series
 
  private:
   void settleState();

@@ -10,7 +10,8 @@
 struct QASeriesColumn {
   std::string key;   ///< such as "momentaryLufs"
   std::string unit;  ///< such as "LUFS"; empty for code values and for numbers without a unit
-  /// Of a channel: "L", "R", "C", "LFE", "Ls", "Rs" or the number of the track; empty otherwise.
+  /// Of a channel: "L", "R", "C", "LFE", "Ls", "Rs" or the number of the track; of a classic check
+  /// its number in the stream, counted from 0; empty otherwise.
   std::string channel = {};
 };
 
@@ -20,14 +21,24 @@ struct QASeries {
   enum class Per {
     picture,  ///< each picture of the file, counted in the order in which they are shown
     sound,    ///< each 0.1 s of a programme's sound, counted from its start
+    /// Each picture that a classic check measures, counted from the first one that it does.
+    classicFrame,
+    /// The same of blocks of sound, of which the streams that a check reads have one each. Their
+    /// times are by the count of the samples before them.
+    classicBlock,
   };
 
   std::string check;       ///< its name in `allChecks()`
   Per per = Per::picture;  ///< what it has a row for
   /// Which sound of the file it is of, as the check names it, such as "stream 2 (fra)"; empty where
-  /// there is only one, and of pictures.
+  /// there is only one or the check looks at all together, and of pictures.
   std::string part = {};
   std::vector<QASeriesColumn> columns = {};  ///< the figures of each row, in this order
+  /// Where its sound is that of a single stream: which, counted from 0 among the audio streams, and
+  /// how many of its channels that are, from the first one in their order. Of programme checks
+  /// alone.
+  std::optional<int> stream = {};
+  int channels = 0;  ///< 0 where there is no such stream
 };
 
 /// A row of a series.

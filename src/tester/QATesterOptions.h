@@ -102,8 +102,9 @@ struct QATesterOptions {
   /// Called by `runChecks` on the calling thread whenever a percent changes.
   std::function<void(const QAProgress& progress)> progress;
 
-  /// Takes what programme checks measure of each picture and each 0.1 s of sound, while they do;
-  /// null: nobody. Must outlive the tester.
+  /// Takes what checks that `runChecks` runs measure of pictures and sound, while they do:
+  /// programme checks of each picture and each 0.1 s, classic checks of each frame and block that
+  /// they look at. Null: nobody. Must outlive the tester.
   QAMeasurementSink* measurements = nullptr;
 
   /// Called on the tester's thread, beside what the log and the console say of it.

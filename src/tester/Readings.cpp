@@ -6,6 +6,7 @@
 #include <exception>
 #include <optional>
 
+#include "media/FFmpegMedia.h"
 #include "media/FileClock.h"
 #include "media/OxWrap.h"
 #include "media/ReleasePicture.h"
@@ -314,6 +315,26 @@ void prepareForVideo(const CheckContext& context, OxWrap& wrap,
   }
 }
 
+/// Before the buffering, which works on the container.
+template <typename Run>
+void setSeries(OxWrap& wrap, const std::vector<Run*>& runs, std::optional<int> stream) {
+  const bool any =
+      std::any_of(runs.begin(), runs.end(), [](const Run* run) { return run->wantsSeries(); });
+  if (!any || wrap.formatContext == nullptr) {
+    return;
+  }
+  const ProgrammeFacts facts = ffmpeg::readProgrammeFacts(wrap.formatContext);
+  double start = 0.0;
+  if (stream.has_value()) {
+    start = facts.media.streams[static_cast<std::size_t>(*stream)].startSeconds.value_or(0.0);
+  }
+  for (Run* run : runs) {
+    if (run->wantsSeries()) {
+      run->setSeries(facts, start);
+    }
+  }
+}
+
 std::vector<int> containerIndices(OxWrap& wrap, const std::vector<int>& streams) {
   std::vector<int> indices;
   for (const int stream : streams) {
@@ -369,6 +390,7 @@ void readPictures(const CheckContext& context, const std::vector<CheckRun*>& run
   if (wrap.formatContext != nullptr) {
     prepareForVideo(context, wrap, videoRuns);
   }
+  setSeries(wrap, videoRuns, std::nullopt);
   PictureReading(wrap, std::move(videoRuns), steps, count).read();
 }
 
@@ -384,6 +406,9 @@ void readSound(const CheckContext& context, const std::vector<AudioRun*>& runs, 
       // Queues that nobody drains would fill up and hold back the blocks that are wanted.
       wrap.bufferOnly(containerIndices(wrap, streams));
     }
+  }
+  if (!streams.empty()) {
+    setSeries(wrap, fed, containerIndices(wrap, streams).front());
   }
   SoundReading reading(wrap, std::move(fed), steps);
   reading.read(streams);

@@ -399,6 +399,7 @@ std::vector<QACheckOutcome> QATester::runChecks(const std::vector<std::string>& 
     } else {
       contexts.push_back(shared);
     }
+    contexts.back().classicSeries = options_.measurements;
     members.push_back({&contexts.back(), log, check->make(contexts.back()), severityOf(*check)});
   }
   std::vector<QACheckOutcome> outcomes = qatester::Group(shared, members, passes, fileFacts_).run();

@@ -11,12 +11,20 @@ SeriesMaker::SeriesMaker(QAMeasurementSink* sink, std::string check, const Progr
 
 SeriesOutput SeriesMaker::begin(QASeries::Per per, std::vector<QASeriesColumn> columns,
                                 std::string part) const {
+  QASeries series;
+  series.per = per;
+  series.part = std::move(part);
+  series.columns = std::move(columns);
+  return begin(std::move(series));
+}
+
+SeriesOutput SeriesMaker::begin(QASeries series) const {
   SeriesOutput output;
   if (sink_ == nullptr) {
     return output;
   }
-  output.series_ = std::make_shared<const QASeries>(QASeries{
-      .check = check_, .per = per, .part = std::move(part), .columns = std::move(columns)});
+  series.check = check_;
+  output.series_ = std::make_shared<const QASeries>(std::move(series));
   output.clock_ = clock_;
   sink_->begin(*output.series_);
   output.sink_ = sink_;

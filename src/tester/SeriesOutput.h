@@ -52,6 +52,8 @@ class SeriesMaker {
 
   SeriesOutput begin(QASeries::Per per, std::vector<QASeriesColumn> columns,
                      std::string part = "") const;
+  /// The check's name is added to it.
+  SeriesOutput begin(QASeries series) const;
 
  private:
   QAMeasurementSink* sink_ = nullptr;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "foundation/Conversions.h"
 #include "media/OxWrap.h"
@@ -90,6 +91,9 @@ void VideoRun::startMeasuring() {
     log("Starting Checks.");
   }
   measurement_.begin(fps_, budget_);
+  if (series_.isWanted() && !measurement_.columns().empty()) {
+    figures_ = series_.begin(QASeries::Per::classicFrame, measurement_.columns());
+  }
   beginMeasuring();
   outcome_.budget = budget_;
   phase_ = Phase::measuring;
@@ -155,6 +159,11 @@ bool VideoRun::offerToMeasurement(const DecodedPicture* picture) {
     return true;
   }
   note(taken, *picture);
+  if (figures_.isWanted() && taken == Taken::measured) {
+    if (const std::vector<double> figures = measurement_.figures(); !figures.empty()) {
+      figures_.add(index_, picture->seconds(), figures);
+    }
+  }
   if (taken == Taken::endsCheck) {
     phase_ = Phase::satisfied;
     return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "media/DecodedPicture.h"
 #include "tester/CheckRun.h"
@@ -55,6 +56,11 @@ class VideoMeasurement {
 
   /// Measures the picture of this index. Its planes are valid during the call.
   virtual Taken add(int index, const DecodedPicture& picture) = 0;
+
+  /// The figures that it has of single pictures, for a series; none: there is no series.
+  virtual std::vector<QASeriesColumn> columns() const { return {}; }
+  /// Those of the picture that was measured last; empty: it has none.
+  virtual std::vector<double> figures() const { return {}; }
 
   /// Adds values, limits and the like to an outcome, whose counts are there already; for one that
   /// did not begin the values of an empty record.
@@ -118,6 +124,7 @@ class VideoRun : public CheckRun {
   int index_ = 0;
   int misses_ = 0;
   bool endedInSlate_ = false;
+  SeriesOutput figures_;
 };
 
 /// A run with its measurement.

@@ -73,6 +73,141 @@ TEST(Series, OfPicturesHaveARowEach) {
   }
 }
 
+/// The rows of the only series of a check of pictures.
+std::vector<RecordedSeries::Row> rowsOf(const std::string& check, const qatest::MadePictures& made,
+                                        const std::vector<std::string>& columns) {
+  RecordedSeries series;
+  const QACheckOutcome outcome = measurePictures(check, {}, made, &series);
+  EXPECT_EQ(qatest::textOf(outcome), qatest::textOf(measurePictures(check, {}, made)));
+  EXPECT_EQ(series.all.size(), 1U);
+  EXPECT_EQ(series.all.at(0).series.per, QASeries::Per::picture);
+  EXPECT_EQ(columnsOf(series.all.at(0).series), columns);
+  EXPECT_EQ(static_cast<int64_t>(series.all.at(0).rows.size()), made.count);
+  for (std::size_t i = 0; i < series.all.at(0).rows.size(); ++i) {
+    EXPECT_EQ(series.all.at(0).rows[i].index, static_cast<int64_t>(i));
+  }
+  return series.all.at(0).rows;
+}
+
+/// What moves to the right by 4 pixels a field or picture, in `y` too, so that lines tell where it
+/// is.
+int textured(int x, int y, int64_t time) {
+  const double at = static_cast<double>(x) - 4.0 * static_cast<double>(time);
+  return 120 + static_cast<int>(60.0 * std::sin(at * 0.2 + std::sin(y * 0.05)));
+}
+
+TEST(Series, OfFieldsSayWhatEachPictureShows) {
+  qatest::MadePictures made;
+  made.count = 6;
+  made.height = 256;
+  made.luma = textured;
+  const std::vector<std::string> evidence = {"weight  ",        "topQuality  ",
+                                             "bottomQuality  ", "progressiveShare  ",
+                                             "topFirstShare  ", "bottomFirstShare  "};
+  const std::vector<RecordedSeries::Row> progressive = rowsOf("field-order", made, evidence);
+  // The top field is of the earlier instant: it fits the bottom one before as well as its own.
+  made.luma = [](int x, int y, int64_t number) { return textured(x, y, 2 * number + y % 2); };
+  const std::vector<RecordedSeries::Row> topFirst = rowsOf("field-order", made, evidence);
+  for (const double value : progressive.at(0).values) {
+    EXPECT_TRUE(std::isnan(value));  // nothing is before it
+  }
+  for (std::size_t i = 1; i < 6; ++i) {
+    EXPECT_EQ(progressive[i].values[3], 1.0) << i;
+    EXPECT_EQ(progressive[i].values[4] + progressive[i].values[5], 0.0) << i;
+    EXPECT_EQ(topFirst[i].values[4], 1.0) << i;
+    EXPECT_GT(progressive[i].values[1], 0.9) << i;
+    EXPECT_LT(topFirst[i].values[1], 0.1) << i;
+  }
+}
+
+TEST(Series, OfCadenceShowWhichFieldIsRepeated) {
+  qatest::MadePictures made;
+  made.count = 4;
+  made.height = 256;
+  // In picture 2 the top field is that of picture 1.
+  made.luma = [](int x, int y, int64_t number) {
+    return textured(x, y, number == 2 && y % 2 == 0 ? 1 : number);
+  };
+  const std::vector<RecordedSeries::Row> rows =
+      rowsOf("cadence", made, {"topChange  ", "bottomChange  "});
+  EXPECT_TRUE(std::isnan(rows[0].values[0]));
+  EXPECT_NEAR(rows[1].values[0], 1.0, 0.05);
+  EXPECT_EQ(rows[2].values[0], 0.0);
+  EXPECT_EQ(rows[2].values[1], 1.0);
+}
+
+TEST(Series, OfChangesAreBetweenAPictureAndTheOneBefore) {
+  qatest::MadePictures made;
+  made.count = 4;
+  made.luma = [](int, int, int64_t number) { return static_cast<int>(20 + 10 * number); };
+  const std::vector<RecordedSeries::Row> repeats =
+      rowsOf("repeats", made, {"meanChange  ", "largestChange  "});
+  const std::vector<RecordedSeries::Row> cuts =
+      rowsOf("cuts", made, {"change  ", "colourChange  ", "unlike  "});
+  EXPECT_TRUE(std::isnan(repeats[0].values[0]));
+  EXPECT_TRUE(std::isnan(cuts[0].values[0]));
+  for (std::size_t i = 1; i < 4; ++i) {
+    EXPECT_EQ(repeats[i].values, (std::vector<double>{10.0, 10.0}));
+    EXPECT_EQ(cuts[i].values[0], 10.0);
+    EXPECT_TRUE(std::isnan(cuts[i].values[1]));  // grey
+    EXPECT_FALSE(std::isnan(cuts[i].values[2]));
+  }
+}
+
+TEST(Series, OfFlashesAreSharesOfThePicture) {
+  qatest::MadePictures made;
+  made.count = 4;
+  made.width = 128;
+  // The left quarter is 2 and 131 cd/m2 by turns.
+  made.luma = [](int x, int, int64_t number) { return x < 32 && number % 2 == 1 ? 200 : 50; };
+  const std::vector<RecordedSeries::Row> rows = rowsOf(
+      "flashes", made, {"lighterShare % ", "darkerShare % ", "redderShare % ", "lessRedShare % "});
+  for (std::size_t i = 0; i < 4; ++i) {
+    const std::vector<double>& values = rows[i].values;
+    if (i == 0) {
+      EXPECT_TRUE(std::isnan(values[0]));
+    } else {
+      EXPECT_EQ(values[0], i % 2 == 1 ? 25.0 : 0.0) << i;
+      EXPECT_EQ(values[1], i % 2 == 1 ? 0.0 : 25.0) << i;
+    }
+    EXPECT_TRUE(std::isnan(values[2]));  // grey
+  }
+}
+
+TEST(Series, OfTheActivePictureSayWhereItLies) {
+  qatest::MadePictures made;
+  made.count = 30;
+  made.width = 128;
+  made.height = 128;
+  made.luma = [](int x, int y, int64_t number) {
+    return y < 32 || y >= 112 ? 16 : textured(x, y, number);
+  };
+  for (const RecordedSeries::Row& row :
+       rowsOf("active-picture", made, {"x px ", "y px ", "width px ", "height px "})) {
+    EXPECT_EQ(row.values, (std::vector<double>{0.0, 32.0, 128.0, 80.0}));
+  }
+}
+
+TEST(Series, OfFrameTimingAreDistancesOfPictures) {
+  qatest::MadePictures made;
+  made.count = 3;
+  made.rate = 50.0;
+  made.luma = [](int, int, int64_t) { return 50; };
+  made.damagedAt = 1;
+  const std::vector<std::string> columns = {"distance s ", "keyFrame  ", "damaged  "};
+  const std::vector<RecordedSeries::Row> rows = rowsOf("frame-timing", made, columns);
+  EXPECT_TRUE(std::isnan(rows[0].values[0]));
+  EXPECT_DOUBLE_EQ(rows[1].values[0], 0.02);
+  EXPECT_DOUBLE_EQ(rows[2].values[0], 0.02);
+  EXPECT_EQ(rows[0].values[2], 0.0);
+  EXPECT_EQ(rows[1].values[2], 1.0);
+  made.hasTimes = false;
+  for (const RecordedSeries::Row& row : rowsOf("frame-timing", made, columns)) {
+    EXPECT_TRUE(std::isnan(row.values[0]));
+    EXPECT_FALSE(row.seconds.has_value());
+  }
+}
+
 TEST(Series, OfSoundHaveARowEachTenthOfASecond) {
   RecordedSeries series;
   // The right channel is digital silence; the last 50 ms are no tenth.

@@ -164,13 +164,15 @@ TEST_F(Outputs, AnInputIsNeverWrittenTo) {
 
 /// The options of all reports, with names in a folder, for a run of one file.
 Arguments allReports(const TempDir& dir) {
-  return {"--json",       dir.file("report.json"), "--junit",  dir.file("report.xml"),
-          "--csv",        dir.file("files.csv"),   "--edl",    dir.file("marks.edl"),
-          "--csv-events", dir.file("events.csv"),  "--series", dir.file("series.csv.gz")};
+  return {"--json",       dir.file("report.json"),   "--junit",  dir.file("report.xml"),
+          "--csv",        dir.file("files.csv"),     "--edl",    dir.file("marks.edl"),
+          "--csv-events", dir.file("events.csv"),    "--series", dir.file("series.csv.gz"),
+          "--qctools",    dir.file("qctools.xml.gz")};
 }
 
-const std::vector<std::string> kAllReports = {"events.csv",  "files.csv",  "marks.edl",
-                                              "report.json", "report.xml", "series.csv.gz"};
+const std::vector<std::string> kAllReports = {"events.csv",     "files.csv",   "marks.edl",
+                                              "qctools.xml.gz", "report.json", "report.xml",
+                                              "series.csv.gz"};
 
 TEST_F(Outputs, AllReportsOfARunAreWritten) {
   Arguments arguments = allReports(dir_);

@@ -187,7 +187,7 @@ TEST(PagePictures, ShowWhatBreaksLimitsBeforeAllElse) {
     }
   }
   // Six of them fit on a page.
-  constexpr std::size_t kSize = 240'000;
+  constexpr std::size_t kSize = 200'000;
   for (int i = 0; i < 4; ++i) {
     file.pictures.push_back(pictureOf("Cuts", i, kSize));
     file.pictures.push_back(pictureOf("Signal Range", i, kSize));

@@ -1,13 +1,13 @@
 #include "SeriesReport.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "support/TempDir.h"
+#include "support/Unpacked.h"
 
 namespace cli {
 
@@ -18,18 +18,6 @@ constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 void add(SeriesStore& store, const QASeries& series, int64_t index, double seconds,
          const std::string& timecode, const std::vector<double>& values) {
   store.take(series, {.index = index, .seconds = seconds, .timecode = timecode, .values = values});
-}
-
-/// What gzip says that a file holds.
-std::string unpacked(const std::string& name) {
-  gzFile file = gzopen(name.c_str(), "rb");
-  std::string text;
-  char part[4096];
-  for (int count = 0; (count = gzread(file, part, sizeof part)) > 0;) {
-    text.append(part, static_cast<std::size_t>(count));
-  }
-  EXPECT_EQ(gzclose(file), Z_OK);
-  return text;
 }
 
 TEST(SeriesReport, HasALineAPictureThenALineATenthOfEachSound) {
@@ -54,6 +42,30 @@ TEST(SeriesReport, HasALineAPictureThenALineATenthOfEachSound) {
             "picture,,0,0.04,10:00:00:01,,16.25,,\n"
             "picture,,1,0.08,10:00:00:02,0.3333333,100,,\n"
             "sound,\"stream 1 (a,b)\",0,0,10:00:00:00,,,-1.5,\n");
+}
+
+TEST(SeriesReport, HasALineAFrameAndABlockOfEachClassicCheck) {
+  SeriesStore store;
+  const QASeries rate{"frame-rate", QASeries::Per::classicFrame, "", {{"fps", "fps"}}};
+  const QASeries torn{"tearing", QASeries::Per::classicFrame, "", {{"torn", "%"}}};
+  const QASeries levels{
+      "levels", QASeries::Per::classicBlock, "stream 1", {{"maxLevel", "dB", "0"}}};
+  const QASeries luma{"black", QASeries::Per::picture, "", {{"meanLuma", ""}}};
+  for (const QASeries* series : {&rate, &torn, &levels, &luma}) {
+    store.begin(*series);
+  }
+  add(store, luma, 0, 0.0, "00:00:00:00", {16.0});
+  add(store, rate, 0, 0.0, "00:00:00:00", {25.0});
+  add(store, torn, 0, 5.0, "00:00:05:00", {2.0});
+  add(store, levels, 0, 5.0, "00:00:05:00", {-3.0});
+  // The first frame of one check is not that of another.
+  EXPECT_EQ(seriesText(store),
+            "kind,part,index,seconds,timecode,black.meanLuma,frame-rate.fps [fps],"
+            "tearing.torn [%],levels.maxLevel.0 [dB]\n"
+            "picture,,0,0,00:00:00:00,16,,,\n"
+            "frame,frame-rate,0,0,00:00:00:00,,25,,\n"
+            "frame,tearing,0,5,00:00:05:00,,,2,\n"
+            "block,levels stream 1,0,5,00:00:05:00,,,,-3\n");
 }
 
 TEST(SeriesReport, GoesOnWhenChannelsChange) {
@@ -95,7 +107,7 @@ TEST(SeriesReport, IsUnpackedToTheSame) {
   }
   for (const std::string& each : {std::string(), std::string("a\n"), text}) {
     qatest::writeFile(dir.file("s.gz"), compressed(each));
-    EXPECT_EQ(unpacked(dir.file("s.gz")), each);
+    EXPECT_EQ(qatest::unpacked(dir.file("s.gz")), each);
     EXPECT_EQ(compressed(each), compressed(each));
   }
   EXPECT_LT(compressed(text).size(), text.size() / 2);

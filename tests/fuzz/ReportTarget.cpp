@@ -1,6 +1,7 @@
 // What the client writes of outcomes, names and messages of any kind: reports and table.
 
 #include <unistd.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -17,7 +18,9 @@
 #include "JUnitReport.h"
 #include "Output.h"
 #include "PageReport.h"
+#include "QcToolsReport.h"
 #include "Report.h"
+#include "SeriesReport.h"
 #include "Table.h"
 #include "fuzz/Input.h"
 #include "fuzz/MemoryFile.h"
@@ -243,6 +246,26 @@ void reportXml(const std::vector<FileReport>& files, const Demands& demands) {
   require(number == files.size(), "a file has a suite");
 }
 
+/// What was compressed.
+std::string unpacked(const std::string& packed) {
+  std::string text;
+  std::vector<char> part(4096);
+  z_stream stream{};
+  require(inflateInit2(&stream, MAX_WBITS + 16) == Z_OK, "there is memory");
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+  stream.avail_in = static_cast<uInt>(packed.size());
+  int state = Z_OK;
+  while (state == Z_OK) {
+    stream.next_out = reinterpret_cast<Bytef*>(part.data());
+    stream.avail_out = static_cast<uInt>(part.size());
+    state = inflate(&stream, Z_NO_FLUSH);
+    text.append(part.data(), part.size() - stream.avail_out);
+  }
+  inflateEnd(&stream);
+  require(state == Z_STREAM_END, "what was compressed comes back");
+  return text;
+}
+
 /// Lines, each with as many cells as the header.
 void requireTable(const std::string& text, std::size_t lines) {
   require(isUtf8(text), "a table is UTF-8");
@@ -266,6 +289,51 @@ void requireTable(const std::string& text, std::size_t lines) {
     }
   }
   require(begins && found == lines + 1, "a table has a header and its lines");
+}
+
+QASeries seriesFrom(Input& input) {
+  const auto checks = allChecks();
+  QASeries series;
+  series.check = checks[static_cast<std::size_t>(input.byte()) % checks.size()]->name;
+  series.per = static_cast<QASeries::Per>(input.within(0, 3));
+  series.part = input.text(20);
+  for (int count = input.within(0, 5); count > 0; --count) {
+    series.columns.push_back({input.text(8), input.text(4), input.text(4)});
+  }
+  if (input.flag()) {
+    series.stream = input.within(0, 2);
+    series.channels =
+        input.flag() ? input.value<int32_t>() : static_cast<int>(series.columns.size()) / 2;
+  }
+  return series;
+}
+
+/// Rows of any order, of series of any check.
+void reportSeries(const QAFileFacts& facts, Input& input) {
+  SeriesStore store;
+  for (int count = input.within(0, 4); count > 0; --count) {
+    const QASeries series = seriesFrom(input);
+    store.begin(series);
+    std::vector<double> values(series.columns.size());
+    for (int rows = input.within(0, 5); rows > 0; --rows) {
+      std::generate(values.begin(), values.end(), [&] { return input.number(); });
+      QASeriesRow row{.index = input.flag() ? rows : input.value<int64_t>(), .values = values};
+      if (input.flag()) {
+        row.seconds = input.number();
+      }
+      store.take(series, row);
+    }
+  }
+  const std::string table = seriesText(store);
+  requireTable(table, static_cast<std::size_t>(std::count(table.begin(), table.end(), '\n')) - 1);
+  const std::string xml = unpacked(qctoolsText(facts, store));
+  pugi::xml_document document;
+  require(document.load_buffer(xml.data(), xml.size()), "frames are XML");
+  require(isUtf8(xml), "and UTF-8");
+  for (const pugi::xml_node frame : document.first_child().child("frames").children()) {
+    require(std::string_view(frame.name()) == "frame" && frame.attribute("media_type"),
+            "of frames that say what they are");
+  }
 }
 
 void reportTables(const std::vector<FileReport>& files, const Demands& demands) {
@@ -371,5 +439,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   reportTables(files, demands);
   reportPages(files, demands);
   std::for_each(files.begin(), files.end(), reportMarks);
+  reportSeries(files.empty() ? QAFileFacts{} : files.front().facts, input);
   return 0;
 }

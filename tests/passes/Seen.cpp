@@ -9,6 +9,7 @@
 #include "support/CheckNames.h"
 #include "support/LoggedTester.h"
 #include "support/Outcomes.h"
+#include "support/RecordedSeries.h"
 
 namespace qatest {
 namespace {
@@ -44,13 +45,14 @@ std::vector<std::string> picturesIn(const std::string& folder) {
 }  // namespace
 
 Seen runAll(const std::string& file, const std::string& settings, QAPasses passes,
-            bool withDisplays, const std::string& displayFolder) {
+            bool withDisplays, const std::string& displayFolder, QAMeasurementSink* sink) {
   const TempDir pictures;
   QATesterOptions options = stored();
   options.passes = passes;
   options.colourThreads = QAColourThreads::none;
   options.displays = withDisplays ? QADisplays::pictures : QADisplays::nowhere;
   options.displayFolder = displayFolder.empty() ? pictures.path().string() : displayFolder;
+  options.measurements = sink;
   LoggedTester tester(file, options, settings);
   const auto outcomes = tester.run([&](QATester& t) { return t.runChecks(checkNames()); });
   Seen seen;
@@ -65,7 +67,8 @@ Seen runAll(const std::string& file, const std::string& settings, QAPasses passe
 
 void expectSamePasses(const std::string& file, const std::string& settings, bool withDisplays) {
   const Seen each = runAll(file, settings, QAPasses::each, withDisplays);
-  const Seen one = runAll(file, settings, QAPasses::one, withDisplays);
+  RecordedSeries series;
+  const Seen one = runAll(file, settings, QAPasses::one, withDisplays, "", &series);
   ASSERT_EQ(one.checks.size(), each.checks.size());
   for (std::size_t i = 0; i < each.checks.size(); ++i) {
     EXPECT_EQ(one.checks[i], each.checks[i]) << file;

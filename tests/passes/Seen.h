@@ -24,10 +24,11 @@ struct Seen {
 /// Runs all checks of the list on a file. Displays go to a folder, which is made if none is
 /// named, or nowhere.
 Seen runAll(const std::string& file, const std::string& settings, QAPasses passes,
-            bool withDisplays = false, const std::string& displayFolder = "");
+            bool withDisplays = false, const std::string& displayFolder = "",
+            QAMeasurementSink* sink = nullptr);
 
-/// Fails where the checks that share a reading are seen to differ from those that read for
-/// themselves.
+/// Fails where the checks that share a reading, and whose series somebody takes, are seen to differ
+/// from those that read for themselves and have none.
 void expectSamePasses(const std::string& file, const std::string& settings,
                       bool withDisplays = false);
 

@@ -20,7 +20,7 @@ namespace qatest {
 /// Settings as keys and values.
 using CheckSettings = std::vector<std::pair<std::string, std::string>>;
 
-/// What a programme check that shares its consumer comes to on a file of these facts. `give` calls
+/// What a programme check comes to on a file of these facts. `give` calls
 /// the consumer from `begin` to `end`. Throws what ended the check.
 inline QACheckOutcome measureProgramme(
     const std::string& checkName, const CheckSettings& settings,
@@ -45,7 +45,12 @@ inline QACheckOutcome measureProgramme(
   if (run.hasEnded()) {
     return run.outcome();
   }
-  const std::unique_ptr<qatester::SharedConsumer> engine = run.consumer().sharedBy()(context);
+  const qatester::MakeShared make = run.consumer().sharedBy();
+  if (make == nullptr) {
+    run.finish(give(run.consumer()));
+    return run.outcome();
+  }
+  const std::unique_ptr<qatester::SharedConsumer> engine = make(context);
   engine->add(run.consumer());
   const qatester::ProgrammeEnd end = give(*engine);
   if (const std::exception_ptr error = engine->errorOf(run.consumer())) {

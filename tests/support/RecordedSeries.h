@@ -1,6 +1,7 @@
 #pragma once
 
-#include <map>
+#include <algorithm>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -31,11 +32,12 @@ class RecordedSeries : public QAMeasurementSink {
   }
   void take(const QASeries& series, const QASeriesRow& row) override {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (Recorded& recorded : all) {
-      if (recorded.address == &series) {
-        recorded.rows.push_back({row.index, row.seconds, row.timecode,
-                                 std::vector<double>(row.values.begin(), row.values.end())});
-      }
+    // The newest: a series that has ended may have left its place to another one.
+    const auto recorded = std::find_if(all.rbegin(), all.rend(),
+                                       [&](const Recorded& one) { return one.address == &series; });
+    if (recorded != all.rend()) {
+      recorded->rows.push_back({row.index, row.seconds, row.timecode,
+                                std::vector<double>(row.values.begin(), row.values.end())});
     }
   }
 

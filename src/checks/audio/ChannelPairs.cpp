@@ -9,6 +9,11 @@ void PairMeasurement::begin(const AudioPlan& plan) {
   separateStreams_ = hasStreamPerChannel(plan.setup);
 }
 
+std::vector<BlockSeries> PairMeasurement::beginSeries() {
+  wantsFigures_ = true;
+  return {{.columns = {column()}}};
+}
+
 Taken PairMeasurement::add(int cycle, int stream, const AudioBlock& block) {
   if (!separateStreams_) {
     return addPair(cycle, block.channel(0), block.channel(1));
@@ -45,6 +50,9 @@ Taken PairMeasurement::addPair(int cycle, const AudioBlock& first, const AudioBl
   if (first.format() != second.format()) {
     formatsDiffered_ = true;
     return Taken::leftOut;
+  }
+  if (wantsFigures_) {
+    figures_.push_back({.cycle = cycle, .values = {figure()}});
   }
   return Taken::measured;
 }

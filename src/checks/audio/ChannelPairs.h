@@ -1,5 +1,8 @@
 #pragma once
 
+#include <utility>
+#include <vector>
+
 #include "tester/AudioRun.h"
 
 namespace qatester {
@@ -13,12 +16,18 @@ class PairMeasurement : public AudioMeasurement {
       : context_(context), title_(title) {}
 
   void begin(const AudioPlan& plan) override;
+  std::vector<BlockSeries> beginSeries() override;
+  std::vector<BlockFigures> takeFigures() override { return std::exchange(figures_, {}); }
   Taken add(int cycle, int stream, const AudioBlock& block) override;
 
  protected:
   /// Compares two blocks with equally many values, in the first one's format; the second one is at
   /// least as wide.
   virtual void compare(const OxAudioSample& first, const OxAudioSample& second) = 0;
+
+  /// What was compared last, as a figure of a series.
+  virtual QASeriesColumn column() const = 0;
+  virtual double figure() const = 0;
 
   int compared() const { return compared_; }
   /// Why pairs were left out, if any were, for the outcome.
@@ -36,6 +45,8 @@ class PairMeasurement : public AudioMeasurement {
   bool channelMissed_ = false;
   bool lengthsDiffered_ = false;
   bool formatsDiffered_ = false;
+  bool wantsFigures_ = false;
+  std::vector<BlockFigures> figures_;
 };
 
 }  // namespace qatester

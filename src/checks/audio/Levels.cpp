@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -101,28 +102,30 @@ void restart(QA_ChannelLevel& entry, float level) {
   entry.minLevel = level;
 }
 
-void measureOneByOne(const OxAudioSample& block, QA_ChannelLevel& entry) {
+BlockLevels measureOneByOne(const OxAudioSample& block, QA_ChannelLevel& entry) {
+  BlockLevels its;
   for (int i = 0; i < block.numberOfSamples; ++i) {
     const float magnitude = getRealAudioValue(block, i);
     if (magnitude != 0.0F) {
       const float level = levelOf(magnitude, entry.dynamicRange);
       i == 0 ? restart(entry, level) : widen(entry, level);
+      its = {std::fmax(level, its.max), std::fmin(level, its.min)};
     }
   }
+  return its;
 }
 
 }  // namespace
 
-void measureLevels(const OxAudioSample& block, QA_ChannelLevel& entry) {
+BlockLevels measureLevels(const OxAudioSample& block, QA_ChannelLevel& entry) {
   constexpr uint32_t kNoLogarithm = 0x80000000U;
   entry.dynamicRange = getDynamicRange(static_cast<AVSampleFormat>(block.sampleFormat));
   const Magnitudes magnitudes = measureMagnitudes(block);
   if (magnitudes.silent()) {
-    return;
+    return {};
   }
   if (magnitudes.largest == kNoLogarithm) {
-    measureOneByOne(block, entry);
-    return;
+    return measureOneByOne(block, entry);
   }
   // Levels keep the order of magnitudes, so two logarithms do for the whole block.
   const float largest = levelOf(static_cast<float>(magnitudes.largest), entry.dynamicRange);
@@ -130,6 +133,7 @@ void measureLevels(const OxAudioSample& block, QA_ChannelLevel& entry) {
   // The extremes start anew with each block whose first value is not zero, required.
   getRealAudioValue(block, 0) != 0.0F ? restart(entry, largest) : widen(entry, largest);
   widen(entry, smallest);
+  return {largest, smallest};
 }
 
 void LevelsMeasurement::Delete::operator()(QA_AudioLevels* record) const {
@@ -139,34 +143,65 @@ void LevelsMeasurement::Delete::operator()(QA_AudioLevels* record) const {
 
 void LevelsMeasurement::begin(const AudioPlan& plan) {
   channels_ = static_cast<std::size_t>(plan.channels);
+  streams_ = static_cast<std::size_t>(plan.streams);
   record_.reset(new QA_AudioLevels(static_cast<unsigned>(plan.streams),
                                    static_cast<unsigned>(plan.channels), plan.setup));
   heard_.assign(record_->count, false);
 }
 
-Taken LevelsMeasurement::add(int, int stream, const AudioBlock& block) {
+std::vector<BlockSeries> LevelsMeasurement::beginSeries() {
+  wantsFigures_ = true;
+  std::vector<BlockSeries> all;
+  for (std::size_t stream = 0; stream < streams_; ++stream) {
+    BlockSeries& its = all.emplace_back();
+    if (streams_ > 1) {
+      its.part = "stream " + std::to_string(stream);
+    }
+    for (std::size_t channel = 0; channel < channels_; ++channel) {
+      its.columns.push_back({"maxLevel", "dB", std::to_string(channel)});
+      its.columns.push_back({"minLevel", "dB", std::to_string(channel)});
+    }
+  }
+  return all;
+}
+
+Taken LevelsMeasurement::add(int cycle, int stream, const AudioBlock& block) {
   const auto number = static_cast<std::size_t>(stream);
   // As many as the stream had when its block was asked for, required.
   const int channels = block.channelsBefore();
+  std::vector<double> values(wantsFigures_ ? 2 * channels_ : 0,
+                             std::numeric_limits<double>::quiet_NaN());
+  const auto note = [&](std::size_t channel, const BlockLevels& levels) {
+    if (2 * channel + 1 < values.size()) {
+      values[2 * channel] = static_cast<double>(levels.max);
+      values[2 * channel + 1] = static_cast<double>(levels.min);
+    }
+  };
   if (channels < 2) {
     // By the stream's number alone, required.
-    measureInto(number, block.samples());
-    return Taken::measured;
-  }
-  for (int channel = 0; channel < channels; ++channel) {
-    const std::size_t entry = number * channels_ + static_cast<std::size_t>(channel);
-    if (entry < heard_.size()) {
-      measureInto(entry, block.channel(channel).samples());
+    note(0, measureInto(number, block.samples()));
+  } else {
+    for (int channel = 0; channel < channels; ++channel) {
+      const std::size_t entry = number * channels_ + static_cast<std::size_t>(channel);
+      if (entry < heard_.size()) {
+        note(static_cast<std::size_t>(channel),
+             measureInto(entry, block.channel(channel).samples()));
+      }
     }
+  }
+  if (wantsFigures_) {
+    figures_.push_back({.series = number, .cycle = cycle, .values = std::move(values)});
   }
   return Taken::measured;
 }
 
-void LevelsMeasurement::measureInto(std::size_t entry, const OxAudioSample& block) {
+BlockLevels LevelsMeasurement::measureInto(std::size_t entry, const OxAudioSample& block) {
+  BlockLevels its;
   if (entry < heard_.size()) {
-    measureLevels(block, record_->levels[entry]);
+    its = measureLevels(block, record_->levels[entry]);
     heard_[entry] = heard_[entry] || isIntegerFormat(block.sampleFormat);
   }
+  return its;
 }
 
 void LevelsMeasurement::conclude() {

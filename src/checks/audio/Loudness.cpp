@@ -48,6 +48,12 @@ std::unique_ptr<AudioCheck<LoudnessMeasurement>> make(const CheckContext& contex
 /// Of left, right and centre, low-frequency effects, left and right surround.
 constexpr double kWeights[] = {1.0, 1.0, 1.0, 0.0, 1.41, 1.41};
 
+/// The loudness of silence is minus infinity.
+double loudnessOf(double weighted) {
+  // cppcheck-suppress invalidFunctionArg
+  return 10.0 * std::log10(weighted) - 0.691;
+}
+
 /// The channels that count of each stream that is read.
 int channelsOf(const AudioPlan& plan) {
   if (plan.setup == QA_STREAM_SETUP_UNSUPPORTED) {
@@ -62,22 +68,44 @@ void LoudnessMeasurement::begin(const AudioPlan& plan) {
   channels_ = channelsOf(plan);
 }
 
-Taken LoudnessMeasurement::add(int, int stream, const AudioBlock& block) {
+std::vector<BlockSeries> LoudnessMeasurement::beginSeries() {
+  wantsFigures_ = true;
+  return {{.columns = {{"loudness", "LKFS"}}}};
+}
+
+std::vector<BlockFigures> LoudnessMeasurement::takeFigures() {
+  std::vector<BlockFigures> figures;
+  const std::size_t complete = ofCycles_.size() - (isOver_ || ofCycles_.empty() ? 0 : 1);
+  for (std::size_t i = 0; i < complete; ++i) {
+    figures.push_back({.cycle = ofCycles_[i].first, .values = {loudnessOf(ofCycles_[i].second)}});
+  }
+  ofCycles_.erase(ofCycles_.begin(), ofCycles_.begin() + static_cast<std::ptrdiff_t>(complete));
+  return figures;
+}
+
+void LoudnessMeasurement::noteEnergy(int cycle, double energy) {
+  if (ofCycles_.empty() || ofCycles_.back().first != cycle) {
+    ofCycles_.emplace_back(cycle, 0.0);
+  }
+  ofCycles_.back().second += energy;
+}
+
+Taken LoudnessMeasurement::add(int cycle, int stream, const AudioBlock& block) {
   if (channels_ == 1) {
-    weigh(stream, block);
+    weigh(cycle, stream, block);
     return Taken::measured;
   }
   for (int channel = 0; channel < channels_; ++channel) {
-    weigh(channel, block.channel(channel));
+    weigh(cycle, channel, block.channel(channel));
   }
   return Taken::measured;
 }
 
-void LoudnessMeasurement::weigh(int position, AudioBlock block) {
+void LoudnessMeasurement::weigh(int cycle, int position, AudioBlock block) {
   if (block.count() < 2 || position >= static_cast<int>(kPositions)) {
     return;
   }
-  waiting_.push_back({static_cast<std::size_t>(position), std::move(block)});
+  waiting_.push_back({static_cast<std::size_t>(position), cycle, std::move(block)});
   if (static_cast<int>(waiting_.size()) == blocksAtOnce()) {
     weighWaiting();
   }
@@ -96,12 +124,17 @@ void LoudnessMeasurement::weighWaiting() {
     sum =
         static_cast<double>(static_cast<long double>(sum) + static_cast<long double>(energies[i]));
     counts_[waiting_[i].position] += static_cast<uint32_t>(waiting_[i].block.count());
+    if (wantsFigures_) {
+      noteEnergy(waiting_[i].cycle,
+                 energies[i] / waiting_[i].block.count() * kWeights[waiting_[i].position]);
+    }
   }
   waiting_.clear();
 }
 
 void LoudnessMeasurement::end() {
   weighWaiting();
+  isOver_ = true;
 }
 
 void LoudnessMeasurement::conclude() {
@@ -111,9 +144,7 @@ void LoudnessMeasurement::conclude() {
       sum += energies_[i] / static_cast<int32_t>(counts_[i]) * kWeights[i];
     }
   }
-  // The loudness of silence is minus infinity.
-  // cppcheck-suppress invalidFunctionArg
-  result_.loudness = 10.0 * std::log10(sum) - 0.691;
+  result_.loudness = loudnessOf(sum);
   max_ = context_.whole(kMax);
   min_ = context_.whole(kMin);
   result_.passed = result_.loudness < max_ && min_ < result_.loudness;

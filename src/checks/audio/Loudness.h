@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "tester/AudioRun.h"
@@ -19,6 +21,8 @@ class LoudnessMeasurement : public AudioMeasurement {
   void begin(const AudioPlan& plan) override;
   Taken add(int cycle, int stream, const AudioBlock& block) override;
   void end() override;
+  std::vector<BlockSeries> beginSeries() override;
+  std::vector<BlockFigures> takeFigures() override;
   void conclude() override;
   void describe(QACheckOutcome& outcome) const override;
 
@@ -27,10 +31,12 @@ class LoudnessMeasurement : public AudioMeasurement {
  private:
   struct Waiting {
     std::size_t position;
+    int cycle;
     AudioBlock block;
   };
 
-  void weigh(int position, AudioBlock block);
+  void weigh(int cycle, int position, AudioBlock block);
+  void noteEnergy(int cycle, double energy);
   void weighWaiting();
 
   static constexpr std::size_t kPositions = 6;
@@ -42,6 +48,10 @@ class LoudnessMeasurement : public AudioMeasurement {
   std::array<double, kPositions> energies_{};
   /// Values that the energies come from.
   std::array<uint32_t, kPositions> counts_{};
+  bool wantsFigures_ = false;
+  bool isOver_ = false;  ///< nothing more is weighed
+  /// Of cycles, what their blocks come to; the last may be incomplete.
+  std::vector<std::pair<int, double>> ofCycles_;
   QA_Loudness result_;
   int min_ = 0;
   int max_ = 0;

@@ -46,6 +46,7 @@ int64_t decisiveCount(const Matches& matches) {
 
 void MonoMeasurement::compare(const OxAudioSample& first, const OxAudioSample& second) {
   const int64_t best = decisiveCount(countMatches(first, second, tolerance_));
+  matchingPercent_ = 100.0 * static_cast<double>(best) / first.numberOfSamples;
   if (static_cast<float>(best) >= static_cast<float>(first.numberOfSamples) * threshold_) {
     ++monoBlocks_;
   }

@@ -24,11 +24,14 @@ class MonoMeasurement : public PairMeasurement {
 
  protected:
   void compare(const OxAudioSample& first, const OxAudioSample& second) override;
+  QASeriesColumn column() const override { return {"matchingShare", "%"}; }
+  double figure() const override { return matchingPercent_; }
 
  private:
   float tolerance_;
   float threshold_;
   int monoBlocks_ = 0;
+  double matchingPercent_ = 0.0;  ///< of the samples of the last pair
 };
 
 }  // namespace qatester

@@ -19,6 +19,8 @@ class PhaseMeasurement : public PairMeasurement {
 
  protected:
   void compare(const OxAudioSample& first, const OxAudioSample& second) override;
+  QASeriesColumn column() const override { return {"lag", "samples"}; }
+  double figure() const override { return best_.lag; }
 
  private:
   float meanLag() const;

@@ -147,14 +147,31 @@ class ActivePictureMeasurement final : public PictureMeasurement {
   void beginPictures(const ProgrammeFacts& facts) override {
     const auto& video = facts.media.streams[static_cast<std::size_t>(facts.videoStream)].video;
     pixelAspect_ = video.has_value() ? ratioOf(video->sampleAspect) : 1.0;
+    places_ = series().begin(QASeries::Per::picture,
+                             {{"x", "px"}, {"y", "px"}, {"width", "px"}, {"height", "px"}});
   }
 
-  void endPictures(const PictureSummary&) override { closeShot(times().count()); }
+  void endPictures(const PictureSummary&) override {
+    closeShot(times().count());
+    if (!places_.isWanted()) {
+      return;
+    }
+    // Shots that come later decide on what a dark one shows.
+    for (const ActiveArea& area : areas_->areas()) {
+      for (int64_t number = area.first; number < area.end; ++number) {
+        places_.add(
+            number, times().seconds(number),
+            {static_cast<double>(area.margins.left), static_cast<double>(area.margins.top),
+             static_cast<double>(area.activeWidth()), static_cast<double>(area.activeHeight())});
+      }
+    }
+  }
 
   double demanded_;
   double pixelAspect_ = 1.0;
   Shot shot_;
   std::optional<ActiveAreas> areas_;
+  SeriesOutput places_;
 };
 
 std::unique_ptr<ProgrammeCheck<ActivePictureMeasurement>> make(const CheckContext& context) {

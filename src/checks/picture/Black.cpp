@@ -52,7 +52,7 @@ class BlackMeasurement final : public PictureMeasurement {
                 .value = record.blackShare,
                 .frame = record.number});
     luma_.add(record.number, times().seconds(record.number),
-              {static_cast<double>(record.numbers.meanLuma)});
+              {record.perPixel(record.numbers.lumaSum)});
   }
 
   const char* display() const override { return kDisplays[0]; }

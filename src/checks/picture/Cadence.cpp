@@ -97,6 +97,14 @@ class CadenceMeasurement final : public FieldMeasurement {
           breaks.empty() ? "unbroken" : counted(static_cast<double>(breaks.size()), "break");
     }
   }
+
+ private:
+  std::vector<QASeriesColumn> columns() const override {
+    return {{"topChange", ""}, {"bottomChange", ""}};
+  }
+  std::vector<double> figuresOf(const FieldEvidence& evidence) const override {
+    return {evidence.numbers.topRatio, evidence.numbers.bottomRatio};
+  }
 };
 
 std::unique_ptr<ProgrammeCheck<CadenceMeasurement>> make(const CheckContext& context) {

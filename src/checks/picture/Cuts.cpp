@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,6 +34,10 @@ class CutsMeasurement final : public PictureMeasurement {
  public:
   using PictureMeasurement::take;
   void take(const PictureRecord& record) override {
+    const PictureDistance& distance = record.distance;
+    distances_.add(
+        record.number, times().seconds(record.number),
+        {figureOf(distance.change), figureOf(distance.colourChange), figureOf(distance.unlike)});
     if (record.isDamaged) {
       damaged_.push_back(record.number);
       inFlash_ = false;
@@ -99,6 +105,16 @@ class CutsMeasurement final : public PictureMeasurement {
   }
 
  private:
+  static double figureOf(std::optional<float> value) {
+    return value.has_value() ? static_cast<double>(*value)
+                             : std::numeric_limits<double>::quiet_NaN();
+  }
+
+  void beginPictures(const ProgrammeFacts&) override {
+    distances_ = series().begin(QASeries::Per::picture,
+                                {{"change", ""}, {"colourChange", ""}, {"unlike", ""}});
+  }
+
   void add(QACheckOutcome& outcome, int64_t first, int64_t end, const char* what) const {
     QAEvent event = eventOf(first, end, what);
     event.breaks = false;
@@ -124,6 +140,7 @@ class CutsMeasurement final : public PictureMeasurement {
   std::vector<std::pair<int64_t, int64_t>> flashes_;
   bool inFlash_ = false;
   std::vector<GradualChange> changes_;
+  SeriesOutput distances_;
 };
 
 std::unique_ptr<ProgrammeCheck<CutsMeasurement>> make(const CheckContext& context) {

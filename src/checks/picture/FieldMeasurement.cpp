@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace qatester {
 
@@ -35,6 +36,18 @@ void FieldMeasurement::take(const PictureRecord& record) {
                      record.kind != PictureKind::goesOn || evidence_.empty();
   evidence_.push_back({record.numbers.fields, isNew});
   flags_.push_back(record.flagged);
+  if (figures_.isWanted()) {
+    // Where nothing moves there is nothing to compare.
+    const bool says = !isNew && record.numbers.fields.active > 0.0F;
+    figures_.add(
+        record.number, times().seconds(record.number),
+        says ? figuresOf(evidence_.back())
+             : std::vector<double>(columns().size(), std::numeric_limits<double>::quiet_NaN()));
+  }
+}
+
+void FieldMeasurement::beginPictures(const ProgrammeFacts&) {
+  figures_ = series().begin(QASeries::Per::picture, columns());
 }
 
 void FieldMeasurement::endPictures(const PictureSummary&) {

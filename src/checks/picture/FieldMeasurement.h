@@ -25,13 +25,20 @@ class FieldMeasurement : public PictureMeasurement {
   /// Shorter runs are not reported, in pictures.
   int64_t leastLength() const;
 
+  /// What its series says of a picture, a figure a column; of one of which the pixels say nothing
+  /// all are NaN. Such a series has a column at least.
+  virtual std::vector<QASeriesColumn> columns() const = 0;
+  virtual std::vector<double> figuresOf(const FieldEvidence& evidence) const = 0;
+
  private:
+  void beginPictures(const ProgrammeFacts&) final;
   void endPictures(const PictureSummary&) final;
 
   std::vector<FieldEvidence> evidence_;
   std::vector<FieldFlag> flags_;
   std::vector<FieldRun> runs_;
   int leastHeight_ = 0;
+  SeriesOutput figures_;
 };
 
 /// Which field comes first, of the pixels and of a flag.

@@ -124,6 +124,17 @@ class FieldOrderMeasurement final : public FieldMeasurement {
     outcome.summary = found;
     outcome.summary += found == flaggedText ? ", as flagged" : ", flagged " + flaggedText;
   }
+
+ private:
+  std::vector<QASeriesColumn> columns() const override {
+    return {{"weight", ""},           {"topQuality", ""},    {"bottomQuality", ""},
+            {"progressiveShare", ""}, {"topFirstShare", ""}, {"bottomFirstShare", ""}};
+  }
+  std::vector<double> figuresOf(const FieldEvidence& evidence) const override {
+    const FieldNumbers& its = evidence.numbers;
+    return {weightOf(evidence),   its.topQuality, its.bottomQuality,
+            its.progressiveVotes, its.topVotes,   its.bottomVotes};
+  }
 };
 
 std::unique_ptr<ProgrammeCheck<FieldOrderMeasurement>> make(const CheckContext& context) {

@@ -25,7 +25,8 @@ void FlashFinder::add(int64_t frame, double seconds, const std::vector<float>& c
   std::size_t& up = up_[recent_];
   std::size_t& down = down_[recent_];
   up = down = 0;
-  if (cells_.size() != cells.size()) {
+  isCompared_ = cells_.size() == cells.size();
+  if (!isCompared_) {
     cells_.clear();
     for (const float value : cells) {
       cells_.push_back({.low = value, .high = value});
@@ -54,6 +55,13 @@ void FlashFinder::add(int64_t frame, double seconds, const std::vector<float>& c
   if (isFlash(down_, up_)) {
     addTransition({frame, seconds, -1});
   }
+}
+
+std::optional<double> FlashFinder::shareOf(const std::array<std::size_t, kRecent>& counts) const {
+  if (!isCompared_ || cells_.empty()) {
+    return std::nullopt;
+  }
+  return static_cast<double>(counts[recent_]) / static_cast<double>(cells_.size());
 }
 
 bool FlashFinder::isFlash(const std::array<std::size_t, kRecent>& cells,

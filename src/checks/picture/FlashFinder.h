@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace qatester {
@@ -34,6 +35,10 @@ class FlashFinder {
   void add(int64_t frame, double seconds, const std::vector<float>& cells,
            const std::vector<uint8_t>* counts = nullptr);
 
+  /// Of the cells of the last picture, those that went up or down far enough to be a part of a
+  /// flash, 0 to 1; empty where nothing was there before it.
+  std::optional<double> upShare() const { return shareOf(up_); }
+  std::optional<double> downShare() const { return shareOf(down_); }
   /// Changes of a large part of the picture, up or down by turns.
   int64_t transitions() const { return transitions_; }
   /// The most in a second.
@@ -54,12 +59,14 @@ class FlashFinder {
     int direction;
   };
 
+  std::optional<double> shareOf(const std::array<std::size_t, kRecent>& counts) const;
   bool isFlash(const std::array<std::size_t, kRecent>& cells,
                const std::array<std::size_t, kRecent>& others) const;
   void addTransition(const Transition& transition);
 
   FlashRule rule_;
   std::vector<Cell> cells_;
+  bool isCompared_ = false;  ///< the last picture, with one before
   /// Of the last pictures, how many cells went up, and how many down, by turns.
   std::array<std::size_t, kRecent> up_ = {};
   std::array<std::size_t, kRecent> down_ = {};

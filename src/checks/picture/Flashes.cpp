@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -58,6 +60,8 @@ double linear(double value) {
   return std::pow(std::clamp(value, 0.0, 1.0), kGamma);
 }
 
+constexpr double kPercent = 100.0;
+
 /// Luma codes of 8 bits, from 0 (black) to 1 (white).
 double signalOf(double code, bool isFullRange) {
   return isFullRange ? code / 255.0 : (code - 16.0) / 219.0;
@@ -88,12 +92,24 @@ class FlashesMeasurement final : public PictureMeasurement {
     for (const uint8_t cell : record.thumb.cells) {
       cells_.push_back(table[cell]);
     }
-    if (cells_.size() >= kLeastCells) {
+    const bool hasParts = cells_.size() >= kLeastCells;
+    if (hasParts) {
       luminance_.add(record.number, seconds, cells_);
     }
     if (record.chroma.isThere) {
       readRed(record);
       red_.add(record.number, seconds, cells_, &saturated_);
+    }
+    if (shares_.isWanted()) {
+      const auto percent = [](bool isNew, std::optional<double> share) {
+        return isNew && share.has_value() ? kPercent * *share
+                                          : std::numeric_limits<double>::quiet_NaN();
+      };
+      shares_.add(
+          record.number, seconds,
+          {percent(hasParts, luminance_.upShare()), percent(hasParts, luminance_.downShare()),
+           percent(record.chroma.isThere, red_.upShare()),
+           percent(record.chroma.isThere, red_.downShare())});
     }
   }
 
@@ -118,6 +134,12 @@ class FlashesMeasurement final : public PictureMeasurement {
   }
 
  private:
+  void beginPictures(const ProgrammeFacts&) override {
+    shares_ = series().begin(
+        QASeries::Per::picture,
+        {{"lighterShare", "%"}, {"darkerShare", "%"}, {"redderShare", "%"}, {"lessRedShare", "%"}});
+  }
+
   /// Two changes are one; a change that is left over is none.
   static double flashesOf(int transitions) { return std::floor(transitions / 2.0); }
 
@@ -189,6 +211,7 @@ class FlashesMeasurement final : public PictureMeasurement {
   std::vector<float> cells_;
   std::vector<uint8_t> saturated_;
   std::vector<uint8_t> wasSaturated_;
+  SeriesOutput shares_;
 };
 
 std::unique_ptr<ProgrammeCheck<FlashesMeasurement>> make(const CheckContext& context) {

@@ -54,7 +54,7 @@ class FreezeMeasurement final : public PictureMeasurement {
   using PictureMeasurement::take;
   void take(const PictureRecord& record) override {
     changes_.add(record.number, times().seconds(record.number),
-                 {static_cast<double>(record.numbers.change.mean),
+                 {record.perPixel(record.numbers.changeSum),
                   static_cast<double>(record.numbers.change.largest)});
     const bool isBlack = record.blackShare >= kBlackShare;
     if (still_.has_value() && !goesOn(record, isBlack)) {

@@ -108,6 +108,7 @@ void PictureEngine::handOutDecided() {
   for (const PictureDecision& decision : shots_.takeDecisions()) {
     PictureRecord& record = waiting_.front();
     record.kind = decision.kind;
+    record.distance = decision.distance;
     listeners_.each([&](PictureMeasurement& one) { one.take(record); });
     waiting_.pop_front();
   }

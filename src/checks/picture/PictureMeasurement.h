@@ -28,6 +28,7 @@ struct PictureRecord {
   bool isFirstOfSize = false;
   FieldFlag flagged = FieldFlag::progressive;
   PictureKind kind = PictureKind::goesOn;
+  PictureDistance distance = {};
   PictureNumbers numbers = {};
   Thumb thumb = {};
   bool isFlat = false;  ///< nothing can be recognised in it
@@ -37,6 +38,11 @@ struct PictureRecord {
   double blackShare = 0.0;
   /// Of some pictures, for measurements that ask for them.
   std::optional<LineSums> lines = {};
+
+  /// A sum of all pixels, a pixel.
+  double perPixel(uint64_t sum) const {
+    return static_cast<double>(sum) / (static_cast<double>(width) * height);
+  }
 };
 
 /// When pictures are shown, in seconds from the file's start.

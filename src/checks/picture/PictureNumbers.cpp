@@ -165,6 +165,8 @@ PictureNumbers reduceBlocks(const std::vector<BlockSums>& blocks, int width, int
     histogram[std::min(bin, histogram.size() - 1)] += 1;
   });
   const double pixels = static_cast<double>(width) * height;
+  numbers.lumaSum = luma;
+  numbers.changeSum = change;
   numbers.meanLuma = static_cast<float>(static_cast<double>(luma) / pixels);
   numbers.change.mean = static_cast<float>(static_cast<double>(change) / pixels);
   int below = 0;

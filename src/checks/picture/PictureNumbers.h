@@ -51,6 +51,9 @@ struct FieldNumbers {
 
 /// What the blocks of a picture come to.
 struct PictureNumbers {
+  // Of luma, and of its change, exactly: means that are printed with many digits.
+  uint64_t lumaSum = 0;
+  uint64_t changeSum = 0;
   float meanLuma = 0.0F;
   ChangeNumbers change;
   FieldNumbers fields;

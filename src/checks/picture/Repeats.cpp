@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -36,6 +37,12 @@ class RepeatsMeasurement final : public PictureMeasurement {
     const bool isAlone = record.isFirstOfSize && record.kind == PictureKind::goesOn;
     evidence_.push_back(
         {record.numbers.change, isAlone ? PictureKind::cut : record.kind, record.isFlat});
+    const auto figure = [&](double change) {
+      return record.isFirstOfSize ? std::numeric_limits<double>::quiet_NaN() : change;
+    };
+    changes_.add(record.number, times().seconds(record.number),
+                 {figure(record.perPixel(record.numbers.changeSum)),
+                  figure(static_cast<double>(record.numbers.change.largest))});
   }
 
   const char* display() const override { return kDisplays[0]; }
@@ -89,6 +96,10 @@ class RepeatsMeasurement final : public PictureMeasurement {
     return times().rate() >= kDoubleRate && repeats.newShare() <= kMostOfFilm;
   }
 
+  void beginPictures(const ProgrammeFacts&) override {
+    changes_ = series().begin(QASeries::Per::picture, {{"meanChange", ""}, {"largestChange", ""}});
+  }
+
   void endPictures(const PictureSummary&) override {
     repeats_ = joinRepeats(findRepeatedPictures(evidence_));
     evidence_ = {};
@@ -97,6 +108,7 @@ class RepeatsMeasurement final : public PictureMeasurement {
   int most_;
   std::vector<RepeatEvidence> evidence_;
   std::vector<Repeats> repeats_;
+  SeriesOutput changes_;
 };
 
 std::unique_ptr<ProgrammeCheck<RepeatsMeasurement>> make(const CheckContext& context) {

@@ -168,10 +168,24 @@ std::vector<PictureDecision> ShotFinder::takeDecisions() {
   return std::exchange(decisions_, {});
 }
 
+PictureDistance ShotFinder::distanceTo(const Entry& its) {
+  if (!its.hasPrevious) {
+    return {};
+  }
+  PictureDistance distance{.change = its.change};
+  if (its.chroma.isThere) {
+    distance.colourChange = its.colourChange;
+  }
+  if (its.change >= kLeastChange) {
+    distance.unlike = its.likeness.unlike;
+  }
+  return distance;
+}
+
 void ShotFinder::decideNext() {
   const Entry& its = *entry(decided_);
   const PictureKind kind = kindOf(its);
-  decisions_.push_back({its.number, kind});
+  decisions_.push_back({its.number, kind, distanceTo(its)});
   if (kind != PictureKind::goesOn || its.number == 0) {
     closeWindow();
     shotBegin_ = its.number;

@@ -18,10 +18,20 @@ enum class PictureKind : uint8_t {
   flashEnd,  ///< the shot goes on after a flash
 };
 
+/// How far a picture is from the one before, by their thumbs. Levels are 8-bit codes. What is not
+/// there is not known: a first picture has none before it, and pictures alike are not compared
+/// wherever the one lies on the other.
+struct PictureDistance {
+  std::optional<float> change = {};        ///< mean difference of the luma of a cell
+  std::optional<float> colourChange = {};  ///< of Cb and Cr together
+  std::optional<float> unlike = {};        ///< see `Likeness`
+};
+
 /// Where shots begin, and flashes: decided some pictures later.
 struct PictureDecision {
   int64_t number = 0;
   PictureKind kind = PictureKind::goesOn;
+  PictureDistance distance = {};
 };
 
 /// A change from one picture to another over several.
@@ -71,6 +81,8 @@ class ShotFinder {
 
     int64_t length() const { return last - first; }
   };
+
+  static PictureDistance distanceTo(const Entry& its);
 
   const Entry* entry(int64_t number) const;
   /// 0 where there is no such picture.

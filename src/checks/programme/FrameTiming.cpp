@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <limits>
 #include <memory>
+#include <utility>
 
 #include "checks/CheckList.h"
 #include "tester/SettingRows.h"
@@ -260,6 +262,8 @@ void FrameTimingMeasurement::begin(const ProgrammeFacts& facts) {
                .tick = ratioOf(stream.timeBase),
                .hasTimes = stream.hasTimes,
                .mustBeConstant = mustBeConstant_};
+  distances_ = series().begin(QASeries::Per::picture,
+                              {{"distance", "s"}, {"keyFrame", ""}, {"damaged", ""}});
 }
 
 void FrameTimingMeasurement::take(const ProgrammePacket& packet) {
@@ -284,6 +288,18 @@ const PictureTimes& FrameTimingMeasurement::judgedTimes() const {
 }
 
 void FrameTimingMeasurement::take(const ProgrammePicture& picture) {
+  if (distances_.isWanted()) {
+    // Times that come of decoding are not those of the pictures.
+    const std::optional<double> now =
+        declared_.hasTimes && 2 * packetsWithoutPresentation_ <= packets_ ? picture.seconds
+                                                                          : std::nullopt;
+    const std::optional<double> before = std::exchange(last_, now);
+    distances_.add(
+        picture.number, picture.seconds,
+        {now.has_value() && before.has_value() ? *now - *before
+                                               : std::numeric_limits<double>::quiet_NaN(),
+         picture.key ? 1.0 : 0.0, damaged_.isDamaged(picture.damage) ? 1.0 : 0.0});
+  }
   if (!picture.seconds.has_value()) {
     ++times_.missing;
     return;

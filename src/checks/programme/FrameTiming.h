@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "checks/picture/DamagedPictures.h"
 #include "tester/ProgrammeRun.h"
 
 namespace qatester {
@@ -76,6 +77,9 @@ class FrameTimingMeasurement final : public ProgrammeMeasurement {
   bool sawPacket_ = false;
   bool beginsWithKey_ = true;
   bool sawGoodKey_ = false;
+  SeriesOutput distances_;
+  DamagedPictures damaged_;
+  std::optional<double> last_;  ///< when the picture before is presented
 };
 
 }  // namespace qatester

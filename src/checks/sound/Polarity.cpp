@@ -210,8 +210,8 @@ class PolarityMeasurement final : public SoundMeasurement {
 
   void change(const SoundSection& section) override {
     if (section.isFirst) {
-      pairs_[section.number].series.begin(
-          series().begin(QASeries::Per::sound, {{"correlation", ""}}, nameOf(section.number)));
+      pairs_[section.number].series.begin(series().begin(
+          seriesOf(*section.programme, nameOf(section.number), {{"correlation", ""}})));
     }
   }
 

@@ -218,8 +218,8 @@ void ProgrammeLoudnessMeasurement::take(const SoundCell& cell) {
 void ProgrammeLoudnessMeasurement::change(const SoundSection& section) {
   if (section.isFirst) {
     meters_[section.number].series.begin(
-        series().begin(QASeries::Per::sound, {{"momentaryLufs", "LUFS"}, {"shortTermLufs", "LUFS"}},
-                       nameOf(section.number)));
+        series().begin(seriesOf(*section.programme, nameOf(section.number),
+                                {{"momentaryLufs", "LUFS"}, {"shortTermLufs", "LUFS"}})));
   }
 }
 

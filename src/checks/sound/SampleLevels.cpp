@@ -109,10 +109,9 @@ class SampleLevelsMeasurement final : public SoundMeasurement {
     channels_.change(section);
     rows_.resize(std::max(rows_.size(), section.number + 1));
     Row& row = rows_[section.number];
-    row.series.begin(
-        series().begin(QASeries::Per::sound,
-                       columnsOf(*section.programme, {{"peakDbfs", "dBFS"}, {"rmsDbfs", "dBFS"}}),
-                       nameOf(section.number)));
+    row.series.begin(series().begin(
+        seriesOf(*section.programme, nameOf(section.number),
+                 columnsOf(*section.programme, {{"peakDbfs", "dBFS"}, {"rmsDbfs", "dBFS"}}))));
     row.channels.assign(section.programme->channels.size(), {});
   }
 

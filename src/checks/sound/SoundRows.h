@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -57,6 +59,26 @@ inline std::vector<QASeriesColumn> columnsOf(const SoundProgramme& programme,
     }
   }
   return all;
+}
+
+/// A series of a programme, which is called `part` beside others.
+inline QASeries seriesOf(const SoundProgramme& programme, std::string part,
+                         std::vector<QASeriesColumn> columns) {
+  QASeries series;
+  series.per = QASeries::Per::sound;
+  series.part = std::move(part);
+  series.columns = std::move(columns);
+  const std::vector<SoundChannel>& channels = programme.channels;
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    if (channels[i].stream != channels[0].stream || channels[i].channel != static_cast<int>(i)) {
+      return series;
+    }
+  }
+  if (!channels.empty()) {
+    series.stream = channels[0].stream;
+    series.channels = static_cast<int>(channels.size());
+  }
+  return series;
 }
 
 /// Of an amplitude, full scale being 1, for a series: none for digital silence.

@@ -102,9 +102,9 @@ class TruePeakMeasurement final : public SoundMeasurement {
     channels_.change(section);
     rows_.resize(std::max(rows_.size(), section.number + 1));
     Row& row = rows_[section.number];
-    row.series.begin(series().begin(QASeries::Per::sound,
-                                    columnsOf(*section.programme, {{"truePeakDbtp", "dBTP"}}),
-                                    nameOf(section.number)));
+    row.series.begin(
+        series().begin(seriesOf(*section.programme, nameOf(section.number),
+                                columnsOf(*section.programme, {{"truePeakDbtp", "dBTP"}}))));
     row.peaks.assign(section.programme->channels.size(), 0.0);
   }
 

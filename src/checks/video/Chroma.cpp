@@ -51,7 +51,8 @@ class ChromaMeasurement : public ColourMeasurement<QA_ChromaLevel> {
                              drawDiamond(picture, context_.displays.canvases()).get());
       context_.displays.repaint();
     }
-    level_ = MaxChannels(measured(picture, getChromaLimits), level_);
+    last_ = measured(picture, getChromaLimits);
+    level_ = MaxChannels(last_, level_);
     return readable ? Taken::measured : Taken::leftOut;
   }
 };

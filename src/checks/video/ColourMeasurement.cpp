@@ -51,6 +51,17 @@ QAValues valuesOf(const Level& level) {
   return values;
 }
 
+template <typename Level>
+std::vector<double> figuresOf(const Level& level, const char* channels) {
+  std::vector<double> figures;
+  for (const char channel : std::string(channels)) {
+    const Extremes extremes = extremesOf(level, channel);
+    figures.push_back(extremes.min);
+    figures.push_back(extremes.max);
+  }
+  return figures;
+}
+
 std::string trespasses(char channel, const Extremes& extremes,
                        const std::vector<QALimits>& limits) {
   const std::string name(1, channel);
@@ -93,6 +104,25 @@ void describeColours(QACheckOutcome& outcome, const QA_ChromaLevel& record,
 void describeColours(QACheckOutcome& outcome, const QA_GamutLevel& record,
                      const std::vector<QALimits>& limits) {
   describeLevel(outcome, record, "RGB", limits);
+}
+
+std::vector<QASeriesColumn> colourColumns(const QA_GamutLevel&) {
+  return {{"rMin", ""}, {"rMax", ""}, {"gMin", ""}, {"gMax", ""}, {"bMin", ""}, {"bMax", ""}};
+}
+
+std::vector<QASeriesColumn> colourColumns(const QA_ChromaLevel&) {
+  std::vector<QASeriesColumn> columns = colourColumns(QA_GamutLevel{});
+  columns.push_back({"yMin", ""});
+  columns.push_back({"yMax", ""});
+  return columns;
+}
+
+std::vector<double> colourFigures(const QA_GamutLevel& level) {
+  return figuresOf(level, "RGB");
+}
+
+std::vector<double> colourFigures(const QA_ChromaLevel& level) {
+  return figuresOf(level, "RGBY");
 }
 
 bool liesInside(const QA_ChromaLevel& level, const std::vector<QALimits>& limits) {

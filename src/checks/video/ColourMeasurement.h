@@ -21,6 +21,12 @@ void describeColours(QACheckOutcome& outcome, const QA_ChromaLevel& record,
 void describeColours(QACheckOutcome& outcome, const QA_GamutLevel& record,
                      const std::vector<QALimits>& limits);
 
+/// The extremes of a picture as a series has them.
+std::vector<QASeriesColumn> colourColumns(const QA_ChromaLevel&);
+std::vector<QASeriesColumn> colourColumns(const QA_GamutLevel&);
+std::vector<double> colourFigures(const QA_ChromaLevel& level);
+std::vector<double> colourFigures(const QA_GamutLevel& level);
+
 /// What the measurements of colour extremes have in common: the extremes of all pictures so far,
 /// and the limits that they are compared with.
 template <typename Level>
@@ -36,6 +42,9 @@ class ColourMeasurement : public VideoMeasurement {
   void describe(QACheckOutcome& outcome) const override {
     describeColours(outcome, recordOf(*this, outcome.began), limits_);
   }
+
+  std::vector<QASeriesColumn> columns() const override { return colourColumns(Level{}); }
+  std::vector<double> figures() const override { return colourFigures(last_); }
 
   Level verdict() const {
     Level result = level_;
@@ -56,6 +65,7 @@ class ColourMeasurement : public VideoMeasurement {
 
   const CheckContext& context_;
   Level level_;
+  Level last_;  ///< of the last picture alone
   /// False once something was met that no extremes can make up for.
   bool mayPass_ = true;
 

@@ -72,6 +72,8 @@ void FieldDominanceMeasurement::addFlags(int interlaced, int topFieldFirst) {
   ++pictures_;
   interlaced_ += interlaced;
   topFieldFirst_ += topFieldFirst;
+  lastInterlaced_ = interlaced;
+  lastTopFieldFirst_ = topFieldFirst;
 }
 
 QA_FieldDominance FieldDominanceMeasurement::verdict() const {

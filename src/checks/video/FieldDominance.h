@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "tester/QAResults.h"
 #include "tester/VideoRun.h"
 
@@ -10,6 +12,10 @@ class FieldDominanceMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;
   Taken add(int index, const DecodedPicture& picture) override;
+  std::vector<QASeriesColumn> columns() const override {
+    return {{"interlaced", ""}, {"topFieldFirst", ""}};
+  }
+  std::vector<double> figures() const override { return {lastInterlaced_, lastTopFieldFirst_}; }
   void describe(QACheckOutcome& outcome) const override;
 
   /// Takes the flags of one picture, each 0 or 1.
@@ -23,6 +29,9 @@ class FieldDominanceMeasurement : public VideoMeasurement {
   int pictures_ = 0;
   int interlaced_ = 0;
   int topFieldFirst_ = 0;
+  // Of the last picture.
+  double lastInterlaced_ = 0.0;
+  double lastTopFieldFirst_ = 0.0;
 };
 
 }  // namespace qatester

@@ -50,8 +50,12 @@ Taken FrameRateMeasurement::add(int index, const DecodedPicture& picture) {
 }
 
 void FrameRateMeasurement::addTime(int index, double seconds) {
+  last_ = std::numeric_limits<double>::quiet_NaN();
   if (seconds > 0.0) {
-    sum_ += static_cast<float>(static_cast<double>(static_cast<float>(index + 1)) / seconds);
+    const auto rate =
+        static_cast<float>(static_cast<double>(static_cast<float>(index + 1)) / seconds);
+    sum_ += rate;
+    last_ = static_cast<double>(rate);
   }
 }
 

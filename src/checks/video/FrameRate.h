@@ -1,5 +1,8 @@
 #pragma once
 
+#include <limits>
+#include <vector>
+
 #include "tester/QAResults.h"
 #include "tester/VideoRun.h"
 
@@ -13,6 +16,8 @@ class FrameRateMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;
   Taken add(int index, const DecodedPicture& picture) override;
+  std::vector<QASeriesColumn> columns() const override { return {{"fps", "fps"}}; }
+  std::vector<double> figures() const override { return {last_}; }
   void describe(QACheckOutcome& outcome) const override;
 
   /// Takes the time in seconds of the frame of this index; one at 0 or earlier adds nothing.
@@ -26,6 +31,7 @@ class FrameRateMeasurement : public VideoMeasurement {
   float declared_ = 0.0F;
   int budget_ = 0;
   float sum_ = 0.0F;
+  double last_ = std::numeric_limits<double>::quiet_NaN();  ///< what the last time stamp adds
 };
 
 }  // namespace qatester

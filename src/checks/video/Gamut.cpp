@@ -60,7 +60,8 @@ class GamutMeasurement : public ColourMeasurement<QA_GamutLevel> {
                              drawLinearGamut(picture, context_.displays.canvases()).get());
       context_.displays.repaint();
     }
-    level_ = MaxChannels(level_, measured(picture, getGamutLimits));
+    last_ = measured(picture, getGamutLimits);
+    level_ = MaxChannels(level_, last_);
     return Taken::measured;
   }
 };

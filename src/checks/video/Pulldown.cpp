@@ -59,7 +59,11 @@ Taken PulldownMeasurement::addGrey(std::shared_ptr<const GreyPicture> picture) {
   if (++gathered_ < group_.size()) {
     return Taken::waits;
   }
+  const int before23 = groups23_;
+  const int before22 = groups22_;
   judgeGroup();
+  lastIs23_ = groups23_ - before23;
+  lastIs22_ = groups22_ - before22;
   gathered_ = 0;
   group_ = {};
   return Taken::measured;

@@ -16,6 +16,9 @@ class PulldownMeasurement : public VideoMeasurement {
  public:
   void begin(float fps, int budget) override;
   Taken add(int index, const DecodedPicture& picture) override;
+  /// Of the groups: a figure is that of the fifth picture of one.
+  std::vector<QASeriesColumn> columns() const override { return {{"is23", ""}, {"is22", ""}}; }
+  std::vector<double> figures() const override { return {lastIs23_, lastIs22_}; }
   void describe(QACheckOutcome& outcome) const override;
 
   /// Takes the next picture as grey; null: it could not be converted.
@@ -35,6 +38,9 @@ class PulldownMeasurement : public VideoMeasurement {
   int groups_ = 0;
   int groups23_ = 0;
   int groups22_ = 0;
+  // Of the last group, 0 or 1.
+  double lastIs23_ = 0.0;
+  double lastIs22_ = 0.0;
 };
 
 }  // namespace qatester

@@ -92,8 +92,10 @@ Taken TearingMeasurement::add(int index, const DecodedPicture& picture) {
     return Taken::missed;
   }
   hasGradient_ = true;
+  percent_.reset();
   if (comparable) {
     const int percent = percentOfPixels(strong, width, height);
+    percent_ = percent;
     sum_ += percent;
     highestPercent_ = std::max(highestPercent_, percent);
     if (context_.displays.wanted()) {
@@ -124,6 +126,10 @@ void TearingMeasurement::show(int index, const DecodedPicture& picture, int perc
   context_.displays.show(kOverlay, index, overlay.get());
   context_.displays.show(kPlot, index, plot_.canvas());
   context_.displays.repaint();
+}
+
+std::vector<double> TearingMeasurement::figures() const {
+  return {percent_.has_value() ? *percent_ : std::numeric_limits<double>::quiet_NaN()};
 }
 
 double TearingMeasurement::meanShare() const {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <vector>
 
 #include "media/GreyPicture.h"
 #include "tester/CheckContext.h"
@@ -20,6 +22,8 @@ class TearingMeasurement : public VideoMeasurement {
 
   void begin(float fps, int budget) override;
   Taken add(int index, const DecodedPicture& picture) override;
+  std::vector<QASeriesColumn> columns() const override { return {{"torn", "%"}}; }
+  std::vector<double> figures() const override;
   void describe(QACheckOutcome& outcome) const override;
 
   /// The mean share of the budgeted frames that is torn lies below the threshold. False without a
@@ -38,6 +42,7 @@ class TearingMeasurement : public VideoMeasurement {
   GreyPicture gradient_;
   bool hasGradient_ = false;
   GreyPicture gradientBefore_;  ///< for the display
+  std::optional<int> percent_;  ///< of the last picture; empty: there is none before it
   int previousPercent_ = 0;
   int highestPercent_ = 0;
   int64_t sum_ = 0;  ///< of percents

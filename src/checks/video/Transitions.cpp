@@ -1,6 +1,7 @@
 #include "checks/video/Transitions.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "checks/CheckList.h"
@@ -83,8 +84,10 @@ Taken TransitionMeasurement::add(int index, const DecodedPicture& picture) {
   if (current == nullptr) {
     return Taken::missed;
   }
+  level_.reset();
   if (hasBoth) {
     const int level = levelOf(meanRelation(sum, current->width(), current->height()));
+    level_ = level;
     if (counter_.add(level)) {
       events_.push_back({.startSeconds = picture.seconds(),
                          .startFrame = picture.number(),
@@ -102,6 +105,10 @@ Taken TransitionMeasurement::add(int index, const DecodedPicture& picture) {
   before_ = hasMiddle ? std::move(middle_) : nullptr;
   middle_ = std::move(current);
   return Taken::measured;
+}
+
+std::vector<double> TransitionMeasurement::figures() const {
+  return {level_.has_value() ? *level_ : std::numeric_limits<double>::quiet_NaN()};
 }
 
 void TransitionMeasurement::plot(int index, int level) {

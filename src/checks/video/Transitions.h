@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "checks/video/TransitionCounter.h"
@@ -18,6 +19,8 @@ class TransitionMeasurement : public VideoMeasurement {
 
   void begin(float fps, int budget) override;
   Taken add(int index, const DecodedPicture& picture) override;
+  std::vector<QASeriesColumn> columns() const override { return {{"level", ""}}; }
+  std::vector<double> figures() const override;
   void describe(QACheckOutcome& outcome) const override;
 
   int verdict() const { return counter_.transitions(); }
@@ -31,6 +34,7 @@ class TransitionMeasurement : public VideoMeasurement {
   TransitionCounter counter_;
   std::shared_ptr<const GreyPicture> before_;  ///< two pictures back; null: none to relate to
   std::shared_ptr<const GreyPicture> middle_;  ///< the previous picture; null likewise
+  std::optional<int> level_;                   ///< of the last picture; empty: it has none
   std::vector<QAEvent> events_;                ///< the transitions
   FramePlot plot_;
 };
