@@ -241,8 +241,7 @@ std::variant<Options, Reply> parseCommandLine(int argc, const char* const* argv)
   addReport("--csv-events", options.csvEvents, "Write a line an event, comma-separated");
   addReport("--edl", options.edl, "Write events as markers; of several files: a folder");
   addReport("--series", options.series, "Write figures over time, as .csv.gz; or a folder");
-  addReport("--qctools", options.qctools,
-            "Write figures as ffprobe does, .qctools.xml.gz; or a folder");
+  addReport("--qctools", options.qctools, "Write figures as ffprobe does; or a folder");
   addReport("--html", options.html, "Write a page with plots and pictures; or a folder");
   app.add_option("--displays", options.displays, "Displays as picture files in this folder")
       ->check(named)

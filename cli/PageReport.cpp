@@ -137,7 +137,7 @@ std::string valuesText(const std::vector<Number>& numbers) {
   return all ? text : text + ", ... (" + std::to_string(numbers.size()) + " in all)";
 }
 
-constexpr const char* kNone = "none";
+constexpr const char* kNoValue = "none";
 
 /// As HTML.
 std::string cellOf(const QAValue& value) {
@@ -155,7 +155,7 @@ std::string cellOf(const QAValue& value) {
         } else if constexpr (std::is_same_v<Held, std::string>) {
           return html(held);
         } else if constexpr (std::is_same_v<Held, std::vector<QAValues>>) {
-          return held.empty() ? kNone : recordsTable(held);
+          return held.empty() ? kNoValue : recordsTable(held);
         } else {
           return held.empty() ? "none" : html(valuesText(held));
         }
@@ -173,7 +173,7 @@ std::string resultList(const QACheckOutcome& outcome) {
     const std::string cell = cellOf(value);
     const std::string words = keyInWords(value.key, value.unit);
     if (std::holds_alternative<std::vector<QAValues>>(value.value)) {
-      tables += cell == kNone ? "" : inTag("h4", "", html(words)) + cell + "\n";
+      tables += cell == kNoValue ? "" : inTag("h4", "", html(words)) + cell + "\n";
     } else if (!cell.empty()) {
       const bool hasUnit = !value.unit.empty() && std::holds_alternative<double>(value.value);
       pairs += figure(words, cell + (hasUnit ? " " + html(value.unit) : ""));

@@ -23,11 +23,11 @@ struct QADisplayPicture {
   /// Of what it shows: a picture of the file, counted from 0, for events; otherwise the last frame
   /// or block that the check measured, counted from 0 after the slate.
   int index = 0;
-  int width = 0;
-  int height = 0;
+  int width = 0;   ///< pixels
+  int height = 0;  ///< pixels
   /// "image/png" for plots and diagrams, "image/jpeg" for pictures, which are at most 640 wide.
   std::string mediaType;
-  std::string bytes;
+  std::string bytes;  ///< of the file
 };
 
 /// Takes them, on the thread that runs the checks: those of events one by one, and of every other
